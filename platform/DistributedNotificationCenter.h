@@ -6,6 +6,7 @@
 #include <QVariantMap>
 
 #include <functional>
+#include <memory>
 
 namespace platform {
 
@@ -60,7 +61,7 @@ private:
     bool m_connected = false;
     bool m_suspended = false;
     QList<QPair<QString, QVariantMap>> m_held;
-    QList<Observer*> m_observers;
+    QList<std::shared_ptr<Observer>> m_observers;
 };
 
 // In-process notifications: one process-wide object whose signal every

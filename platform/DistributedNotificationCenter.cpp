@@ -1,0 +1,256 @@
+#include "platform/DistributedNotificationCenter.h"
+
+#include <QCoreApplication>
+#include <QDBusArgument>
+#include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QDBusVariant>
+#include <QLoggingCategory>
+#include <QPointer>
+#include <QThread>
+
+Q_LOGGING_CATEGORY(lcPlatform, "vesko.platform")
+
+namespace platform {
+
+struct DistributedNotificationCenter::Observer {
+    QPointer<QObject> context;
+    QString name;
+    Handler handler;
+    QMetaObject::Connection destroyed;
+};
+
+namespace {
+
+// Payload values travel as D-Bus strings, 64-bit integers, doubles and
+// booleans. Anything else a foreign sender put in is reduced to those forms
+// where that is meaningful and dropped otherwise.
+QVariant normalisedIncoming(const QVariant& value) {
+    switch (value.metaType().id()) {
+        case QMetaType::QString:
+        case QMetaType::Bool:
+        case QMetaType::Double:
+        case QMetaType::LongLong:
+            return value;
+        case QMetaType::Int:
+        case QMetaType::Short:
+        case QMetaType::UShort:
+        case QMetaType::UChar:
+        case QMetaType::UInt:
+            return QVariant(value.toLongLong());
+        case QMetaType::ULongLong:
+            return value.toULongLong() > qulonglong(std::numeric_limits<qint64>::max())
+                       ? QVariant(QString::number(value.toULongLong()))
+                       : QVariant(qint64(value.toULongLong()));
+        case QMetaType::QStringList:
+            return value;
+        default:
+            break;
+    }
+    if (value.metaType() == QMetaType::fromType<QDBusVariant>()) {
+        return normalisedIncoming(qvariant_cast<QDBusVariant>(value).variant());
+    }
+    if (value.metaType() == QMetaType::fromType<QDBusObjectPath>()) {
+        return QVariant(qvariant_cast<QDBusObjectPath>(value).path());
+    }
+    if (value.metaType() == QMetaType::fromType<QDBusSignature>()) {
+        return QVariant(qvariant_cast<QDBusSignature>(value).signature());
+    }
+    if (value.metaType() == QMetaType::fromType<QDBusArgument>()) {
+        const QDBusArgument arg = qvariant_cast<QDBusArgument>(value);
+        if (arg.currentSignature() == u"a{sv}") {
+            QVariantMap map;
+            arg >> map;
+            QVariantMap out;
+            for (auto it = map.cbegin(); it != map.cend(); ++it) {
+                const QVariant v = normalisedIncoming(it.value());
+                if (v.isValid()) {
+                    out.insert(it.key(), v);
+                }
+            }
+            return out;
+        }
+        if (arg.currentSignature() == u"av") {
+            QVariantList list;
+            arg >> list;
+            QVariantList out;
+            for (const QVariant& element : std::as_const(list)) {
+                const QVariant v = normalisedIncoming(element);
+                if (v.isValid()) {
+                    out.append(v);
+                }
+            }
+            return out;
+        }
+    }
+    qCDebug(lcPlatform) << "dropping a payload value of unsupported type" << value.typeName();
+    return {};
+}
+
+QVariant normalisedOutgoing(const QVariant& value) {
+    switch (value.metaType().id()) {
+        case QMetaType::QString:
+        case QMetaType::Bool:
+        case QMetaType::Double:
+        case QMetaType::LongLong:
+            return value;
+        case QMetaType::Int:
+        case QMetaType::Long:
+        case QMetaType::Short:
+        case QMetaType::UShort:
+        case QMetaType::UChar:
+        case QMetaType::UInt:
+        case QMetaType::ULong:
+        case QMetaType::ULongLong:
+            return QVariant(value.toLongLong());
+        case QMetaType::Float:
+            return QVariant(value.toDouble());
+        default:
+            return QVariant(value.toString());
+    }
+}
+
+}  // namespace
+
+DistributedNotificationCenter::DistributedNotificationCenter(const QDBusConnection& bus,
+                                                             QObject* parent)
+    : QObject(parent), m_bus(bus) {
+    if (m_bus.isConnected()) {
+        m_connected =
+            m_bus.connect(QString(), QString::fromLatin1(kPath), QString::fromLatin1(kInterface),
+                          QString::fromLatin1(kMember), this, SLOT(onPost(QString, QVariantMap)));
+        if (!m_connected) {
+            qCWarning(lcPlatform) << "cannot observe distributed notifications:"
+                                  << m_bus.lastError().message();
+        }
+    }
+}
+
+DistributedNotificationCenter::~DistributedNotificationCenter() {
+    for (const auto& observer : std::as_const(m_observers)) {
+        QObject::disconnect(observer->destroyed);
+    }
+    if (m_connected) {
+        m_bus.disconnect(QString(), QString::fromLatin1(kPath), QString::fromLatin1(kInterface),
+                         QString::fromLatin1(kMember), this, SLOT(onPost(QString, QVariantMap)));
+    }
+}
+
+DistributedNotificationCenter* DistributedNotificationCenter::defaultCenter() {
+    static QPointer<DistributedNotificationCenter> center;
+    if (!center) {
+        center = new DistributedNotificationCenter(QDBusConnection::sessionBus(),
+                                                   QCoreApplication::instance());
+    }
+    return center;
+}
+
+bool DistributedNotificationCenter::isConnected() const {
+    return m_connected;
+}
+
+bool DistributedNotificationCenter::post(const QString& name, const QVariantMap& userInfo) {
+    if (!m_bus.isConnected()) {
+        return false;
+    }
+    QVariantMap payload;
+    for (auto it = userInfo.cbegin(); it != userInfo.cend(); ++it) {
+        payload.insert(it.key(), normalisedOutgoing(it.value()));
+    }
+    QDBusMessage signal = QDBusMessage::createSignal(
+        QString::fromLatin1(kPath), QString::fromLatin1(kInterface), QString::fromLatin1(kMember));
+    signal << name << QVariant::fromValue(payload);
+    return m_bus.send(signal);
+}
+
+void DistributedNotificationCenter::addObserver(QObject* context, const QString& name,
+                                                Handler handler) {
+    Q_ASSERT(context);
+    auto observer = std::make_shared<Observer>();
+    observer->context = context;
+    observer->name = name;
+    observer->handler = std::move(handler);
+    Observer* raw = observer.get();
+    observer->destroyed = connect(context, &QObject::destroyed, this, [this, raw] {
+        m_observers.removeIf([raw](const auto& o) { return o.get() == raw; });
+    });
+    m_observers.append(std::move(observer));
+}
+
+void DistributedNotificationCenter::removeObserver(QObject* context, const QString& name) {
+    m_observers.removeIf([&](const std::shared_ptr<Observer>& o) {
+        const bool match = o->context == context && (name.isEmpty() || o->name == name);
+        if (match) {
+            QObject::disconnect(o->destroyed);
+        }
+        return match;
+    });
+}
+
+void DistributedNotificationCenter::setSuspended(bool suspended) {
+    m_suspended = suspended;
+    while (!m_suspended && !m_held.isEmpty()) {
+        const auto [name, userInfo] = m_held.takeFirst();
+        deliver(name, userInfo);
+    }
+}
+
+bool DistributedNotificationCenter::isSuspended() const {
+    return m_suspended;
+}
+
+void DistributedNotificationCenter::onPost(const QString& name, const QVariantMap& userInfo) {
+    QVariantMap payload;
+    for (auto it = userInfo.cbegin(); it != userInfo.cend(); ++it) {
+        const QVariant v = normalisedIncoming(it.value());
+        if (v.isValid()) {
+            payload.insert(it.key(), v);
+        }
+    }
+    if (m_suspended) {
+        m_held.append({name, payload});
+        return;
+    }
+    deliver(name, payload);
+}
+
+void DistributedNotificationCenter::deliver(const QString& name, const QVariantMap& userInfo) {
+    // Observers run in the order they registered; one may remove another
+    // (or itself) while running, so work from a snapshot.
+    const auto snapshot = m_observers;
+    for (const auto& observer : snapshot) {
+        if (!m_observers.contains(observer) || !observer->context) {
+            continue;
+        }
+        if (observer->name.isEmpty() || observer->name == name) {
+            observer->handler(name, userInfo);
+        }
+    }
+    emit notificationReceived(name, userInfo);
+}
+
+NotificationCenter* NotificationCenter::defaultCenter() {
+    static QPointer<NotificationCenter> center;
+    if (!center) {
+        center = new NotificationCenter;
+        center->setParent(QCoreApplication::instance());
+    }
+    return center;
+}
+
+void NotificationCenter::post(const QString& name, const QVariantMap& userInfo) {
+    emit posted(name, userInfo);
+}
+
+QMetaObject::Connection NotificationCenter::addObserver(QObject* context, const QString& name,
+                                                        Handler handler) {
+    return connect(
+        this, &NotificationCenter::posted, context,
+        [name, handler = std::move(handler)](const QString& posted, const QVariantMap& userInfo) {
+            if (name.isEmpty() || name == posted) {
+                handler(posted, userInfo);
+            }
+        });
+}
+
+}  // namespace platform
