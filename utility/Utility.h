@@ -1,0 +1,10 @@
+#pragma once
+
+// The environment utilities of the input method's shared client code: product
+// locations, version and machine facts, device identity and channel.
+// Every function here may be called from any thread.
+
+#include "log/ZQLogManager.h"
+#include "utility/DeviceIdentity.h"
+#include "utility/ProductLocations.h"
+#include "utility/SystemInfo.h"
