@@ -7,7 +7,7 @@ packages=(
     qt6-l10n-tools libqt6sql6-sqlite libgl-dev libqt6opengl6-dev
     libplist-dev libssl-dev zlib1g-dev libminizip-dev libbenchmark-dev
     fonts-noto-cjk xvfb xauth dbus dbus-x11 libglib2.0-bin x11-utils
-    python3 python3-cryptography openssl unzip
+    python3 python3-cryptography openssl unzip imagemagick x11-apps
     clang libclang-rt-14-dev clang-format
 )
 missing=()
