@@ -79,13 +79,14 @@ public:
     bool canRecordPerf(int logType) const noexcept;
 
     // Configuration setters: each edits "logConfig.plist", writes it
-    // atomically and reloads it. They return false when they left the file as
-    // it was because there was nothing to do, or because the file exists but
-    // cannot be interpreted (it is never overwritten then), or the write failed.
+    // atomically and reloads it. They return true when the file now says
+    // what was asked (also when it already did and nothing was written), and
+    // false when the write failed, or when the file exists but cannot be
+    // interpreted: such a file is never overwritten, whatever the setter.
     bool enableRunLogConfig(qint64 logType);
     bool disableRunLogConfig(qint64 logType);
     bool removeAllRunLogConfig();
-    // These four do nothing when the file does not exist.
+    // These four do nothing (and return false) when the file does not exist.
     bool setEnableAllRunLogConfig(qint64 value);
     bool setLogOutputType(qint64 value);
     bool setLogMaxCount(qint64 value);
