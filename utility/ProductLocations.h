@@ -51,6 +51,10 @@ inline constexpr const char* kDesignBundleContents =
 inline constexpr const char* kDesignPluginFolder = "~/Library/Application Support/Vesko/Plugins";
 inline constexpr const char* kDesignTempLogFolder = "/private/tmp/com.vesko.inputmethod";
 
+// The IM user folder's path, computed afresh: neither created nor logged nor
+// cached. <application support>/Vesko/InputMethod.
+QString imUserFolderPath();
+
 // Installed bundle root and its "Contents" folder.
 QString installedBundleRoot();
 QString bundleContentsFolder();
