@@ -1,0 +1,3 @@
+#include "crypto/CryptoLog.h"
+
+Q_LOGGING_CATEGORY(lcCrypto, "vesko.crypto")

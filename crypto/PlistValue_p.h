@@ -1,0 +1,41 @@
+#pragma once
+
+// Internal to the crypto library: conversions between libplist nodes and
+// QVariant. Not installed, not for other libraries.
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QString>
+#include <QVariant>
+
+#include <plist/plist.h>
+
+#include <memory>
+#include <optional>
+
+namespace zq::crypto::detail {
+
+struct PlistDeleter {
+    void operator()(plist_t node) const { plist_free(node); }
+};
+using PlistPtr = std::unique_ptr<void, PlistDeleter>;
+
+// Parses binary or XML property-list bytes; null on any failure.
+PlistPtr parsePlist(const QByteArray& bytes);
+
+// Seconds between 1970-01-01 and 2001-01-01, the reference date of property
+// lists and archived dates.
+inline constexpr qint64 kReferenceDateOffset = 978307200;
+
+QString stringValue(plist_t node);
+std::optional<qint64> integerValue(plist_t node);
+QDateTime dateFromReferenceSeconds(double seconds);
+double referenceSecondsFromDate(const QDateTime& date);
+
+// A plain property-list value (no UIDs) as a QVariant: dictionary ->
+// QVariantMap, array -> QVariantList, string, integer -> qint64, real ->
+// double, boolean -> bool, data -> QByteArray, date -> QDateTime (UTC).
+// nullopt (and a message) for UIDs or nesting deeper than a sane bound.
+std::optional<QVariant> plistToVariant(plist_t node, QString* error);
+
+}  // namespace zq::crypto::detail
