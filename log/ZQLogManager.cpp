@@ -229,6 +229,8 @@ private:
         ::prctl(PR_SET_NAME, _kind == Kind::RunLog ? "vesko-runlog" : "vesko-perflog", 0, 0, 0);
         loadExistingFile();
         std::unique_lock lock(_mutex);
+        ++_completed;  // the load counts as the first job
+        _idle.notify_all();
         for (;;) {
             _wake.wait(lock, [&] { return _stopping || !_queue.empty(); });
             if (_queue.empty()) {
@@ -323,7 +325,7 @@ private:
     std::condition_variable _wake;
     std::condition_variable _idle;
     std::deque<Entry> _queue;
-    quint64 _submitted = 0;
+    quint64 _submitted = 1;  // the load of the existing file
     quint64 _completed = 0;
     bool _stopping = false;
 

@@ -1,0 +1,766 @@
+#include "log/ZQLogManager.h"
+#include "platform/Plist.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QMutex>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThread>
+
+#include <latch>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// Console lines of the run log, captured from Qt's message handler.
+QMutex g_consoleMutex;
+QStringList g_consoleLines;
+QtMessageHandler g_previousHandler = nullptr;
+
+void captureConsole(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+    if (context.category && QByteArrayView(context.category) == "vesko.runlog") {
+        QMutexLocker lock(&g_consoleMutex);
+        g_consoleLines.append(message);
+        return;
+    }
+    g_previousHandler(type, context, message);
+}
+
+QByteArray readBytes(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool writeBytes(const QString& path, const QByteArray& bytes) {
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+QStringList readLines(const QString& path) {
+    const auto array = platform::Plist::readArray(path);
+    QStringList lines;
+    if (array) {
+        for (const QVariant& v : *array) {
+            lines.append(v.toString());
+        }
+    }
+    return lines;
+}
+
+// The text between " : " after the time stamp and the trailing " (thread)".
+QString entryText(const QString& line) {
+    const qsizetype start = line.indexOf(QStringLiteral(" : ")) + 3;
+    const qsizetype end = line.lastIndexOf(QStringLiteral(" ({"));
+    return line.mid(start, end - start);
+}
+
+QStringList entryTexts(const QStringList& lines) {
+    QStringList texts;
+    for (const QString& line : lines) {
+        texts.append(entryText(line));
+    }
+    return texts;
+}
+
+}  // namespace
+
+class TestLogManager : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<QTemporaryDir> _dir;
+
+    QString configPath() const { return _dir->filePath(QStringLiteral("VeskoPY/logConfig.plist")); }
+    QString logFolder() const { return _dir->filePath(QStringLiteral("logs")); }
+
+    std::unique_ptr<ZQLogManager> makeManager() {
+        return std::make_unique<ZQLogManager>(
+            ZQLogManager::Options{configPath(), logFolder(), QStringLiteral("tester")});
+    }
+
+    void writeConfig(const QVariantMap& config) {
+        QVERIFY(platform::Plist::writeFile(configPath(), config));
+    }
+
+    QStringList copyFiles() const {
+        return QDir(logFolder())
+            .entryList({QStringLiteral("macime_tester_*.log")}, QDir::Files, QDir::Name);
+    }
+
+private slots:
+    void initTestCase() {
+        g_previousHandler = qInstallMessageHandler(captureConsole);
+        // Local time is part of every line; fix the zone for the whole run.
+        qputenv("TZ", "UTC");
+        tzset();
+    }
+
+    void init() {
+        _dir = std::make_unique<QTemporaryDir>();
+        QVERIFY(_dir->isValid());
+        QMutexLocker lock(&g_consoleMutex);
+        g_consoleLines.clear();
+    }
+
+    void withoutConfigurationNothingIsRecorded() {
+        auto manager = makeManager();
+        QVERIFY(QFileInfo(logFolder()).isDir());
+        QVERIFY(!manager->canRecordLog(ZQLogType::Utility));
+        QVERIFY(!manager->canRecordPerf(ZQLogType::Performance));
+        manager->recordRunLogP4("f", 1, QStringLiteral("x"), ZQLogType::Utility);
+        manager->recordRunLogP5("f", 1, QStringLiteral("k"), 1, ZQLogType::About);
+        manager->recordRunLogP6("f", 1, QStringLiteral("x"), ZQLogType::Performance);
+        manager->waitForPendingWrites();
+        QVERIFY(!QFileInfo::exists(manager->logFilePath()));
+        QVERIFY(!QFileInfo::exists(manager->perfFilePath()));
+        QVERIFY(!QFileInfo::exists(configPath()));
+        QCOMPARE(manager->logMaxCount(), 500);
+        QCOMPARE(manager->outputType(), 1);
+        QCOMPARE(manager->saveType(), 1);
+        QCOMPARE(manager->enableAllLog(), false);
+        QVERIFY(!manager->logConfig().has_value());
+    }
+
+    void enablingCreatesTheDefaultFile() {
+        auto manager = makeManager();
+        QVERIFY(manager->enableRunLogConfig(ZQLogType::Utility));
+        const auto config = platform::Plist::readDictionary(configPath());
+        QVERIFY(config);
+        const QVariantMap expected{{QStringLiteral("maxcount"), qint64(500)},
+                                   {QStringLiteral("output"), qint64(1)},
+                                   {QStringLiteral("enableall"), qint64(0)},
+                                   {QStringLiteral("savetype"), qint64(1)},
+                                   {QStringLiteral("logconfig"), QVariantList{qint64(29)}}};
+        QCOMPARE(*config, expected);
+        QVERIFY(manager->canRecordLog(ZQLogType::Utility));
+        QVERIFY(!manager->canRecordLog(ZQLogType::About));
+
+        manager->recordRunLogP4("utilityCall", 7, QStringLiteral("kept"), ZQLogType::Utility);
+        manager->recordRunLogP4("aboutCall", 8, QStringLiteral("dropped"), ZQLogType::About);
+        QCOMPARE(entryTexts(manager->logContent()), QStringList{"utilityCall 7 : kept"});
+        QCOMPARE(entryTexts(readLines(manager->logFilePath())),
+                 QStringList{"utilityCall 7 : kept"});
+    }
+
+    void configurationValues_data() {
+        QTest::addColumn<QByteArray>("file");  // empty: no file at all
+        QTest::addColumn<qint64>("maxCount");
+        QTest::addColumn<qint64>("output");
+        QTest::addColumn<bool>("enableAll");
+        QTest::addColumn<qint64>("saveType");
+        QTest::addColumn<QVariant>("types");  // null: no "logconfig"
+
+        const auto xml = [](const QVariantMap& map) { return platform::Plist::serialize(map); };
+        const QVariant none;
+        using L = QList<qint64>;
+
+        QTest::newRow("no file") << QByteArray() << qint64(500) << qint64(1) << false << qint64(1)
+                                 << none;
+        QTest::newRow("empty dictionary: savetype reads 0")
+            << xml({}) << qint64(500) << qint64(1) << false << qint64(0) << none;
+        QTest::newRow("all keys") << xml({{"maxcount", 3},
+                                          {"output", 2},
+                                          {"enableall", true},
+                                          {"savetype", 2},
+                                          {"logconfig", QVariantList{29, 88}}})
+                                  << qint64(3) << qint64(2) << true << qint64(2)
+                                  << QVariant::fromValue(L{29, 88});
+        QTest::newRow("maxcount 0")
+            << xml({{"maxcount", 0}}) << qint64(500) << qint64(1) << false << qint64(0) << none;
+        QTest::newRow("maxcount negative")
+            << xml({{"maxcount", -4}}) << qint64(500) << qint64(1) << false << qint64(0) << none;
+        QTest::newRow("maxcount 1")
+            << xml({{"maxcount", 1}}) << qint64(1) << qint64(1) << false << qint64(0) << none;
+        QTest::newRow("output 3 means file")
+            << xml({{"output", 3}}) << qint64(500) << qint64(1) << false << qint64(0) << none;
+        QTest::newRow("enableall as integer")
+            << xml({{"enableall", 1}}) << qint64(500) << qint64(1) << true << qint64(0) << none;
+        QTest::newRow("savetype taken as it is")
+            << xml({{"savetype", 7}}) << qint64(500) << qint64(1) << false << qint64(7) << none;
+        QTest::newRow("empty logconfig enables nothing")
+            << xml({{"logconfig", QVariantList{}}}) << qint64(500) << qint64(1) << false
+            << qint64(0) << QVariant::fromValue(L{});
+        // Wrong value types: numbers are numbers whatever their encoding,
+        // anything else counts as absent.
+        QTest::newRow("real maxcount")
+            << xml({{"maxcount", 3.7}}) << qint64(3) << qint64(1) << false << qint64(0) << none;
+        QTest::newRow("text maxcount")
+            << xml({{"maxcount", "3"}}) << qint64(500) << qint64(1) << false << qint64(0) << none;
+        QTest::newRow("text output")
+            << xml({{"output", "2"}}) << qint64(500) << qint64(1) << false << qint64(0) << none;
+        QTest::newRow("dictionary savetype")
+            << xml({{"savetype", QVariantMap{{"a", 1}}}}) << qint64(500) << qint64(1) << false
+            << qint64(0) << none;
+        QTest::newRow("logconfig a text")
+            << xml({{"logconfig", "29"}}) << qint64(500) << qint64(1) << false << qint64(0) << none;
+        QTest::newRow("logconfig with foreign items")
+            << xml({{"logconfig", QVariantList{"29", 88, QVariantList{29}, 96.0}}}) << qint64(500)
+            << qint64(1) << false << qint64(0) << QVariant::fromValue(L{88, 96});
+        // Files of the wrong shape fall back to the defaults of a missing file.
+        QTest::newRow("array at top") << platform::Plist::serialize(QVariantList{1, 2})
+                                      << qint64(500) << qint64(1) << false << qint64(1) << none;
+        const QByteArray binary = platform::Plist::serialize(
+            QVariantMap{{"maxcount", 3}, {"logconfig", QVariantList{29}}},
+            platform::Plist::Format::Binary);
+        QTest::newRow("truncated binary") << binary.left(binary.size() - 9) << qint64(500)
+                                          << qint64(1) << false << qint64(1) << none;
+        QTest::newRow("truncated xml") << xml({{"logconfig", QVariantList{29}}}).left(60)
+                                       << qint64(500) << qint64(1) << false << qint64(1) << none;
+        QTest::newRow("empty file")
+            << QByteArray("") << qint64(500) << qint64(1) << false << qint64(1) << none;
+        QTest::newRow("garbage") << QByteArray("\x00\xff not a plist", 14) << qint64(500)
+                                 << qint64(1) << false << qint64(1) << none;
+    }
+
+    void configurationValues() {
+        QFETCH(QByteArray, file);
+        QFETCH(qint64, maxCount);
+        QFETCH(qint64, output);
+        QFETCH(bool, enableAll);
+        QFETCH(qint64, saveType);
+        QFETCH(QVariant, types);
+
+        if (!file.isNull()) {
+            QVERIFY(writeBytes(configPath(), file));
+        }
+        auto manager = makeManager();
+        QCOMPARE(manager->logMaxCount(), maxCount);
+        QCOMPARE(manager->outputType(), output);
+        QCOMPARE(manager->enableAllLog(), enableAll);
+        QCOMPARE(manager->saveType(), saveType);
+        const auto enabled = manager->logConfig();
+        QCOMPARE(enabled.has_value(), types.isValid());
+        if (enabled) {
+            QCOMPARE(*enabled, types.value<QList<qint64>>());
+        }
+        // The decision follows the list alone, never "enableall".
+        QCOMPARE(manager->canRecordLog(88), enabled && enabled->contains(88));
+        QCOMPARE(manager->canRecordLog(29), enabled && enabled->contains(29));
+    }
+
+    void linesHaveTheirFormat() {
+        writeConfig({{"logconfig", QVariantList{29}}});
+        auto manager = makeManager();
+        manager->recordRunLogP4("GetSomething", 42, QStringLiteral("beg"), 29);
+        manager->recordRunLogP5("GetSomething", 43, QStringLiteral("path"), QStringLiteral("/a/b"),
+                                29);
+        manager->waitForPendingWrites();
+        const QStringList lines = readLines(manager->logFilePath());
+        QCOMPARE(lines.size(), 2);
+        static const QRegularExpression shape(QStringLiteral(
+            R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} : (.*) \(\{number = 1, name = main\}\)$)"));
+        const auto first = shape.match(lines[0]);
+        QVERIFY2(first.hasMatch(), qPrintable(lines[0]));
+        QCOMPARE(first.captured(1), QStringLiteral("GetSomething 42 : beg"));
+        const auto second = shape.match(lines[1]);
+        QVERIFY2(second.hasMatch(), qPrintable(lines[1]));
+        QCOMPARE(second.captured(1), QStringLiteral("GetSomething 43 : path = /a/b"));
+    }
+
+    void threadDescription() {
+        QCOMPARE(ZQLogManager::currentThreadDescription(),
+                 QStringLiteral("{number = 1, name = main}"));
+        QString named;
+        QThread* thread =
+            QThread::create([&] { named = ZQLogManager::currentThreadDescription(); });
+        thread->setObjectName(QStringLiteral("worker"));
+        thread->start();
+        QVERIFY(thread->wait(10000));
+        delete thread;
+        QVERIFY2(QRegularExpression(QStringLiteral(R"(^\{number = (\d+), name = worker\}$)"))
+                     .match(named)
+                     .hasMatch(),
+                 qPrintable(named));
+        QString unnamed;
+        std::thread plain([&] { unnamed = ZQLogManager::currentThreadDescription(); });
+        plain.join();
+        QVERIFY2(unnamed.endsWith(QStringLiteral(", name = (null)}")), qPrintable(unnamed));
+        QVERIFY(unnamed != named);
+    }
+
+    void localTime_data() {
+        QTest::addColumn<QByteArray>("zone");
+        QTest::addColumn<qint64>("msecs");
+        QTest::addColumn<QString>("withMillis");
+        QTest::addColumn<QString>("withoutMillis");
+        QTest::newRow("epoch utc") << QByteArray("UTC") << qint64(0) << "1970-01-01 00:00:00.000"
+                                   << "1970-01-01 00:00:00";
+        QTest::newRow("utc") << QByteArray("UTC") << qint64(1700000000123)
+                             << "2023-11-14 22:13:20.123"
+                             << "2023-11-14 22:13:20";
+        QTest::newRow("east of utc, next day")
+            << QByteArray("CST-8") << qint64(1700000000123) << "2023-11-15 06:13:20.123"
+            << "2023-11-15 06:13:20";
+        QTest::newRow("west of utc")
+            << QByteArray("EST5") << qint64(1700000000999) << "2023-11-14 17:13:20.999"
+            << "2023-11-14 17:13:20";
+    }
+
+    void localTime() {
+        QFETCH(QByteArray, zone);
+        QFETCH(qint64, msecs);
+        QFETCH(QString, withMillis);
+        QFETCH(QString, withoutMillis);
+        qputenv("TZ", zone);
+        tzset();
+        const QString a = ZQLogManager::formatLocalTime(msecs);
+        const QString b = ZQLogManager::formatLocalTime(msecs, false);
+        qputenv("TZ", "UTC");
+        tzset();
+        QCOMPARE(a, withMillis);
+        QCOMPARE(b, withoutMillis);
+    }
+
+    void valueDescriptions_data() {
+        QTest::addColumn<QVariant>("value");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("absent") << QVariant() << "(null)";
+        QTest::newRow("text") << QVariant(QStringLiteral("中文 text")) << "中文 text";
+        QTest::newRow("integer") << QVariant(qint64(-12)) << "-12";
+        QTest::newRow("true") << QVariant(true) << "1";
+        QTest::newRow("false") << QVariant(false) << "0";
+        QTest::newRow("real") << QVariant(0.1) << "0.1";
+        QTest::newRow("list") << QVariant(QVariantList{1, "a", QVariant()}) << "(1, a, (null))";
+        QTest::newRow("string list") << QVariant(QStringList{"x", "y"}) << "(x, y)";
+        QTest::newRow("dictionary")
+            << QVariant(QVariantMap{{"a", 1}, {"b", QVariantList{2}}}) << "{ a = 1; b = (2); }";
+        QTest::newRow("data") << QVariant(QByteArray("\x01\xab", 2)) << "<01 ab>";
+    }
+
+    void valueDescriptions() {
+        QFETCH(QVariant, value);
+        QFETCH(QString, text);
+        QCOMPARE(ZQLogManager::descriptionOf(value), text);
+    }
+
+    void consoleOutputWritesNoFile() {
+        writeConfig({{"logconfig", QVariantList{29, 96}}, {"output", 2}});
+        auto manager = makeManager();
+        manager->recordRunLogP4("consoleCall", 3, QStringLiteral("hello"), 29);
+        manager->recordRunLogP7("perfCall", 4, QStringLiteral("ms"), 12, 96);
+        manager->waitForPendingWrites();
+        QVERIFY(!QFileInfo::exists(manager->logFilePath()));
+        QVERIFY(!QFileInfo::exists(manager->perfFilePath()));
+        QMutexLocker lock(&g_consoleMutex);
+        QCOMPARE(g_consoleLines.size(), 2);
+        static const QRegularExpression shape(
+            QStringLiteral(R"(^tester \d{4}-\d\d-\d\d \d\d:\d\d:\d\d : (.*)$)"));
+        QCOMPARE(shape.match(g_consoleLines[0]).captured(1),
+                 QStringLiteral("consoleCall 3 : hello"));
+        QCOMPARE(shape.match(g_consoleLines[1]).captured(1),
+                 QStringLiteral("perfCall 4 : ms = 12"));
+    }
+
+    void limitEmptiesTheLog_data() {
+        QTest::addColumn<qint64>("saveType");
+        QTest::addColumn<bool>("keepsCopy");
+        QTest::newRow("savetype 2 keeps a copy") << qint64(2) << true;
+        QTest::newRow("savetype 1 discards") << qint64(1) << false;
+        QTest::newRow("savetype 0 discards") << qint64(0) << false;
+    }
+
+    void limitEmptiesTheLog() {
+        QFETCH(qint64, saveType);
+        QFETCH(bool, keepsCopy);
+        writeConfig({{"logconfig", QVariantList{29}}, {"maxcount", 3}, {"savetype", saveType}});
+        auto manager = makeManager();
+        for (int i = 1; i <= 4; ++i) {
+            manager->recordRunLogP4("f", i, QStringLiteral("line"), 29);
+        }
+        // Four lines held is more than three, but the check comes before the append.
+        manager->waitForPendingWrites();
+        QCOMPARE(readLines(manager->logFilePath()).size(), 4);
+        manager->recordRunLogP4("f", 5, QStringLiteral("line"), 29);
+        QCOMPARE(entryTexts(manager->logContent()), QStringList{"f 5 : line"});
+        QCOMPARE(entryTexts(readLines(manager->logFilePath())), QStringList{"f 5 : line"});
+        const QStringList copies = copyFiles();
+        QCOMPARE(copies.size(), keepsCopy ? 1 : 0);
+        if (keepsCopy) {
+            static const QRegularExpression name(
+                QStringLiteral(R"(^macime_tester_\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\.log$)"));
+            QVERIFY2(name.match(copies[0]).hasMatch(), qPrintable(copies[0]));
+            QCOMPARE(entryTexts(readLines(QDir(logFolder()).filePath(copies[0]))),
+                     (QStringList{"f 1 : line", "f 2 : line", "f 3 : line", "f 4 : line"}));
+        }
+    }
+
+    void quickRotationsKeepEveryLine() {
+        // Many rotations within one millisecond: no copy may replace another.
+        writeConfig({{"logconfig", QVariantList{29}}, {"maxcount", 3}, {"savetype", 2}});
+        auto manager = makeManager();
+        for (int i = 1; i <= 41; ++i) {
+            manager->recordRunLogP4("f", i, QStringLiteral("n"), 29);
+        }
+        manager->waitForPendingWrites();
+        const QStringList copies = copyFiles();
+        QCOMPARE(copies.size(), 10);  // after lines 4, 8, ..., 40
+        QStringList all;
+        for (const QString& copy : copies) {  // names sort by time stamp
+            const QStringList lines = readLines(QDir(logFolder()).filePath(copy));
+            QCOMPARE(lines.size(), 4);
+            all += entryTexts(lines);
+        }
+        all += entryTexts(readLines(manager->logFilePath()));
+        QCOMPARE(all.size(), 41);
+        for (int i = 0; i < 41; ++i) {
+            QCOMPARE(all[i], QStringLiteral("f %1 : n").arg(i + 1));
+        }
+    }
+
+    void limitChangeTakesEffect() {
+        writeConfig({{"logconfig", QVariantList{29}}});
+        auto manager = makeManager();
+        for (int i = 0; i < 10; ++i) {
+            manager->recordRunLogP4("f", i, QStringLiteral("x"), 29);
+        }
+        QCOMPARE(manager->logContent().size(), 10);
+        QVERIFY(manager->setLogMaxCount(5));
+        QCOMPARE(manager->logMaxCount(), 5);
+        manager->recordRunLogP4("f", 99, QStringLiteral("x"), 29);
+        QCOMPARE(entryTexts(manager->logContent()), QStringList{"f 99 : x"});
+    }
+
+    void performanceDecision_data() {
+        QTest::addColumn<QVariantList>("types");
+        QTest::addColumn<bool>("perfSwitch");
+        QTest::addColumn<int>("logType");
+        QTest::addColumn<bool>("recorded");
+        QTest::newRow("96 listed") << QVariantList{96} << false << 96 << true;
+        QTest::newRow("switch on") << QVariantList{} << true << 96 << true;
+        QTest::newRow("neither") << QVariantList{29} << false << 96 << false;
+        QTest::newRow("other type listed") << QVariantList{88} << false << 88 << false;
+        QTest::newRow("other type, switch on") << QVariantList{29} << true << 29 << false;
+        QTest::newRow("other type, 96 listed") << QVariantList{96, 29} << true << 29 << false;
+    }
+
+    void performanceDecision() {
+        QFETCH(QVariantList, types);
+        QFETCH(bool, perfSwitch);
+        QFETCH(int, logType);
+        QFETCH(bool, recorded);
+        writeConfig({{"logconfig", types}});
+        auto manager = makeManager();
+        manager->setPerfLogConfig(perfSwitch);
+        QCOMPARE(manager->enablePerfLog(), perfSwitch);
+        QCOMPARE(manager->canRecordPerf(logType), recorded);
+        manager->recordRunLogP6("perf", 1, QStringLiteral("t"), logType);
+        manager->recordRunLogP7("perf", 2, QStringLiteral("k"), QStringLiteral("v"), logType);
+        const QStringList expected =
+            recorded ? QStringList{"perf 1 : t", "perf 2 : k = v"} : QStringList{};
+        QCOMPARE(entryTexts(manager->perfContent()), expected);
+        // The performance channel never touches the run log.
+        QVERIFY(!QFileInfo::exists(manager->logFilePath()));
+    }
+
+    void performanceLogNeverKeepsCopies() {
+        writeConfig({{"logconfig", QVariantList{96}}, {"maxcount", 3}, {"savetype", 2}});
+        auto manager = makeManager();
+        for (int i = 1; i <= 5; ++i) {
+            manager->recordRunLogP6("p", i, QStringLiteral("x"), 96);
+        }
+        QCOMPARE(entryTexts(manager->perfContent()), QStringList{"p 5 : x"});
+        QCOMPARE(entryTexts(readLines(manager->perfFilePath())), QStringList{"p 5 : x"});
+        QVERIFY(copyFiles().isEmpty());
+        QVERIFY(QDir(logFolder())
+                    .entryList({QStringLiteral("macimeperf_tester_*")}, QDir::Files)
+                    .isEmpty());
+    }
+
+    void continuesExistingFiles() {
+        writeConfig({{"logconfig", QVariantList{29, 96}}});
+        const QString logPath = logFolder() + QStringLiteral("/macime_tester.log");
+        const QString perfPath = logFolder() + QStringLiteral("/macimeperf_tester.log");
+        QVERIFY(platform::Plist::writeFile(logPath, QVariantList{"old 1", "old 2"}));
+        QVERIFY(platform::Plist::writeFile(perfPath, QVariantList{"perf old"}));
+        auto manager = makeManager();
+        QCOMPARE(manager->logFilePath(), logPath);
+        QCOMPARE(manager->perfFilePath(), perfPath);
+        QCOMPARE(manager->logContent(), (QStringList{"old 1", "old 2"}));
+        manager->recordRunLogP4("f", 1, QStringLiteral("new"), 29);
+        manager->recordRunLogP6("g", 2, QStringLiteral("new"), 96);
+        manager->waitForPendingWrites();
+        const QStringList lines = readLines(logPath);
+        QCOMPARE(lines.size(), 3);
+        QCOMPARE(lines.mid(0, 2), (QStringList{"old 1", "old 2"}));
+        QCOMPARE(entryText(lines[2]), QStringLiteral("f 1 : new"));
+        const QStringList perf = readLines(perfPath);
+        QCOMPARE(perf.size(), 2);
+        QCOMPARE(perf[0], QStringLiteral("perf old"));
+    }
+
+    void continuedLogOverTheLimitIsCopiedFirst() {
+        writeConfig({{"logconfig", QVariantList{29}}, {"maxcount", 2}, {"savetype", 2}});
+        const QString logPath = logFolder() + QStringLiteral("/macime_tester.log");
+        QVERIFY(platform::Plist::writeFile(logPath, QVariantList{"a", "b", "c", "d"}));
+        auto manager = makeManager();
+        manager->recordRunLogP4("f", 1, QStringLiteral("new"), 29);
+        QCOMPARE(entryTexts(manager->logContent()), QStringList{"f 1 : new"});
+        const QStringList copies = copyFiles();
+        QCOMPARE(copies.size(), 1);
+        QCOMPARE(readLines(QDir(logFolder()).filePath(copies[0])),
+                 (QStringList{"a", "b", "c", "d"}));
+    }
+
+    void unreadableLogFileIsMovedAside() {
+        writeConfig({{"logconfig", QVariantList{29}}});
+        const QString logPath = logFolder() + QStringLiteral("/macime_tester.log");
+        const QByteArray garbage("<?xml version=\"1.0\"?><plist><array><string>cut");
+        QVERIFY(writeBytes(logPath, garbage));
+        auto manager = makeManager();
+        manager->recordRunLogP4("f", 1, QStringLiteral("fresh"), 29);
+        manager->waitForPendingWrites();
+        QCOMPARE(entryTexts(readLines(logPath)), QStringList{"f 1 : fresh"});
+        const QStringList aside =
+            QDir(logFolder())
+                .entryList({QStringLiteral("macime_tester.log.unreadable-*")}, QDir::Files);
+        QCOMPARE(aside.size(), 1);
+        QCOMPARE(readBytes(QDir(logFolder()).filePath(aside[0])), garbage);
+    }
+
+    void orderUnderConcurrentWriters() {
+        writeConfig({{"logconfig", QVariantList{29}}, {"maxcount", 100000}});
+        auto manager = makeManager();
+        constexpr int kThreads = 8;
+        constexpr int kEntries = 400;
+        std::latch start(kThreads);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t) {
+            threads.emplace_back([&, t] {
+                start.arrive_and_wait();
+                for (int i = 0; i < kEntries; ++i) {
+                    manager->recordRunLogP4("writer", t, QString::number(i), 29);
+                }
+            });
+        }
+        for (auto& thread : threads) {
+            thread.join();
+        }
+        manager->waitForPendingWrites();
+        const QStringList lines = readLines(manager->logFilePath());
+        QCOMPARE(lines.size(), kThreads * kEntries);
+        QCOMPARE(manager->logContent(), lines);
+        std::vector<int> next(kThreads, 0);
+        QString previousStamp;
+        for (const QString& line : lines) {
+            const QString stamp = line.left(23);
+            QVERIFY2(stamp >= previousStamp, "time stamps go back");
+            previousStamp = stamp;
+            const QStringList parts = entryText(line).split(u' ');  // writer T : I
+            QCOMPARE(parts.size(), 4);
+            const int t = parts[1].toInt();
+            QCOMPARE(parts[3].toInt(), next[t]);
+            ++next[t];
+        }
+        for (int t = 0; t < kThreads; ++t) {
+            QCOMPARE(next[t], kEntries);
+        }
+    }
+
+    void rotationUnderConcurrentWritersLosesNothing() {
+        writeConfig({{"logconfig", QVariantList{29}}, {"maxcount", 25}, {"savetype", 2}});
+        auto manager = makeManager();
+        constexpr int kThreads = 4;
+        constexpr int kEntries = 150;
+        std::latch start(kThreads);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t) {
+            threads.emplace_back([&, t] {
+                start.arrive_and_wait();
+                for (int i = 0; i < kEntries; ++i) {
+                    manager->recordRunLogP4("w", t, QString::number(i), 29);
+                }
+            });
+        }
+        for (auto& thread : threads) {
+            thread.join();
+        }
+        manager->waitForPendingWrites();
+        QStringList all;
+        for (const QString& copy : copyFiles()) {
+            const QStringList lines = readLines(QDir(logFolder()).filePath(copy));
+            QCOMPARE(lines.size(), 26);  // the limit plus one
+            all += entryTexts(lines);
+        }
+        const QStringList current = entryTexts(readLines(manager->logFilePath()));
+        QVERIFY(current.size() >= 1 && current.size() <= 26);
+        all += current;
+        QCOMPARE(all.size(), kThreads * kEntries);
+        QCOMPARE(QSet<QString>(all.begin(), all.end()).size(), kThreads * kEntries);
+    }
+
+    void settersEditTheFile() {
+        auto manager = makeManager();
+        // On a missing file the value setters create nothing.
+        QVERIFY(!manager->setLogOutputType(2));
+        QVERIFY(!manager->setLogMaxCount(3));
+        QVERIFY(!manager->setLogSaveType(2));
+        QVERIFY(!manager->setEnableAllRunLogConfig(1));
+        QVERIFY(!QFileInfo::exists(configPath()));
+        QVERIFY(manager->disableRunLogConfig(29));
+        QVERIFY(manager->removeAllRunLogConfig());
+        QVERIFY(!QFileInfo::exists(configPath()));
+
+        QVERIFY(manager->enableRunLogConfig(29));
+        QVERIFY(manager->enableRunLogConfig(88));
+        const QByteArray before = readBytes(configPath());
+        QVERIFY(manager->enableRunLogConfig(29));  // already there: not written
+        QCOMPARE(readBytes(configPath()), before);
+        QCOMPARE(manager->logConfig(), std::optional<QList<qint64>>(QList<qint64>{29, 88}));
+
+        QVERIFY(manager->setLogOutputType(2));
+        QVERIFY(manager->setLogMaxCount(7));
+        QVERIFY(manager->setLogSaveType(2));
+        QVERIFY(manager->setEnableAllRunLogConfig(1));
+        QCOMPARE(manager->outputType(), 2);
+        QCOMPARE(manager->logMaxCount(), 7);
+        QCOMPARE(manager->saveType(), 2);
+        QVERIFY(manager->enableAllLog());
+        const auto dict = platform::Plist::readDictionary(configPath());
+        QVERIFY(dict);
+        QCOMPARE(dict->value("enableall"), QVariant(qint64(1)));
+        QCOMPARE(dict->value("output"), QVariant(qint64(2)));
+
+        QVERIFY(manager->disableRunLogConfig(29));
+        QCOMPARE(manager->logConfig(), std::optional<QList<qint64>>(QList<qint64>{88}));
+        QVERIFY(manager->disableRunLogConfig(88));
+        // The last type gone, the key goes too.
+        QVERIFY(!platform::Plist::readDictionary(configPath())->contains("logconfig"));
+        QVERIFY(!manager->logConfig().has_value());
+
+        QVERIFY(manager->enableRunLogConfig(96));
+        QVERIFY(manager->removeAllRunLogConfig());
+        QVERIFY(!manager->canRecordPerf(96));
+        QCOMPARE(platform::Plist::readDictionary(configPath())->size(), 4);
+    }
+
+    void settersAddToAFileWithoutTypes() {
+        writeConfig({{"maxcount", 9}, {"extra", "kept"}});
+        auto manager = makeManager();
+        QVERIFY(manager->enableRunLogConfig(29));
+        const auto dict = platform::Plist::readDictionary(configPath());
+        QCOMPARE(dict->value("logconfig"), QVariant(QVariantList{qint64(29)}));
+        QCOMPARE(dict->value("extra"), QVariant(QStringLiteral("kept")));
+        QCOMPARE(dict->value("maxcount"), QVariant(qint64(9)));
+        QCOMPARE(dict->size(), 3);
+    }
+
+    void settersLeaveUninterpretableFilesAlone_data() {
+        QTest::addColumn<QByteArray>("file");
+        const QByteArray binary = platform::Plist::serialize(
+            QVariantMap{{"logconfig", QVariantList{29}}, {"maxcount", 3}},
+            platform::Plist::Format::Binary);
+        QTest::newRow("truncated binary") << binary.left(binary.size() - 5);
+        QTest::newRow("array") << platform::Plist::serialize(QVariantList{29});
+        QTest::newRow("garbage") << QByteArray("not a property list");
+        QTest::newRow("logconfig is a text")
+            << platform::Plist::serialize(QVariantMap{{"logconfig", "29"}});
+    }
+
+    void settersLeaveUninterpretableFilesAlone() {
+        QFETCH(QByteArray, file);
+        QVERIFY(writeBytes(configPath(), file));
+        auto manager = makeManager();
+        QVERIFY(!manager->enableRunLogConfig(88));
+        QVERIFY(!manager->canRecordLog(88));
+        QCOMPARE(readBytes(configPath()), file);
+    }
+
+    void reloadSeesOtherProcessesOnlyWhenAsked() {
+        writeConfig({{"logconfig", QVariantList{29}}});
+        auto manager = makeManager();
+        writeConfig({{"logconfig", QVariantList{88}}});
+        QVERIFY(manager->canRecordLog(29));
+        manager->reloadLogConfig();
+        QVERIFY(!manager->canRecordLog(29));
+        QVERIFY(manager->canRecordLog(88));
+    }
+
+    void decisionsRaceReloadsSafely() {
+        // Readers decide while a setter flips the configuration; every
+        // decision must see one whole configuration (run under TSan too).
+        auto manager = makeManager();
+        QVERIFY(manager->enableRunLogConfig(29));
+        std::atomic<bool> stop{false};
+        std::atomic<int> decisions{0};
+        std::vector<std::thread> readers;
+        for (int r = 0; r < 3; ++r) {
+            readers.emplace_back([&] {
+                while (!stop.load()) {
+                    manager->canRecordLog(29);
+                    manager->canRecordPerf(96);
+                    decisions.fetch_add(1);
+                }
+            });
+        }
+        for (int i = 0; i < 50; ++i) {
+            QVERIFY(manager->enableRunLogConfig(96));
+            QVERIFY(manager->disableRunLogConfig(96));
+        }
+        stop = true;
+        for (auto& reader : readers) {
+            reader.join();
+        }
+        QVERIFY(decisions.load() > 0);
+        QCOMPARE(manager->logConfig(), std::optional<QList<qint64>>(QList<qint64>{29}));
+    }
+
+    void macrosEvaluateArgumentsOnlyWhenRecording() {
+        ZQLogManager* shared = ZQLogManager::sharedInstance();
+        QCOMPARE(shared, ZQLogManager::sharedInstance());
+        QVERIFY(shared->removeAllRunLogConfig());
+        int evaluated = 0;
+        const auto content = [&] {
+            ++evaluated;
+            return QStringLiteral("costly");
+        };
+        ZQ_RUN_LOG(ZQLogType::Utility, content());
+        ZQ_RUN_LOG_KV(ZQLogType::Utility, QStringLiteral("k"), content());
+        ZQ_PERF_LOG(ZQLogType::Performance, content());
+        ZQ_PERF_LOG_KV(ZQLogType::Performance, QStringLiteral("k"), content());
+        QCOMPARE(evaluated, 0);
+
+        QVERIFY(shared->enableRunLogConfig(ZQLogType::Utility));
+        const int before = shared->logContent().size();
+        ZQ_RUN_LOG(ZQLogType::Utility, content());
+        ZQ_RUN_LOG_KV(ZQLogType::Utility, QStringLiteral("k"), content());
+        QCOMPARE(evaluated, 2);
+        const QStringList lines = shared->logContent().mid(before);
+        QCOMPARE(lines.size(), 2);
+        QVERIFY2(entryText(lines[0]).startsWith(QStringLiteral("macrosEvaluateArgumentsOnlyWhen")),
+                 qPrintable(lines[0]));
+        QVERIFY(entryText(lines[1]).endsWith(QStringLiteral(" : k = costly")));
+        QVERIFY(shared->removeAllRunLogConfig());
+    }
+
+    void pendingWritesFinishAtExit() {
+        // A process that records through the shared manager and returns from
+        // main at once still leaves every line in its file.
+        const QString home = _dir->filePath(QStringLiteral("data"));
+        QVERIFY(platform::Plist::writeFile(
+            home + QStringLiteral("/Vesko/InputMethod/VeskoPY/logConfig.plist"),
+            QVariantMap{{"logconfig", QVariantList{29}}, {"maxcount", 100000}}));
+        QProcess helper;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("XDG_DATA_HOME"), home);
+        env.insert(QStringLiteral("TMPDIR"), _dir->path());
+        helper.setProcessEnvironment(env);
+        helper.start(QStringLiteral(ZQ_LOG_EXIT_HELPER), {QStringLiteral("3000")});
+        QVERIFY(helper.waitForFinished(60000));
+        QCOMPARE(helper.exitCode(), 0);
+        const QString path =
+            _dir->filePath(QStringLiteral("com.vesko.inputmethod/macime_log_exit_helper.log"));
+        const QStringList lines = readLines(path);
+        QCOMPARE(lines.size(), 3000);
+        QCOMPARE(entryText(lines.last()), QStringLiteral("main 0 : 2999"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestLogManager)
+#include "tst_logmanager.moc"
