@@ -1,0 +1,309 @@
+// zip_compress / zip_uncompress (bare DEFLATE) and the zlib wrappers, checked
+// against Python's zlib.
+
+#include "TestSupport.h"
+
+#include "crypto/CRC.h"
+#include "crypto/Compression.h"
+
+#include <QRandomGenerator>
+#include <QTest>
+
+#include <zlib.h>
+
+using namespace zq::crypto;
+
+namespace {
+
+QByteArray pseudoRandom(int length, quint32 seed) {
+    QRandomGenerator generator(seed);
+    QByteArray data(length, Qt::Uninitialized);
+    for (int i = 0; i < length; ++i) {
+        data[i] = char(generator.bounded(256));
+    }
+    return data;
+}
+
+QByteArray text(int length) {
+    const QByteArray words("mac_feed_tpl?h=0123456789ABCDEF&v=1.2.3&r=0000&os=14.1&hv=7 ");
+    return words.repeated(length / words.size() + 1).left(length);
+}
+
+// Compresses with zlib directly in the given window-bits format.
+QByteArray zlibCompress(const QByteArray& data, int windowBits) {
+    z_stream stream{};
+    deflateInit2(&stream, 6, Z_DEFLATED, windowBits, 8, Z_DEFAULT_STRATEGY);
+    QByteArray out(int(deflateBound(&stream, uLong(data.size()))) + 32, '\0');
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.constData()));
+    stream.avail_in = uInt(data.size());
+    stream.next_out = reinterpret_cast<Bytef*>(out.data());
+    stream.avail_out = uInt(out.size());
+    deflate(&stream, Z_FINISH);
+    out.truncate(qsizetype(stream.total_out));
+    deflateEnd(&stream);
+    return out;
+}
+
+}  // namespace
+
+class TestCompression : public QObject {
+    Q_OBJECT
+
+private slots:
+    void zipCompressInflatesWithPythonZlib_data();
+    void zipCompressInflatesWithPythonZlib();
+    void zipCompressEmptyAndOneByte();
+    void zipCompressNeverWritesPastCapacity();
+    void zipCompressRejectsBadArguments();
+    void zipUncompressRoundTrip_data();
+    void zipUncompressRoundTrip();
+    void zipUncompressRejectsBadStreams();
+
+    void zipIsZlibFormat_data();
+    void zipIsZlibFormat();
+    void zipEmptyReturnsInput();
+    void unzipFormats_data();
+    void unzipFormats();
+    void unzipGrowsBuffer();
+    void unzipRejects_data();
+    void unzipRejects();
+    void unzipOfPythonRawDeflate();
+    void zipDescription();
+};
+
+void TestCompression::zipCompressInflatesWithPythonZlib_data() {
+    QTest::addColumn<QByteArray>("source");
+    QTest::newRow("empty") << QByteArray();
+    QTest::newRow("one byte") << QByteArray("x");
+    QTest::newRow("URL") << QByteArray("http://127.0.0.1:8731/mac_feed_tpl");
+    QTest::newRow("100 KB text") << text(100 * 1024);
+    QTest::newRow("200 KB random: stored blocks") << pseudoRandom(200 * 1024, 5);
+    QTest::newRow("zeros") << QByteArray(70000, '\0');
+}
+
+void TestCompression::zipCompressInflatesWithPythonZlib() {
+    QFETCH(QByteArray, source);
+    std::uint32_t crc = 0xffffffff;
+    const QByteArray stream = zipCompressed(source, &crc);
+    QVERIFY(!stream.isEmpty());
+    QVERIFY(stream.size() <= zip_compressBound(std::int32_t(source.size())));
+    QCOMPARE(crc, std::uint32_t(::crc32(0, reinterpret_cast<const Bytef*>(source.constData()),
+                                        uInt(source.size()))));
+    // Raw inflate (window bits -15) by an implementation that is not ours; it
+    // also checks that nothing follows the stream.
+    const auto result = cryptotest::runPython(
+        QStringLiteral(
+            "import sys, zlib\n"
+            "data = sys.stdin.buffer.read()\n"
+            "d = zlib.decompressobj(-15)\n"
+            "out = d.decompress(data) + d.flush()\n"
+            "assert d.eof and d.unused_data == b'', 'not exactly one bare DEFLATE stream'\n"
+            "sys.stdout.buffer.write(out)\n"),
+        stream);
+    QVERIFY2(result.started, "python3 is required for this cross-check");
+    QVERIFY2(result.exitCode == 0, result.err.constData());
+    QCOMPARE(result.out, source);
+    // zlib's raw deflate at level 9 produces the same stream.
+    z_stream z{};
+    deflateInit2(&z, 9, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY);
+    QByteArray reference(int(deflateBound(&z, uLong(source.size()))), '\0');
+    z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(source.constData()));
+    z.avail_in = uInt(source.size());
+    z.next_out = reinterpret_cast<Bytef*>(reference.data());
+    z.avail_out = uInt(reference.size());
+    QCOMPARE(deflate(&z, Z_FINISH), Z_STREAM_END);
+    reference.truncate(qsizetype(z.total_out));
+    deflateEnd(&z);
+    QCOMPARE(stream.toHex(), reference.toHex());
+}
+
+void TestCompression::zipCompressEmptyAndOneByte() {
+    unsigned char destination[64];
+    std::uint32_t crc = 1234;
+    const std::int32_t empty = zip_compress(nullptr, 0, destination, sizeof destination, crc);
+    QVERIFY(empty >= 1);
+    QCOMPARE(crc, 0u);
+    const unsigned char one = 'A';
+    const std::int32_t single = zip_compress(&one, 1, destination, sizeof destination, crc);
+    QVERIFY(single >= 3);
+    QCOMPARE(crc, std::uint32_t(::crc32(0, &one, 1)));
+    QVERIFY(zip_compressBound(1) >= single);
+    QVERIFY(zip_compressBound(0) >= empty);
+}
+
+void TestCompression::zipCompressNeverWritesPastCapacity() {
+    const QByteArray source = pseudoRandom(5000, 9);
+    QByteArray destination(6000, '\x5a');
+    std::uint32_t crc = 0;
+    const std::int32_t written =
+        zip_compress(reinterpret_cast<const unsigned char*>(source.constData()), 5000,
+                     reinterpret_cast<unsigned char*>(destination.data()), 100, crc);
+    QCOMPARE(written, -1);
+    QCOMPARE(destination.mid(100), QByteArray(5900, '\x5a'));
+}
+
+void TestCompression::zipCompressRejectsBadArguments() {
+    unsigned char destination[16];
+    std::uint32_t crc = 0;
+    QCOMPARE(zip_compress(nullptr, 5, destination, 16, crc), -1);
+    const unsigned char byte = 1;
+    QCOMPARE(zip_compress(&byte, -1, destination, 16, crc), -1);
+    QCOMPARE(zip_compress(&byte, 1, nullptr, 16, crc), -1);
+}
+
+void TestCompression::zipUncompressRoundTrip_data() {
+    QTest::addColumn<QByteArray>("source");
+    QTest::newRow("empty") << QByteArray();
+    QTest::newRow("text") << text(5000);
+    QTest::newRow("random") << pseudoRandom(3000, 2);
+}
+
+void TestCompression::zipUncompressRoundTrip() {
+    QFETCH(QByteArray, source);
+    std::uint32_t crc = 0;
+    const QByteArray stream = zipCompressed(source, &crc);
+    QByteArray out(source.size(), '\0');
+    std::uint32_t outCrc = 0xdeadbeef;
+    const std::int32_t produced = zip_uncompress(
+        reinterpret_cast<const unsigned char*>(stream.constData()), std::int32_t(stream.size()),
+        reinterpret_cast<unsigned char*>(out.data()), std::uint32_t(out.size()), &outCrc);
+    QCOMPARE(produced, std::int32_t(source.size()));
+    QCOMPARE(out, source);
+    QCOMPARE(outCrc, crc);
+    // The CRC pointer may be null.
+    QCOMPARE(
+        zip_uncompress(reinterpret_cast<const unsigned char*>(stream.constData()),
+                       std::int32_t(stream.size()), reinterpret_cast<unsigned char*>(out.data()),
+                       std::uint32_t(out.size()), nullptr),
+        std::int32_t(source.size()));
+}
+
+void TestCompression::zipUncompressRejectsBadStreams() {
+    const QByteArray source = text(2000);
+    const QByteArray stream = zipCompressed(source);
+    QByteArray out(source.size(), '\0');
+    std::uint32_t crc = 77;
+    // Destination smaller than the stream's output.
+    QCOMPARE(zip_uncompress(reinterpret_cast<const unsigned char*>(stream.constData()),
+                            std::int32_t(stream.size()),
+                            reinterpret_cast<unsigned char*>(out.data()), 100, &crc),
+             -1);
+    // Truncated stream.
+    QCOMPARE(zip_uncompress(reinterpret_cast<const unsigned char*>(stream.constData()),
+                            std::int32_t(stream.size() / 2),
+                            reinterpret_cast<unsigned char*>(out.data()), std::uint32_t(out.size()),
+                            &crc),
+             -1);
+    QCOMPARE(crc, 77u);
+}
+
+void TestCompression::zipIsZlibFormat_data() {
+    QTest::addColumn<QByteArray>("source");
+    QTest::newRow("short") << QByteArray("hello hello hello");
+    QTest::newRow("40 KB: output grows past 16 KB") << pseudoRandom(40 * 1024, 3);
+}
+
+void TestCompression::zipIsZlibFormat() {
+    QFETCH(QByteArray, source);
+    const QByteArray compressed = zip(source);
+    QVERIFY(!compressed.isEmpty());
+    const auto result = cryptotest::runPython(
+        QStringLiteral("import sys, "
+                       "zlib\nsys.stdout.buffer.write(zlib.decompress(sys.stdin.buffer.read()))\n"),
+        compressed);
+    QVERIFY2(result.exitCode == 0, result.err.constData());
+    QCOMPARE(result.out, source);
+    QCOMPARE(unzip(compressed), source);
+}
+
+void TestCompression::zipEmptyReturnsInput() {
+    const QByteArray empty("");
+    const QByteArray zipped = zip(empty);
+    QVERIFY(!zipped.isNull());
+    QVERIFY(zipped.isEmpty());
+    QVERIFY(unzip(empty).isEmpty());
+    QVERIFY(!unzip(empty).isNull());
+    QCOMPARE(Zip(QStringLiteral("")), QStringLiteral(""));
+}
+
+void TestCompression::unzipFormats_data() {
+    QTest::addColumn<QByteArray>("stream");
+    QTest::addColumn<bool>("raw");
+    QTest::addColumn<bool>("accepted");
+    const QByteArray payload = text(3000);
+    QTest::newRow("zlib by unzip") << zlibCompress(payload, 15) << false << true;
+    QTest::newRow("gzip by unzip") << zlibCompress(payload, 31) << false << true;
+    QTest::newRow("raw by unzip") << zlibCompress(payload, -15) << false << false;
+    QTest::newRow("raw by unzipEW") << zlibCompress(payload, -15) << true << true;
+    QTest::newRow("zlib by unzipEW") << zlibCompress(payload, 15) << true << false;
+    QTest::newRow("raw with trailing garbage byte")
+        << zlibCompress(payload, -15) + "!" << true << true;
+}
+
+void TestCompression::unzipFormats() {
+    QFETCH(QByteArray, stream);
+    QFETCH(bool, raw);
+    QFETCH(bool, accepted);
+    const QByteArray out = raw ? unzipEW(stream) : unzip(stream);
+    QCOMPARE(out, accepted ? text(3000) : QByteArray());
+    QCOMPARE(out.isNull(), !accepted);
+    QCOMPARE(unzip(stream, raw), out);
+}
+
+void TestCompression::unzipGrowsBuffer() {
+    const QByteArray zeros(100 * 1024, '\0');
+    const QByteArray compressed = zlibCompress(zeros, -15);
+    QVERIFY(compressed.size() < 500);
+    QCOMPARE(unzipEW(compressed), zeros);
+    QCOMPARE(unzip(zlibCompress(zeros, 15)), zeros);
+}
+
+void TestCompression::unzipRejects_data() {
+    QTest::addColumn<QByteArray>("stream");
+    QTest::addColumn<bool>("raw");
+    const QByteArray good = zlibCompress(text(3000), 15);
+    QTest::newRow("one byte, zlib") << QByteArray("x") << false;
+    QTest::newRow("one byte, raw") << QByteArray("\x03", 1) << true;
+    QTest::newRow("truncated zlib") << good.left(good.size() - 5) << false;
+    QTest::newRow("corrupt checksum")
+        << good.left(good.size() - 1) + char(good.back() ^ 1) << false;
+    QTest::newRow("not compressed") << QByteArray("plain text, not a stream") << false;
+    QTest::newRow("invalid block type") << QByteArray("\x07\x00\x00", 3) << true;
+}
+
+void TestCompression::unzipRejects() {
+    QFETCH(QByteArray, stream);
+    QFETCH(bool, raw);
+    QVERIFY(unzip(stream, raw).isNull());
+}
+
+void TestCompression::unzipOfPythonRawDeflate() {
+    const QByteArray payload = text(10000);
+    const auto result = cryptotest::runPython(
+        QStringLiteral(
+            "import sys, zlib\n"
+            "c = zlib.compressobj(9, zlib.DEFLATED, -15)\n"
+            "sys.stdout.buffer.write(c.compress(sys.stdin.buffer.read()) + c.flush())\n"),
+        payload);
+    QVERIFY2(result.exitCode == 0, result.err.constData());
+    QCOMPARE(unzipEW(result.out), payload);
+}
+
+void TestCompression::zipDescription() {
+    const QString description = Zip(QStringLiteral("hello"));
+    const QByteArray expected = zip(QByteArray("hello"));
+    // "<" + hex in groups of four bytes + ">".
+    QVERIFY(description.startsWith(u'<'));
+    QVERIFY(description.endsWith(u'>'));
+    QString hex = description.mid(1, description.size() - 2);
+    const QStringList groups = hex.split(u' ');
+    for (int i = 0; i + 1 < groups.size(); ++i) {
+        QCOMPARE(groups[i].size(), 8);
+    }
+    hex.remove(u' ');
+    QCOMPARE(QByteArray::fromHex(hex.toLatin1()), expected);
+    QCOMPARE(unzip(expected), QByteArray("hello"));
+}
+
+QTEST_GUILESS_MAIN(TestCompression)
+#include "tst_compression.moc"
