@@ -15,7 +15,7 @@
 #include <functional>
 #include <optional>
 
-Q_LOGGING_CATEGORY(lcZip, "vesko.help.zip")
+Q_LOGGING_CATEGORY(lcZip, "vesko.help.zip", QtWarningMsg)
 
 namespace {
 
