@@ -64,4 +64,5 @@ private:
     Completion _completionHandler;
     QPointer<QWidget> _parentWindow;
     QPoint _pressOffset;
+    quint64 _showCount = 0;
 };
