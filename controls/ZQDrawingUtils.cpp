@@ -28,8 +28,17 @@ void drawPart(QPainter* painter, const QImage& raster, const QRectF& source, con
                               source.height() * ratio);
     const bool tileH = hStyle == ZQDrawingUtils::Tile && target.width() > source.width();
     const bool tileV = vStyle == ZQDrawingUtils::Tile && target.height() > source.height();
+    // A part on whole pixels is cut out first, so smooth scaling never
+    // blends in the pixels of the neighbouring parts.
+    const QRect whole = sourcePixels.toRect();
+    const bool onWholePixels = QRectF(whole) == sourcePixels;
+    const QImage partImage = onWholePixels ? raster.copy(whole) : QImage();
     if (!tileH && !tileV) {
-        painter->drawImage(target, raster, sourcePixels);
+        if (onWholePixels) {
+            painter->drawImage(target, partImage);
+        } else {
+            painter->drawImage(target, raster, sourcePixels);
+        }
         return;
     }
     // One tile: the source stretched along the axes that do not tile.
@@ -42,7 +51,11 @@ void drawPart(QPainter* painter, const QImage& raster, const QRectF& source, con
     {
         QPainter tilePainter(&tile);
         tilePainter.setRenderHint(QPainter::SmoothPixmapTransform);
-        tilePainter.drawImage(QRectF(QPointF(0, 0), QSizeF(tile.size())), raster, sourcePixels);
+        if (onWholePixels) {
+            tilePainter.drawImage(QRectF(QPointF(0, 0), QSizeF(tile.size())), partImage);
+        } else {
+            tilePainter.drawImage(QRectF(QPointF(0, 0), QSizeF(tile.size())), raster, sourcePixels);
+        }
     }
     tile.setDevicePixelRatio(ratio);
     painter->save();

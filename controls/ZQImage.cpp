@@ -77,6 +77,12 @@ QImage render(const ZQImage::Data& data, QSizeF size, qreal ratio) {
     if (data.svg) {
         data.svg->render(&painter, QRectF(QPointF(0, 0), size));
     } else {
+        // A raster picture enlarged by a whole factor (a ratio-1 picture on a
+        // ratio-2 screen) repeats its pixels, so its edges stay sharp.
+        const qreal factor = image.width() / qreal(data.raster.width());
+        const bool whole = std::abs(factor - std::round(factor)) < 1e-9 &&
+                           std::abs(image.height() / qreal(data.raster.height()) - factor) < 1e-9;
+        painter.setRenderHint(QPainter::SmoothPixmapTransform, !whole);
         painter.drawImage(QRectF(QPointF(0, 0), size), data.raster);
     }
     return image;
