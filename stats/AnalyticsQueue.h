@@ -1,0 +1,88 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+class QSqlError;
+
+// The durable queue of analytics events: one SQLite database,
+// "<analytics folder>/events.sqlite", shared by every process of the user
+// that reports events.
+//
+// An event is on disk (the commit is synced, WAL with synchronous=FULL)
+// before enqueue() returns, so a process killed at any later moment loses
+// nothing. A sender claims a batch for a lease before posting it; a claim
+// whose owner died expires and the events are sent again by whoever comes
+// next (the service drops duplicates by the event's identifier).
+//
+// A Qt SQL connection belongs to the thread that opened it: an AnalyticsQueue
+// object is used only on the thread that created it. Several objects (threads,
+// processes) may work on the same file at once.
+namespace zq::stats {
+
+struct QueuedEvent {
+    qint64 seq = 0;  // insertion order
+    QString id;      // the event's UUID
+    bool realTime = false;
+    qint64 createdMs = 0;
+    QByteArray body;  // the event's JSON object as it will be sent
+};
+
+class AnalyticsQueue {
+public:
+    // Opens (creating when needed) the queue in `folder`. A file that is not a
+    // database, or is damaged, is moved aside ("events.sqlite.unreadable-<time>")
+    // and a new queue is started; nothing is deleted.
+    explicit AnalyticsQueue(const QString& folder);
+    ~AnalyticsQueue();
+    AnalyticsQueue(const AnalyticsQueue&) = delete;
+    AnalyticsQueue& operator=(const AnalyticsQueue&) = delete;
+
+    static QString databasePath(const QString& folder);
+
+    bool isOpen() const { return _open; }
+    QString errorString() const { return _error; }
+
+    // Adds an event and syncs it to disk. When the queue then holds more than
+    // `capacity` events, the oldest ones are dropped (their number goes to
+    // *dropped). False when the event could not be stored.
+    bool enqueue(const QString& id, bool realTime, qint64 createdMs, const QByteArray& body,
+                 int capacity, int* dropped = nullptr);
+
+    // Takes up to `limit` unclaimed events of one kind (oldest first) and marks
+    // them claimed until `leaseUntilMs`. Events whose lease ended before
+    // `nowMs` count as unclaimed.
+    QList<QueuedEvent> claim(bool realTime, int limit, qint64 nowMs, qint64 leaseUntilMs);
+    // Removes events (delivered or refused for good).
+    bool remove(const QList<qint64>& seqs);
+    // Gives claimed events back (a failed attempt).
+    bool release(const QList<qint64>& seqs);
+
+    // Events in the queue, claimed or not; -1 on error.
+    int count();
+    // Unclaimed events of one kind.
+    int claimableCount(bool realTime, qint64 nowMs);
+    // The earliest end of a lease still running at `nowMs`.
+    std::optional<qint64> nextLeaseExpiry(qint64 nowMs);
+    // Events in queue order, at most `limit` (all with -1).
+    QList<QueuedEvent> events(int limit = -1);
+    // Empties the queue; returns the number removed, or -1 on error.
+    int clear();
+
+private:
+    bool openDatabase();
+    void closeDatabase();
+    bool exec(const QString& statement);
+    bool setError(const QString& what, const QSqlError& error);
+    bool changeClaims(const QList<qint64>& seqs, qint64 claimedUntil);
+
+    QString _folder;
+    QString _connection;
+    QString _error;
+    bool _open = false;
+};
+
+}  // namespace zq::stats
