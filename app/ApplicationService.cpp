@@ -1,0 +1,203 @@
+#include "app/ApplicationService.h"
+
+#include "app/AppDelegate.h"
+
+#include <QDBusArgument>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusError>
+#include <QDBusVariant>
+#include <QLoggingCategory>
+#include <QUrl>
+#include <QUrlQuery>
+
+#include <limits>
+#include <optional>
+
+Q_DECLARE_LOGGING_CATEGORY(lcApp)
+
+namespace zq::app {
+
+namespace {
+
+// A parameter value reduced to the payload forms of the load notification:
+// text, 64-bit integers, doubles, booleans, and dictionaries and lists of
+// them. Values of other D-Bus types come back invalid and are dropped.
+QVariant payloadValue(const QVariant& value) {
+    switch (value.metaType().id()) {
+        case QMetaType::QString:
+        case QMetaType::Bool:
+        case QMetaType::Double:
+        case QMetaType::LongLong:
+            return value;
+        case QMetaType::Int:
+        case QMetaType::Short:
+        case QMetaType::UShort:
+        case QMetaType::UChar:
+        case QMetaType::UInt:
+            return QVariant(value.toLongLong());
+        case QMetaType::ULongLong:
+            return value.toULongLong() > qulonglong(std::numeric_limits<qint64>::max())
+                       ? QVariant(QString::number(value.toULongLong()))
+                       : QVariant(qint64(value.toULongLong()));
+        case QMetaType::QVariantMap: {
+            QVariantMap out;
+            const QVariantMap map = value.toMap();
+            for (auto it = map.cbegin(); it != map.cend(); ++it) {
+                const QVariant v = payloadValue(it.value());
+                if (v.isValid()) {
+                    out.insert(it.key(), v);
+                }
+            }
+            return out;
+        }
+        default:
+            break;
+    }
+    if (value.metaType() == QMetaType::fromType<QDBusVariant>()) {
+        return payloadValue(qvariant_cast<QDBusVariant>(value).variant());
+    }
+    if (value.metaType() == QMetaType::fromType<QDBusArgument>()) {
+        const auto argument = qvariant_cast<QDBusArgument>(value);
+        if (argument.currentSignature() == u"a{sv}") {
+            QVariantMap map;
+            argument >> map;
+            QVariantMap out;
+            for (auto it = map.cbegin(); it != map.cend(); ++it) {
+                const QVariant v = payloadValue(it.value());
+                if (v.isValid()) {
+                    out.insert(it.key(), v);
+                }
+            }
+            return out;
+        }
+        if (argument.currentSignature() == u"av") {
+            QVariantList list;
+            argument >> list;
+            QVariantList out;
+            for (const QVariant& element : std::as_const(list)) {
+                const QVariant v = payloadValue(element);
+                if (v.isValid()) {
+                    out.append(v);
+                }
+            }
+            return out;
+        }
+    }
+    return {};
+}
+
+// The a{sv} parameter of an action, or none when the parameter is something else.
+std::optional<QVariantMap> mapFromVariant(const QVariant& value) {
+    const QVariant decoded = payloadValue(value);
+    if (decoded.typeId() != QMetaType::QVariantMap) {
+        return std::nullopt;
+    }
+    return decoded.toMap();
+}
+
+}  // namespace
+
+ApplicationService::ApplicationService(AppDelegate* delegate, QObject* parent)
+    : QObject(parent), m_delegate(delegate) {}
+
+ApplicationService::~ApplicationService() {
+    if (m_registered) {
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        bus.unregisterObject(QString::fromLatin1(kObjectPath));
+        bus.unregisterService(QString::fromLatin1(kServiceName));
+    }
+}
+
+bool ApplicationService::start(bool busExpected) {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected()) {
+        m_error = busExpected ? bus.lastError().message() : QStringLiteral("no session bus");
+        return false;
+    }
+    if (!bus.registerObject(QString::fromLatin1(kObjectPath), this,
+                            QDBusConnection::ExportAllSlots)) {
+        m_error = QStringLiteral("the object path is taken");
+        return false;
+    }
+    m_registered = true;
+    // Queued behind an earlier instance rather than replacing it; the object is
+    // served either way.
+    const auto reply = bus.interface()->registerService(QString::fromLatin1(kServiceName),
+                                                        QDBusConnectionInterface::QueueService,
+                                                        QDBusConnectionInterface::AllowReplacement);
+    if (!reply.isValid() || reply.value() != QDBusConnectionInterface::ServiceRegistered) {
+        m_error = QStringLiteral("the bus name belongs to another process");
+        return false;
+    }
+    return true;
+}
+
+QVariantMap ApplicationService::payloadForUri(const QString& uri) {
+    const QUrl url(uri, QUrl::StrictMode);
+    if (!url.isValid() || url.scheme() != QLatin1String(kUriScheme)) {
+        return {};
+    }
+    QString page = url.path(QUrl::FullyDecoded);
+    if (page.startsWith(QLatin1Char('/'))) {
+        page.remove(0, 1);
+    }
+    if (page.isEmpty()) {
+        return {};
+    }
+    QVariantMap payload;
+    const QUrlQuery query(url);
+    for (const auto& [key, value] : query.queryItems(QUrl::FullyDecoded)) {
+        payload.insert(key, value);
+    }
+    payload.insert(QString::fromLatin1(AppDelegate::kXibNameKey), page);
+    return payload;
+}
+
+void ApplicationService::Activate(const QVariantMap& platform_data) {
+    Q_UNUSED(platform_data);
+    m_delegate->activate();
+    emit requestHandled();
+}
+
+void ApplicationService::Open(const QStringList& uris, const QVariantMap& platform_data) {
+    Q_UNUSED(platform_data);
+    for (const QString& uri : uris) {
+        const QVariantMap payload = payloadForUri(uri);
+        if (payload.isEmpty()) {
+            qCInfo(lcApp) << "ignoring an address that names no page:" << uri;
+            continue;
+        }
+        m_delegate->loadXibNotification(payload);
+    }
+    emit requestHandled();
+}
+
+void ApplicationService::ActivateAction(const QString& action_name, const QVariantList& parameter,
+                                        const QVariantMap& platform_data) {
+    Q_UNUSED(platform_data);
+    if (!AppDelegate::isPageName(action_name)) {
+        if (calledFromDBus()) {
+            sendErrorReply(QDBusError::InvalidArgs,
+                           QStringLiteral("no such action: %1").arg(action_name));
+        }
+        return;
+    }
+    QVariantMap payload;
+    if (!parameter.isEmpty()) {
+        const std::optional<QVariantMap> map = mapFromVariant(parameter.first());
+        if (!map) {
+            if (calledFromDBus()) {
+                sendErrorReply(QDBusError::InvalidArgs,
+                               QStringLiteral("the parameter of an action is a{sv}"));
+            }
+            return;
+        }
+        payload = *map;
+    }
+    payload.insert(QString::fromLatin1(AppDelegate::kXibNameKey), action_name);
+    m_delegate->loadXibNotification(payload);
+    emit requestHandled();
+}
+
+}  // namespace zq::app
