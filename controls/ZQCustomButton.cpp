@@ -410,7 +410,13 @@ void ZQCustomButton::updateTitleColor(const QColor& color, const ZQImage& normal
 void ZQCustomButton::resetButtonWithState(int state) {
     _btnState = state;
     if (_btnBgStyle == BgImage) {
-        _bgImage = valueForLook(state, _bgImgNormal, _bgImgHover, _bgImgclick, _bgImage, imageSet);
+        // A disabled button with a disabled image keeps showing it.
+        if (!isEnabled() && !_bgImgDisable.isNull()) {
+            _bgImage = _bgImgDisable;
+        } else {
+            _bgImage =
+                valueForLook(state, _bgImgNormal, _bgImgHover, _bgImgclick, _bgImage, imageSet);
+        }
     } else if (_btnBgStyle == BgColor) {
         _bgColor =
             valueForLook(state, _bgColorNormal, _bgColorHover, _bgColorClick, _bgColor, colorSet);
