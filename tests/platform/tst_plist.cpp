@@ -1,0 +1,334 @@
+// Property-list files: bad input never crashes and never reads as a
+// dictionary; every write is atomic, so a failed one leaves the earlier file.
+
+#include "platform/Plist.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QPointF>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimeZone>
+
+#include <linux/capability.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace Plist = platform::Plist;
+
+namespace {
+
+QByteArray xmlDocument(const QByteArray& body) {
+    return QByteArrayLiteral(
+               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+               "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+               "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+               "<plist version=\"1.0\">\n") +
+           body + QByteArrayLiteral("\n</plist>\n");
+}
+
+QVariantMap sampleDictionary() {
+    return {
+        {QStringLiteral("text"), QStringLiteral("中文 & <xml> \"quoted\"")},
+        {QStringLiteral("empty"), QStringLiteral("")},
+        {QStringLiteral("max"), qint64(std::numeric_limits<qint64>::max())},
+        {QStringLiteral("min"), qint64(std::numeric_limits<qint64>::min())},
+        {QStringLiteral("real"), 0.1},
+        {QStringLiteral("yes"), true},
+        {QStringLiteral("no"), false},
+        {QStringLiteral("data"), QByteArray("\x00\x01\xff", 3)},
+        {QStringLiteral("date"),
+         QDateTime(QDate(2024, 2, 29), QTime(12, 34, 56), QTimeZone::utc())},
+        {QStringLiteral("list"),
+         QVariantList{qint64(1), QStringLiteral("a"), QVariantList{}, QVariantMap{}}},
+        {QStringLiteral("map"),
+         QVariantMap{{QStringLiteral("nested"), QVariantMap{{QStringLiteral("k"), qint64(-1)}}}}},
+    };
+}
+
+QByteArray binarySample() {
+    return Plist::serialize(sampleDictionary(), Plist::Format::Binary);
+}
+
+// Same value and same type at every level (QVariant's == compares numbers
+// across types, which would hide an integer read back as a double).
+bool sameTyped(const QVariant& a, const QVariant& b, QString* where, const QString& path = {}) {
+    if (a.metaType() != b.metaType()) {
+        *where = QStringLiteral("%1: %2 vs %3").arg(path, a.typeName(), b.typeName());
+        return false;
+    }
+    if (a.metaType().id() == QMetaType::QVariantMap) {
+        const QVariantMap ma = a.toMap();
+        const QVariantMap mb = b.toMap();
+        if (ma.keys() != mb.keys()) {
+            *where = path + QStringLiteral(": keys differ");
+            return false;
+        }
+        for (auto it = ma.cbegin(); it != ma.cend(); ++it) {
+            if (!sameTyped(it.value(), mb.value(it.key()), where, path + u'/' + it.key())) {
+                return false;
+            }
+        }
+        return true;
+    }
+    if (a.metaType().id() == QMetaType::QVariantList) {
+        const QVariantList la = a.toList();
+        const QVariantList lb = b.toList();
+        if (la.size() != lb.size()) {
+            *where = path + QStringLiteral(": lengths differ");
+            return false;
+        }
+        for (qsizetype i = 0; i < la.size(); ++i) {
+            if (!sameTyped(la[i], lb[i], where, path + u'/' + QString::number(i))) {
+                return false;
+            }
+        }
+        return true;
+    }
+    if (a != b) {
+        *where = path + QStringLiteral(": values differ");
+        return false;
+    }
+    return true;
+}
+
+bool writeBytes(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
+           file.write(bytes) == bytes.size();
+}
+
+QByteArray readBytes(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// While alive, the calling thread obeys file permissions even as root: the
+// capabilities that bypass them are dropped from its effective set.
+class PermissionsEnforced {
+public:
+    PermissionsEnforced() {
+        if (::geteuid() != 0) {
+            m_active = true;
+            return;
+        }
+        if (syscall(SYS_capget, &m_header, m_saved) != 0) {
+            return;
+        }
+        __user_cap_data_struct reduced[2] = {m_saved[0], m_saved[1]};
+        for (int cap : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH, CAP_FOWNER}) {
+            reduced[cap / 32].effective &= ~(1u << (cap % 32));
+        }
+        m_active = syscall(SYS_capset, &m_header, reduced) == 0;
+        m_restore = m_active;
+    }
+    ~PermissionsEnforced() {
+        if (m_restore) {
+            syscall(SYS_capset, &m_header, m_saved);
+        }
+    }
+    bool isActive() const { return m_active; }
+
+private:
+    __user_cap_header_struct m_header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct m_saved[2] = {};
+    bool m_active = false;
+    bool m_restore = false;
+};
+
+}  // namespace
+
+class TestPlist : public QObject {
+    Q_OBJECT
+
+private slots:
+    void badInput_data();
+    void badInput();
+    void everyTruncationOfABinaryListIsRefused();
+    void unreadablePaths();
+    void roundTrip_data();
+    void roundTrip();
+    void failedWriteKeepsTheEarlierFile_data();
+    void failedWriteKeepsTheEarlierFile();
+    void writeCreatesMissingFolders();
+};
+
+void TestPlist::badInput_data() {
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<bool>("isPropertyList");
+    QTest::addColumn<int>("topLevelType");  // QMetaType id when it is one
+
+    QTest::newRow("empty file") << QByteArray() << false << 0;
+    QTest::newRow("white space") << QByteArray(" \n\t\n") << false << 0;
+    QTest::newRow("garbage") << QByteArray("\x00\x01garbage\xff\xfe", 12) << false << 0;
+    QTest::newRow("text") << QByteArray("maxcount = 3") << false << 0;
+    QTest::newRow("xml, cut in the middle")
+        << xmlDocument("<dict><key>maxcount</key><integer>3</integer>").left(150) << false << 0;
+    QTest::newRow("xml, dictionary never closed")
+        << xmlDocument("<dict><key>maxcount</key><integer>3</integer>") << false << 0;
+    QTest::newRow("xml, element mismatch")
+        << xmlDocument("<dict><key>a</key><string>x</integer></dict>") << false << 0;
+    QTest::newRow("binary, header only") << QByteArray("bplist00") << false << 0;
+    QTest::newRow("binary, header and a few bytes")
+        << QByteArray("bplist00\xd1\x01\x02", 11) << false << 0;
+    {
+        // The trailer's offset-table position points far beyond the file.
+        QByteArray corrupt = binarySample();
+        for (int i = 1; i <= 8; ++i) {
+            corrupt[corrupt.size() - i] = char(0x7f);
+        }
+        QTest::newRow("binary, offset table outside the file") << corrupt << false << 0;
+    }
+    {
+        // The trailer claims more objects than the file holds.
+        QByteArray corrupt = binarySample();
+        for (int i = 17; i <= 24; ++i) {
+            corrupt[corrupt.size() - i] = char(0x7f);
+        }
+        QTest::newRow("binary, object count beyond the file") << corrupt << false << 0;
+    }
+    QTest::newRow("xml array") << xmlDocument("<array><integer>29</integer></array>") << true
+                               << int(QMetaType::QVariantList);
+    QTest::newRow("xml string") << xmlDocument("<string>logConfig</string>") << true
+                                << int(QMetaType::QString);
+    QTest::newRow("xml integer") << xmlDocument("<integer>500</integer>") << true
+                                 << int(QMetaType::LongLong);
+    QTest::newRow("binary array") << Plist::serialize(QVariantList{QStringLiteral("a")},
+                                                      Plist::Format::Binary)
+                                  << true << int(QMetaType::QVariantList);
+}
+
+void TestPlist::badInput() {
+    QFETCH(QByteArray, content);
+    QFETCH(bool, isPropertyList);
+    QFETCH(int, topLevelType);
+
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const QString path = dir.filePath(QStringLiteral("bad.plist"));
+    QVERIFY(writeBytes(path, content));
+
+    QString error;
+    const std::optional<QVariant> value = Plist::readFile(path, &error);
+    QCOMPARE(value.has_value(), isPropertyList);
+    if (value) {
+        QCOMPARE(value->metaType().id(), topLevelType);
+    } else {
+        QVERIFY(!error.isEmpty());
+    }
+
+    error.clear();
+    QVERIFY(!Plist::readDictionary(path, &error).has_value());
+    QVERIFY2(!error.isEmpty(), "a refused file comes with a message");
+    QVERIFY(!Plist::parse(content).has_value() || isPropertyList);
+    QCOMPARE(readBytes(path), content);  // reading never touches the file
+}
+
+void TestPlist::everyTruncationOfABinaryListIsRefused() {
+    const QByteArray whole = binarySample();
+    QVERIFY(whole.startsWith("bplist00"));
+    QVERIFY(Plist::parse(whole).has_value());
+    for (qsizetype length = 0; length < whole.size(); ++length) {
+        QString error;
+        const std::optional<QVariant> value = Plist::parse(whole.left(length), &error);
+        QVERIFY2(!value.has_value(), qPrintable(QStringLiteral("prefix of %1 bytes").arg(length)));
+        QVERIFY(!error.isEmpty());
+    }
+}
+
+void TestPlist::unreadablePaths() {
+    QTemporaryDir dir;
+    QString error;
+    QVERIFY(!Plist::readFile(dir.filePath(QStringLiteral("missing.plist")), &error).has_value());
+    QVERIFY(!error.isEmpty());
+    error.clear();
+    QVERIFY(!Plist::readDictionary(dir.path(), &error).has_value());  // a folder
+    QVERIFY(!error.isEmpty());
+    QVERIFY(!Plist::readArray(dir.path()).has_value());
+}
+
+void TestPlist::roundTrip_data() {
+    QTest::addColumn<Plist::Format>("format");
+    QTest::newRow("xml") << Plist::Format::Xml;
+    QTest::newRow("binary") << Plist::Format::Binary;
+}
+
+void TestPlist::roundTrip() {
+    QFETCH(Plist::Format, format);
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("round.plist"));
+    const QVariantMap written = sampleDictionary();
+    QString error;
+    QVERIFY2(Plist::writeFile(path, written, format, &error), qPrintable(error));
+    QCOMPARE(readBytes(path).startsWith("bplist00"), format == Plist::Format::Binary);
+
+    const std::optional<QVariantMap> read = Plist::readDictionary(path, &error);
+    QVERIFY2(read.has_value(), qPrintable(error));
+    QString where;
+    QVERIFY2(sameTyped(QVariant(*read), QVariant(written), &where), qPrintable(where));
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"round.plist"});
+}
+
+void TestPlist::failedWriteKeepsTheEarlierFile_data() {
+    QTest::addColumn<QString>("failure");
+    QTest::newRow("read-only folder") << "readonly";
+    QTest::newRow("value with no property-list form") << "unserialisable";
+    QTest::newRow("unsigned integer beyond the signed range") << "uint64";
+    QTest::newRow("nested value with no property-list form") << "nested";
+}
+
+void TestPlist::failedWriteKeepsTheEarlierFile() {
+    QFETCH(QString, failure);
+    QTemporaryDir dir;
+    const QString folder = dir.filePath(QStringLiteral("config"));
+    QVERIFY(QDir().mkpath(folder));
+    const QString path = folder + QStringLiteral("/logConfig.plist");
+    QVERIFY(Plist::writeFile(path, QVariantMap{{QStringLiteral("maxcount"), qint64(500)}}));
+    const QByteArray before = readBytes(path);
+    QVERIFY(!before.isEmpty());
+
+    QVariant value = QVariantMap{{QStringLiteral("maxcount"), qint64(3)}};
+    if (failure == u"unserialisable") {
+        value = QVariant(QPointF(1, 2));
+    } else if (failure == u"uint64") {
+        value = QVariantMap{{QStringLiteral("big"), std::numeric_limits<quint64>::max()}};
+    } else if (failure == u"nested") {
+        value = QVariantMap{{QStringLiteral("ok"), qint64(1)},
+                            {QStringLiteral("list"), QVariantList{QVariant(QPointF(1, 2))}}};
+    }
+
+    QString error;
+    bool written = false;
+    if (failure == u"readonly") {
+        QVERIFY(QFile::setPermissions(folder, QFile::ReadOwner | QFile::ExeOwner));
+        PermissionsEnforced enforced;
+        if (!enforced.isActive()) {
+            QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+            QSKIP("this process cannot give up the right to ignore file permissions");
+        }
+        QFile probe(folder + QStringLiteral("/probe"));
+        QVERIFY2(!probe.open(QIODevice::WriteOnly), "the folder refuses new files");
+        written = Plist::writeFile(path, value, Plist::Format::Xml, &error);
+    } else {
+        written = Plist::writeFile(path, value, Plist::Format::Xml, &error);
+    }
+    QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+
+    QVERIFY(!written);
+    QVERIFY(!error.isEmpty());
+    QCOMPARE(readBytes(path), before);
+    QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{"logConfig.plist"});
+}
+
+void TestPlist::writeCreatesMissingFolders() {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("a/b/c/stat2.plist"));
+    QVERIFY(Plist::writeFile(path, QVariantList{qint64(1), qint64(2)}, Plist::Format::Binary));
+    const std::optional<QVariantList> read = Plist::readArray(path);
+    QVERIFY(read.has_value());
+    QCOMPARE(*read, (QVariantList{qint64(1), qint64(2)}));
+}
+
+QTEST_GUILESS_MAIN(TestPlist)
+#include "tst_plist.moc"
