@@ -551,6 +551,11 @@ QByteArray archive(const QVariant& root, QString* error) {
 }
 
 std::optional<QVariant> unarchive(const QByteArray& bytes, AllowedClasses allowed, QString* error) {
+    return unarchiveTopObject(bytes, QStringLiteral("root"), allowed, error);
+}
+
+std::optional<QVariant> unarchiveTopObject(const QByteArray& bytes, const QString& topKey,
+                                           AllowedClasses allowed, QString* error) {
     auto failWith = [error](const QString& message) -> std::optional<QVariant> {
         if (error != nullptr) {
             *error = message;
@@ -572,9 +577,10 @@ std::optional<QVariant> unarchive(const QByteArray& bytes, AllowedClasses allowe
         plist_get_node_type(top) != PLIST_DICT) {
         return failWith(QStringLiteral("keyed archive without $objects or $top"));
     }
-    const auto rootUid = uidOf(plist_dict_get_item(top, "root"));
+    const auto rootUid = uidOf(plist_dict_get_item(top, topKey.toUtf8().constData()));
     if (!rootUid) {
-        return failWith(QStringLiteral("keyed archive without a root object"));
+        return failWith(
+            QStringLiteral("keyed archive without a top-level \"%1\" object").arg(topKey));
     }
     Reader reader(objects, allowed);
     auto value = reader.decode(*rootUid, 0);

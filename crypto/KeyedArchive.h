@@ -32,10 +32,15 @@ enum class AllowedClasses { DictionariesStringsNumbers, AllPropertyListTypes };
 // when a value has no archived form.
 QByteArray archive(const QVariant& root, QString* error = nullptr);
 
-// Reads the root object of a keyed archive. Returns nullopt and a message in
-// *error for anything malformed (not a binary or XML property list, bad UIDs,
-// reference cycles, unknown classes) or outside `allowed`.
+// Reads the root object (top-level key "root") of a keyed archive. Returns
+// nullopt and a message in *error for anything malformed (not a binary or XML
+// property list, bad UIDs, reference cycles, unknown classes) or outside `allowed`.
 std::optional<QVariant> unarchive(const QByteArray& bytes, AllowedClasses allowed,
                                   QString* error = nullptr);
+
+// The same for the object under another top-level key (an archiver that
+// encoded objects without keys names them "$0", "$1", ...).
+std::optional<QVariant> unarchiveTopObject(const QByteArray& bytes, const QString& topKey,
+                                           AllowedClasses allowed, QString* error = nullptr);
 
 }  // namespace zq::crypto::KeyedArchive

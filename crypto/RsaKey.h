@@ -37,11 +37,12 @@ public:
     QByteArray pkcs1PublicKeyDer() const;
     QByteArray pkcs1PrivateKeyDer() const;
 
+    // The library's key behind this object (internal to the crypto library).
     struct Handle;
     const Handle& handle() const { return *_handle; }
+    RsaKey(std::unique_ptr<Handle> handle, KeyClass keyClass);
 
 private:
-    RsaKey(std::unique_ptr<Handle> handle, KeyClass keyClass);
     std::unique_ptr<Handle> _handle;
     KeyClass _keyClass;
 };
