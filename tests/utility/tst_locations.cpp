@@ -1,0 +1,207 @@
+#include "utility/Utility.h"
+
+#include "UtilityTestSupport.h"
+
+#include <QTemporaryDir>
+
+using namespace testsupport;
+
+class TestLocations : public QObject {
+    Q_OBJECT
+
+private:
+    QByteArray _dataHome;
+    QString _home;
+
+    void restoreEnvironment() {
+        qputenv("XDG_DATA_HOME", _dataHome);
+        zq::utility::resetProcessCachesForTesting();
+    }
+
+private slots:
+    void initTestCase() {
+        _dataHome = qgetenv("XDG_DATA_HOME");
+        _home = QString::fromLocal8Bit(qgetenv("HOME"));
+        QVERIFY(!_dataHome.isEmpty());
+        QVERIFY(!_home.isEmpty());
+        QVERIFY(enableUtilityRunLog());
+    }
+
+    void init() { restoreEnvironment(); }
+    void cleanupTestCase() { restoreEnvironment(); }
+
+    void folderAndPathShapes() {
+        const QString folder = ZQGetUserLibAppSupportFolder();
+        QCOMPARE(folder, QString::fromLocal8Bit(_dataHome) + QStringLiteral("/Vesko/InputMethod"));
+        QVERIFY(QFileInfo(folder).isDir());
+        QVERIFY(!folder.endsWith(u'/'));
+        const QString imPath = GetUserImPath();
+        QCOMPARE(imPath, folder + u'/');
+        QVERIFY(!imPath.endsWith(QStringLiteral("//")));
+        QCOMPARE(GetAddressBookFilePath(), folder + QStringLiteral("/VeskoPY/peopleArray.book"));
+        QCOMPARE(zq::utility::userDataFolder(), folder + QStringLiteral("/VeskoPY"));
+    }
+
+    void bothFormsNameTheSameFile() {
+        const QString name = QStringLiteral("stat2.dat");
+        const QString fromPath = QStringLiteral("%1VeskoPY/%2").arg(GetUserImPath(), name);
+        const QString fromFolder =
+            QStringLiteral("%1/VeskoPY/%2").arg(ZQGetUserLibAppSupportFolder(), name);
+        const QString fromTilde = zq::utility::expandProductPath(
+            QStringLiteral("~/Library/Application Support/Vesko/InputMethod/VeskoPY/") + name);
+        const QString fromHome = zq::utility::expandProductPath(
+            _home + QStringLiteral("/Library/Application Support/Vesko/InputMethod/VeskoPY/") +
+            name);
+        QCOMPARE(fromFolder, fromPath);
+        QCOMPARE(fromTilde, fromPath);
+        QCOMPARE(fromHome, fromPath);
+        QCOMPARE(zq::utility::userDataFilePath(name), fromPath);
+        // The log manager keeps its configuration in the same folder.
+        QCOMPARE(ZQLogManager::sharedInstance()->logConfigFilePath(),
+                 GetUserImPath() + QStringLiteral("VeskoPY/logConfig.plist"));
+    }
+
+    void applicationSupportChoices_data() {
+        QTest::addColumn<QByteArray>("dataHome");  // empty: unset
+        QTest::addColumn<QString>("expectedRelativeToRoot");
+        const QString root = QString::fromLocal8Bit(qgetenv("ZQ_TEST_ROOT"));
+        QTest::newRow("data home") << (root + QStringLiteral("/alt")).toLocal8Bit()
+                                   << QStringLiteral("/alt/Vesko/InputMethod");
+        QTest::newRow("trailing separator") << (root + QStringLiteral("/alt2/")).toLocal8Bit()
+                                            << QStringLiteral("/alt2/Vesko/InputMethod");
+        // Without a usable per-user data folder, the home's own one is used.
+        QTest::newRow("unset") << QByteArray()
+                               << QStringLiteral("/home/.local/share/Vesko/InputMethod");
+        QTest::newRow("relative is ignored")
+            << QByteArray("relative/dir") << QStringLiteral("/home/.local/share/Vesko/InputMethod");
+    }
+
+    void applicationSupportChoices() {
+        QFETCH(QByteArray, dataHome);
+        QFETCH(QString, expectedRelativeToRoot);
+        if (dataHome.isEmpty()) {
+            qunsetenv("XDG_DATA_HOME");
+        } else {
+            qputenv("XDG_DATA_HOME", dataHome);
+        }
+        const QString expected =
+            QString::fromLocal8Bit(qgetenv("ZQ_TEST_ROOT")) + expectedRelativeToRoot;
+        QDir(expected).removeRecursively();  // show that the call creates it
+        QCOMPARE(ZQGetUserLibAppSupportFolder(), expected);
+        QVERIFY(QFileInfo(expected).isDir());
+        QCOMPARE(GetUserImPath(), expected + u'/');
+        // The input method's home form follows the same choice.
+        QCOMPARE(zq::utility::expandProductPath(
+                     QStringLiteral("~/Library/Application Support/Vesko/InputMethod")),
+                 expected);
+    }
+
+    void valuesAreKeptForTheProcess() {
+        const QString folder = ZQGetUserLibAppSupportFolder();
+        const QString path = GetUserImPath();
+        const QString book = GetAddressBookFilePath();
+        qputenv("XDG_DATA_HOME",
+                QFile::encodeName(QString::fromLocal8Bit(qgetenv("ZQ_TEST_ROOT")) + "/moved"));
+        QCOMPARE(ZQGetUserLibAppSupportFolder(), folder);
+        QCOMPARE(GetUserImPath(), path);
+        QCOMPARE(GetAddressBookFilePath(), book);
+        QCOMPARE(zq::utility::processCacheFillCount(QStringLiteral("IMUserFolder")), 1);
+        QCOMPARE(zq::utility::processCacheFillCount(QStringLiteral("IMUserPath")), 1);
+    }
+
+    void everyCallWritesItsPathEntry() {
+        const QString folder = ZQGetUserLibAppSupportFolder();
+        GetUserImPath();
+        GetAddressBookFilePath();
+        const qsizetype mark = runLogMark();
+        ZQGetUserLibAppSupportFolder();
+        GetUserImPath();
+        GetAddressBookFilePath();
+        QCOMPARE(runLogSince(mark),
+                 (QStringList{
+                     QStringLiteral("ZQGetUserLibAppSupportFolder # : path = %1").arg(folder),
+                     QStringLiteral("GetUserImPath # : path = %1/").arg(folder),
+                     QStringLiteral("GetAddressBookFilePath # : path = %1/VeskoPY/peopleArray.book")
+                         .arg(folder)}));
+    }
+
+    void fixedPlaces() {
+        const QString install = platform::Locations::installRoot();
+        QCOMPARE(zq::utility::installedBundleRoot(), install);
+        QCOMPARE(zq::utility::infoPlistPath(), install + QStringLiteral("/Contents/Info.plist"));
+        QCOMPARE(zq::utility::processInfoToolPath(),
+                 install + QStringLiteral("/Contents/VeskoProcessInfo"));
+        QCOMPARE(zq::utility::updateInfoPlistPath(),
+                 install + QStringLiteral("/Contents/updateInfo.plist"));
+        const QString support = QString::fromLocal8Bit(_dataHome);
+        QCOMPARE(zq::utility::pluginFolder(), support + QStringLiteral("/Vesko/Plugins"));
+        QCOMPARE(zq::utility::accountFolderRoot(),
+                 support + QStringLiteral("/Vesko/InputMethod/VeskoPY.users"));
+        QCOMPARE(zq::utility::analyticsFolder(),
+                 support + QStringLiteral("/Vesko/InputMethod/Tessel/"));
+        QCOMPARE(zq::utility::tempLogFolder(), QString::fromLocal8Bit(qgetenv("TMPDIR")) +
+                                                   QStringLiteral("/com.vesko.inputmethod"));
+        QCOMPARE(zq::utility::sharedDataFolder(),
+                 QString::fromLocal8Bit(qgetenv("VESKO_SHARED_DATA")));
+        QCOMPARE(zq::utility::expandTilde(QStringLiteral("~/a")), _home + QStringLiteral("/a"));
+        QCOMPARE(zq::utility::expandTilde(QStringLiteral("~")), _home);
+        QCOMPARE(zq::utility::expandTilde(QStringLiteral("~other/a")), QStringLiteral("~other/a"));
+        QCOMPARE(zq::utility::expandTilde(QStringLiteral("/x/~/a")), QStringLiteral("/x/~/a"));
+    }
+
+    void pluginPaths_data() {
+        QTest::addColumn<QString>("input");
+        QTest::addColumn<QString>("pluginCopy");  // relative to the plugin folder; "" none
+        QTest::addColumn<bool>("newSystem");
+        QTest::addColumn<QString>("expected");  // "=" for the input unchanged
+        const QString design =
+            QStringLiteral("/Library/Input Methods/VeskoInput.app/Contents/ZQSkinManager.app");
+        const QString installed =
+            platform::Locations::installRoot() + QStringLiteral("/Contents/ZQSkinManager.app");
+        const QString plugin = QString::fromLocal8Bit(qgetenv("XDG_DATA_HOME")) +
+                               QStringLiteral("/Vesko/Plugins/ZQSkinManager.app");
+        QTest::newRow("plugin copy exists") << design << "ZQSkinManager.app" << true << plugin;
+        QTest::newRow("no plugin copy") << design << "" << true << "=";
+        QTest::newRow("older system") << design << "ZQSkinManager.app" << false << "=";
+        QTest::newRow("installed location") << installed << "ZQSkinManager.app" << true << plugin;
+        QTest::newRow("another bundle's copy only")
+            << design << "VeskoPreference.app" << true << "=";
+        QTest::newRow("no bundle prefix, no tilde")
+            << QStringLiteral("/usr/bin/env") << "" << true << "=";
+        QTest::newRow("bundle root is not the contents")
+            << QStringLiteral("/Library/Input Methods/VeskoInput.app/ZQSkinManager.app")
+            << "ZQSkinManager.app" << true << "=";
+        QTest::newRow("tilde expanded when it exists")
+            << QStringLiteral("~/Library/Application Support/Vesko/Plugins/ZQSkinManager.app")
+            << "ZQSkinManager.app" << true << plugin;
+        QTest::newRow("tilde kept when missing")
+            << QStringLiteral("~/nothing/here.app") << "" << true << "=";
+    }
+
+    void pluginPaths() {
+        QFETCH(QString, input);
+        QFETCH(QString, pluginCopy);
+        QFETCH(bool, newSystem);
+        QFETCH(QString, expected);
+        QTemporaryDir data(QString::fromLocal8Bit(qgetenv("ZQ_TEST_ROOT")) +
+                           QStringLiteral("/pluginXXXXXX"));
+        QVERIFY(data.isValid());
+        // Not the expected path of the data table: point the data home here.
+        qputenv("XDG_DATA_HOME", QFile::encodeName(data.path()));
+        const QString pluginFolder = data.path() + QStringLiteral("/Vesko/Plugins");
+        if (!pluginCopy.isEmpty()) {
+            QVERIFY(QDir().mkpath(pluginFolder + u'/' + pluginCopy));
+        }
+        QString want = expected == u"=" ? input : expected;
+        want.replace(QString::fromLocal8Bit(_dataHome), data.path());
+        QString given = input;
+        given.replace(QString::fromLocal8Bit(_dataHome), data.path());
+        QCOMPARE(zq::utility::pluginPathFor(given, newSystem), want);
+        if (newSystem) {
+            QCOMPARE(macOS13NewAppPath(given), want);
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(TestLocations)
+#include "tst_locations.moc"

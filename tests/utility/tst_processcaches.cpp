@@ -1,0 +1,122 @@
+#include "utility/Utility.h"
+
+#include "UtilityTestSupport.h"
+
+#include <QTemporaryDir>
+
+#include <latch>
+#include <thread>
+#include <vector>
+
+using namespace testsupport;
+
+class TestProcessCaches : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase() {
+        QVERIFY(enableUtilityRunLog());
+        const QString system =
+            QString::fromLocal8Bit(qgetenv("ZQ_TEST_ROOT")) + QStringLiteral("/system");
+        qputenv("VESKO_SYSTEM_ROOT", QFile::encodeName(system));
+        QVERIFY(writeBytes(system + QStringLiteral("/etc/machine-id"),
+                           "8c2b5f0e4d1a4b7c9e3f2a1b0c9d8e7f\n"));
+        QVERIFY(writeBytes(system + QStringLiteral("/etc/os-release"), "VERSION_ID=\"12\"\n"));
+        QVERIFY(writeBytes(system + QStringLiteral("/sys/class/dmi/id/product_name"), "Box\n"));
+        QVERIFY(writeInfoPlist({{"CFBundleFullVersion", "6.9.2"}, {"ZQQuDao", "1234"}}));
+    }
+
+    void init() { zq::utility::resetProcessCachesForTesting(); }
+
+    void fillRunsOnceUnderARace() {
+        zq::utility::ProcessCache<QString> cache("test.race");
+        constexpr int kThreads = 16;
+        std::atomic<int> fills{0};
+        std::latch start(kThreads);
+        std::vector<QString> seen(kThreads);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t) {
+            threads.emplace_back([&, t] {
+                start.arrive_and_wait();
+                seen[t] = *cache.get([&]() -> std::optional<QString> {
+                    const int n = fills.fetch_add(1);
+                    return QStringLiteral("value %1").arg(n);
+                });
+            });
+        }
+        for (auto& thread : threads) {
+            thread.join();
+        }
+        QCOMPARE(fills.load(), 1);
+        QCOMPARE(cache.fillCount(), 1);
+        for (const QString& value : seen) {
+            QCOMPARE(value, QStringLiteral("value 0"));
+        }
+    }
+
+    void absentValuesAreNotKept() {
+        zq::utility::ProcessCache<int> cache("test.absent");
+        int calls = 0;
+        QVERIFY(!cache.get([&]() -> std::optional<int> {
+            ++calls;
+            return std::nullopt;
+        }));
+        QVERIFY(!cache.peek());
+        QCOMPARE(cache.get([&]() -> std::optional<int> {
+            ++calls;
+            return 5;
+        }),
+                 std::optional<int>(5));
+        QCOMPARE(cache.get([&]() -> std::optional<int> {
+            ++calls;
+            return 6;
+        }),
+                 std::optional<int>(5));
+        QCOMPARE(calls, 2);
+        cache.clear();
+        QCOMPARE(cache.get([] { return std::optional<int>(6); }), std::optional<int>(6));
+    }
+
+    void concurrentFirstUseOfTheUtilities() {
+        constexpr int kThreads = 12;
+        std::latch start(kThreads);
+        std::vector<QStringList> results(kThreads);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t) {
+            threads.emplace_back([&, t] {
+                start.arrive_and_wait();
+                results[t] = QStringList{ZQGetUserLibAppSupportFolder(),
+                                         GetUserImPath(),
+                                         GetAddressBookFilePath(),
+                                         GetUUID().value_or(QString()),
+                                         GetUUIDSource().value_or(QString()),
+                                         GetQuDao(),
+                                         GetInputMethodVersion().value_or(QString()),
+                                         GetSystemVersion().value_or(QString()),
+                                         GetHardwareModel(),
+                                         GetHardwareArchitecture(),
+                                         GetCpuArchitecture()};
+            });
+        }
+        for (auto& thread : threads) {
+            thread.join();
+        }
+        for (int t = 1; t < kThreads; ++t) {
+            QCOMPARE(results[t], results[0]);
+        }
+        QCOMPARE(results[0][3], QStringLiteral("8C2B5F0E4D1A4B7C9E3F2A1B0C9D8E7F"));
+        QCOMPARE(results[0][5], QStringLiteral("1234"));
+        QCOMPARE(results[0][6], QStringLiteral("6.9.2"));
+        QCOMPARE(results[0][7], QStringLiteral("12"));
+        QCOMPARE(results[0][8], QStringLiteral("Box"));
+        for (const char* name :
+             {"IMUserFolder", "IMUserPath", "AddressBookPath", "DeviceIdentifier", "PlatformUUID",
+              "Channel", "InfoDictionary", "InputMethodVersion", "SystemVersion", "HardwareModel",
+              "HardwareMachine", "CpuArchitecture"}) {
+            QCOMPARE(zq::utility::processCacheFillCount(QString::fromLatin1(name)), 1);
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(TestProcessCaches)
+#include "tst_processcaches.moc"

@@ -1,0 +1,543 @@
+#include "utility/Utility.h"
+
+#include "UtilityTestSupport.h"
+
+#include <QDateTime>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <memory>
+
+using namespace testsupport;
+
+namespace {
+
+QString orderName(std::strong_ordering order) {
+    if (order == std::strong_ordering::less) {
+        return QStringLiteral("lower");
+    }
+    if (order == std::strong_ordering::greater) {
+        return QStringLiteral("higher");
+    }
+    return QStringLiteral("equal");
+}
+
+}  // namespace
+
+class TestSystemInfo : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<QTemporaryDir> _system;
+
+    QString systemFile(const QString& relative) const { return _system->path() + relative; }
+
+    bool writeSystemVersion(const QVariantMap& values) {
+        return platform::Plist::writeFile(
+            systemFile(QStringLiteral("/System/Library/CoreServices/SystemVersion.plist")), values);
+    }
+
+    bool writeProcessInfoTool(const QByteArray& script) {
+        const QString path = zq::utility::processInfoToolPath();
+        if (!writeBytes(path, "#!/bin/sh\n" + script + "\n")) {
+            return false;
+        }
+        return QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+
+private slots:
+    void initTestCase() { QVERIFY(enableUtilityRunLog()); }
+
+    void init() {
+        _system = std::make_unique<QTemporaryDir>(QString::fromLocal8Bit(qgetenv("ZQ_TEST_ROOT")) +
+                                                  QStringLiteral("/systemXXXXXX"));
+        QVERIFY(_system->isValid());
+        qputenv("VESKO_SYSTEM_ROOT", QFile::encodeName(_system->path()));
+        QFile::remove(infoPlistFixturePath());
+        QFile::remove(zq::utility::processInfoToolPath());
+        zq::utility::resetProcessCachesForTesting();
+    }
+
+    void compareVersions_data() {
+        QTest::addColumn<QString>("a");
+        QTest::addColumn<QString>("b");
+        QTest::addColumn<QString>("order");
+        QTest::newRow("patch above minor") << "10.13.6"
+                                           << "10.13"
+                                           << "higher";
+        QTest::newRow("digits by value") << "9"
+                                         << "13"
+                                         << "lower";
+        QTest::newRow("10 above 9 in a field") << "6.10.0"
+                                               << "6.9.2"
+                                               << "higher";
+        QTest::newRow("shorter equal prefix") << "13"
+                                              << "13.0"
+                                              << "lower";
+        QTest::newRow("same") << "1.0.0"
+                              << "1.0.0"
+                              << "equal";
+        QTest::newRow("leading zeros") << "1.02"
+                                       << "1.2"
+                                       << "equal";
+        QTest::newRow("only zeros") << "1.00"
+                                    << "1.0"
+                                    << "equal";
+        QTest::newRow("longer than any integer") << "99999999999999999999"
+                                                 << "100000000000000000000"
+                                                 << "lower";
+        QTest::newRow("letters by code") << "1.2a"
+                                         << "1.2b"
+                                         << "lower";
+        QTest::newRow("letter above digit") << "a"
+                                            << "1"
+                                            << "higher";
+        QTest::newRow("hyphen below dot") << "1-2"
+                                          << "1.2"
+                                          << "lower";
+        QTest::newRow("both empty") << ""
+                                    << ""
+                                    << "equal";
+        QTest::newRow("empty is lowest") << ""
+                                         << "0"
+                                         << "lower";
+        QTest::newRow("beta suffix") << "2.0"
+                                     << "2.0b1"
+                                     << "lower";
+        QTest::newRow("number after text") << "v10"
+                                           << "v9"
+                                           << "higher";
+        QTest::newRow("case matters") << "A"
+                                      << "a"
+                                      << "lower";
+        QTest::newRow("non-ascii by code") << "1.中"
+                                           << "1.a"
+                                           << "higher";
+    }
+
+    void compareVersions() {
+        QFETCH(QString, a);
+        QFETCH(QString, b);
+        QFETCH(QString, order);
+        QCOMPARE(orderName(zq::utility::compareVersions(a, b)), order);
+        // The mirror comparison gives the opposite outcome.
+        const QString mirrored = order == u"lower"    ? QStringLiteral("higher")
+                                 : order == u"higher" ? QStringLiteral("lower")
+                                                      : order;
+        QCOMPARE(orderName(zq::utility::compareVersions(b, a)), mirrored);
+    }
+
+    void systemVersionTests_data() {
+        QTest::addColumn<QString>("system");  // "" : unreadable
+        QTest::addColumn<bool>("atLeast");  // true: LargerThanOrEqualTo, false: LowerThanOrEqualTo
+        QTest::addColumn<QString>("version");
+        QTest::addColumn<bool>("result");
+        QTest::newRow("10.13.6 >= 10.13") << "10.13.6" << true << "10.13" << true;
+        QTest::newRow("10.13.6 >= 10.9") << "10.13.6" << true << "10.9" << true;
+        QTest::newRow("10.13.6 <= 10.13") << "10.13.6" << false << "10.13" << false;
+        QTest::newRow("10.13.6 >= 10.14") << "10.13.6" << true << "10.14" << false;
+        QTest::newRow("10.13.6 <= 10.13.6") << "10.13.6" << false << "10.13.6" << true;
+        QTest::newRow("10.13.6 >= 10.13.6") << "10.13.6" << true << "10.13.6" << true;
+        QTest::newRow("13 >= 13.0") << "13" << true << "13.0" << false;
+        QTest::newRow("unreadable >= anything") << "" << true << "99" << true;
+        QTest::newRow("unreadable <= anything") << "" << false << "0" << true;
+    }
+
+    void systemVersionTests() {
+        QFETCH(QString, system);
+        QFETCH(bool, atLeast);
+        QFETCH(QString, version);
+        QFETCH(bool, result);
+        if (!system.isEmpty()) {
+            QVERIFY(writeSystemVersion({{"ProductVersion", system}}));
+        }
+        const qsizetype mark = runLogMark();
+        const bool answer = atLeast ? isCurrentSystemVersionLargerThanOrEqualTo(version)
+                                    : isCurrentSystemVersionLowerThanOrEqualTo(version);
+        QCOMPARE(answer, result);
+        const QString function = atLeast
+                                     ? QStringLiteral("isCurrentSystemVersionLargerThanOrEqualTo")
+                                     : QStringLiteral("isCurrentSystemVersionLowerThanOrEqualTo");
+        QCOMPARE(runLogSince(mark),
+                 QStringList{function + (result ? QStringLiteral(" # : return yes")
+                                                : QStringLiteral(" # : return no"))});
+    }
+
+    void systemVersionSources_data() {
+        QTest::addColumn<QByteArray>("plist");      // null: none
+        QTest::addColumn<QByteArray>("osRelease");  // null: none
+        QTest::addColumn<bool>("osReleaseInUsrLib");
+        QTest::addColumn<QString>("product");  // "" : none
+        QTest::addColumn<QString>("platform");
+        const QByteArray mac = platform::Plist::serialize(
+            QVariantMap{{"ProductVersion", "14.5"}, {"ProductBuildVersion", "23F79"}});
+        QTest::newRow("system version file") << mac << QByteArray() << false << "14.5"
+                                             << "14.5(23F79)";
+        QTest::newRow("os-release without build")
+            << QByteArray() << QByteArray("NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n") << false
+            << "12"
+            << "12()";
+        QTest::newRow("os-release with build")
+            << QByteArray() << QByteArray("VERSION_ID=22.04\nBUILD_ID=rolling\n") << false
+            << "22.04"
+            << "22.04(rolling)";
+        QTest::newRow("file wins over os-release")
+            << mac << QByteArray("VERSION_ID=12\n") << false << "14.5"
+            << "14.5(23F79)";
+        QTest::newRow("truncated file, os-release used")
+            << mac.left(mac.size() / 2) << QByteArray("VERSION_ID=12\n") << false << "12"
+            << "12()";
+        QTest::newRow("file without product version")
+            << platform::Plist::serialize(QVariantMap{{"ProductBuildVersion", "23F79"}})
+            << QByteArray("VERSION_ID=12\n") << false << ""
+            << "";
+        QTest::newRow("os-release without version id")
+            << QByteArray() << QByteArray("ID=arch\nBUILD_ID=rolling\n") << false << ""
+            << "";
+        QTest::newRow("os-release only in /usr/lib")
+            << QByteArray() << QByteArray("VERSION_ID='39'\n") << true << "39"
+            << "39()";
+        QTest::newRow("nothing at all") << QByteArray() << QByteArray() << false << ""
+                                        << "";
+    }
+
+    void systemVersionSources() {
+        QFETCH(QByteArray, plist);
+        QFETCH(QByteArray, osRelease);
+        QFETCH(bool, osReleaseInUsrLib);
+        QFETCH(QString, product);
+        QFETCH(QString, platform);
+        if (!plist.isNull()) {
+            QVERIFY(writeBytes(
+                systemFile(QStringLiteral("/System/Library/CoreServices/SystemVersion.plist")),
+                plist));
+        }
+        if (!osRelease.isNull()) {
+            QVERIFY(writeBytes(systemFile(osReleaseInUsrLib ? QStringLiteral("/usr/lib/os-release")
+                                                            : QStringLiteral("/etc/os-release")),
+                               osRelease));
+        }
+        QCOMPARE(GetSystemVersion().value_or(QString()), product);
+        QCOMPARE(GetSystemVersion().has_value(), !product.isEmpty());
+        const qsizetype mark = runLogMark();
+        QCOMPARE(GetPlatformVersion().value_or(QString()), platform);
+        QCOMPARE(runLogSince(mark),
+                 QStringList{QStringLiteral("GetPlatformVersion # : fullVersion = %1")
+                                 .arg(platform.isEmpty() ? QStringLiteral("(null)") : platform)});
+    }
+
+    void systemVersionIsCachedPlatformVersionIsNot() {
+        QVERIFY(writeSystemVersion({{"ProductVersion", "14.5"}, {"ProductBuildVersion", "23F79"}}));
+        QCOMPARE(GetSystemVersion(), std::optional<QString>(QStringLiteral("14.5")));
+        QVERIFY(
+            writeSystemVersion({{"ProductVersion", "15.0"}, {"ProductBuildVersion", "24A335"}}));
+        QCOMPARE(GetSystemVersion(), std::optional<QString>(QStringLiteral("14.5")));
+        QCOMPARE(GetPlatformVersion(), std::optional<QString>(QStringLiteral("15.0(24A335)")));
+    }
+
+    void missingSystemVersionIsLookedUpAgain() {
+        QVERIFY(!GetSystemVersion());
+        QVERIFY(writeSystemVersion({{"ProductVersion", "14.5"}}));
+        QCOMPARE(GetSystemVersion(), std::optional<QString>(QStringLiteral("14.5")));
+    }
+
+    void osRelease_data() {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("value");  // "<absent>" when missing
+        QTest::newRow("plain") << QByteArray("VERSION_ID=12") << "VERSION_ID"
+                               << "12";
+        QTest::newRow("double quotes") << QByteArray("PRETTY_NAME=\"Debian 12\"\n") << "PRETTY_NAME"
+                                       << "Debian 12";
+        QTest::newRow("single quotes") << QByteArray("VERSION_ID='12.1'") << "VERSION_ID"
+                                       << "12.1";
+        QTest::newRow("escapes") << QByteArray("NAME=\"say \\\"hi\\\" \\\\o/\"") << "NAME"
+                                 << "say \"hi\" \\o/";
+        QTest::newRow("comment and blank")
+            << QByteArray("# VERSION_ID=1\n\n  \nID=x\n") << "VERSION_ID"
+            << "<absent>";
+        QTest::newRow("no equals sign") << QByteArray("VERSION_ID\n") << "VERSION_ID"
+                                        << "<absent>";
+        QTest::newRow("empty value") << QByteArray("BUILD_ID=\n") << "BUILD_ID"
+                                     << "";
+        QTest::newRow("crlf") << QByteArray("VERSION_ID=\"12\"\r\n") << "VERSION_ID"
+                              << "12";
+        QTest::newRow("unbalanced quote kept") << QByteArray("VERSION_ID=\"12") << "VERSION_ID"
+                                               << "\"12";
+    }
+
+    void osRelease() {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, key);
+        QFETCH(QString, value);
+        const QVariantMap values = zq::utility::parseOsRelease(content);
+        QCOMPARE(values.contains(key) ? values.value(key).toString() : QStringLiteral("<absent>"),
+                 value);
+    }
+
+    void needUpdate_data() {
+        QTest::addColumn<QString>("installed");  // "" : no info dictionary
+        QTest::addColumn<QString>("remote");
+        QTest::addColumn<bool>("result");
+        QTest::addColumn<QString>("entry");
+        QTest::newRow("newer remote, blanks trimmed") << "6.9.2"
+                                                      << " 6.10.0\n"
+                                                      << true << "return 1";
+        QTest::newRow("same") << "6.10.0"
+                              << "6.10.0" << false << "return 0";
+        QTest::newRow("same after trimming") << "6.10.0"
+                                             << "\t6.10.0\r\n"
+                                             << false << "return 0";
+        QTest::newRow("older remote") << "6.10.1"
+                                      << "6.10.0" << false << "return -1";
+        QTest::newRow("longer remote") << "6.10"
+                                       << "6.10.0" << true << "return 1";
+        QTest::newRow("not installed") << ""
+                                       << "6.10.0" << false << "return 0";
+    }
+
+    void needUpdate() {
+        QFETCH(QString, installed);
+        QFETCH(QString, remote);
+        QFETCH(bool, result);
+        QFETCH(QString, entry);
+        if (!installed.isEmpty()) {
+            QVERIFY(writeInfoPlist({{"CFBundleFullVersion", installed}}));
+        }
+        const qsizetype mark = runLogMark();
+        QCOMPARE(VeskoInputNeedUpdate(remote), result);
+        const QStringList entries = runLogSince(mark);
+        QVERIFY(!entries.isEmpty());
+        QCOMPARE(entries.last(), QStringLiteral("VeskoInputNeedUpdate # : ") + entry);
+    }
+
+    void infoDictionaryCaching() {
+        QVERIFY(!GetInputMethodVersion());
+        QVERIFY(!GetInfoDictionary());
+        // Nothing was cached: a file that appears later is picked up.
+        QVERIFY(writeInfoPlist({{"CFBundleFullVersion", "6.9.2"},
+                                {"CFBundleInfoDictionaryVersion", "6.0"},
+                                {"ZQBuildDate", "2025-04-16"}}));
+        QCOMPARE(GetInputMethodVersion(), std::optional<QString>(QStringLiteral("6.9.2")));
+        QCOMPARE(GetInputMethodCoreVersion(), std::optional<QString>(QStringLiteral("6.0")));
+        QCOMPARE(GetInputMethodBuildDate(), std::optional<QString>(QStringLiteral("2025-04-16")));
+        // Once read, the values stay; only the fresh read sees a new file.
+        QVERIFY(writeInfoPlist({{"CFBundleFullVersion", "7.0"}}));
+        QCOMPARE(GetInputMethodVersion(), std::optional<QString>(QStringLiteral("6.9.2")));
+        QCOMPARE(GetInputMethodBuildDate(), std::optional<QString>(QStringLiteral("2025-04-16")));
+        const qsizetype mark = runLogMark();
+        QCOMPARE(GetCurrentInputMethodVersion(), std::optional<QString>(QStringLiteral("7.0")));
+        GetInputMethodCoreVersion();
+        GetInputMethodBuildDate();
+        GetInfoDictionary();
+        QCOMPARE(runLogSince(mark),
+                 (QStringList{"GetCurrentInputMethodVersion # : fullVersion = 7.0",
+                              "GetInputMethodCoreVersion # : coreVersion = 6.0",
+                              "GetInputMethodBuildDate # : buildDate = 2025-04-16",
+                              "GetInfoDictionary # : beg"}));
+    }
+
+    void infoDictionaryOfTheWrongShape_data() {
+        QTest::addColumn<QByteArray>("file");
+        const QByteArray binary = platform::Plist::serialize(
+            QVariantMap{{"CFBundleFullVersion", "6.9.2"}, {"ZQVersionForPreviewTest", true}},
+            platform::Plist::Format::Binary);
+        QTest::newRow("array") << platform::Plist::serialize(QVariantList{"6.9.2"});
+        QTest::newRow("truncated binary") << binary.left(binary.size() - 3);
+        QTest::newRow("empty") << QByteArray("");
+        QTest::newRow("version of another type")
+            << platform::Plist::serialize(QVariantMap{{"CFBundleFullVersion", QVariantList{6, 9}}});
+    }
+
+    void infoDictionaryOfTheWrongShape() {
+        QFETCH(QByteArray, file);
+        QVERIFY(writeBytes(infoPlistFixturePath(), file));
+        QVERIFY(!GetInputMethodVersion());
+        QVERIFY(!GetCurrentInputMethodVersion());
+        QVERIFY(!ZQInputMethodIsPreviewTestVersion());
+        QVERIFY(!ZQInputMethodIsInternalTestVersion());
+        QCOMPARE(GetQuDao(), QStringLiteral("0000"));
+        QVERIFY(!VeskoInputNeedUpdate(QStringLiteral("99")));
+    }
+
+    void testVersionFlags_data() {
+        QTest::addColumn<QVariant>("value");  // null: absent
+        QTest::addColumn<bool>("flag");
+        QTest::newRow("absent") << QVariant() << false;
+        QTest::newRow("true") << QVariant(true) << true;
+        QTest::newRow("false") << QVariant(false) << false;
+        QTest::newRow("one") << QVariant(qint64(1)) << true;
+        QTest::newRow("zero") << QVariant(qint64(0)) << false;
+        QTest::newRow("YES") << QVariant(QStringLiteral("YES")) << true;
+        QTest::newRow("true text") << QVariant(QStringLiteral("true")) << true;
+        QTest::newRow("NO") << QVariant(QStringLiteral("NO")) << false;
+        QTest::newRow("zeros then digit") << QVariant(QStringLiteral(" 007")) << true;
+        QTest::newRow("zero text") << QVariant(QStringLiteral("0")) << false;
+        QTest::newRow("dictionary") << QVariant(QVariantMap{{"a", true}}) << false;
+    }
+
+    void testVersionFlags() {
+        QFETCH(QVariant, value);
+        QFETCH(bool, flag);
+        QVariantMap info{{"CFBundleFullVersion", "1.0"}};
+        if (value.isValid()) {
+            info.insert(QStringLiteral("ZQVersionForPreviewTest"), value);
+            info.insert(QStringLiteral("ZQVersionForInternalTest"), value);
+        }
+        QVERIFY(writeInfoPlist(info));
+        const qsizetype mark = runLogMark();
+        QCOMPARE(ZQInputMethodIsPreviewTestVersion(), flag);
+        QCOMPARE(ZQInputMethodIsInternalTestVersion(), flag);
+        QCOMPARE(runLogSince(mark),
+                 (QStringList{
+                     "ZQInputMethodIsPreviewTestVersion # : beg", "GetInfoDictionary # : beg",
+                     "ZQInputMethodIsInternalTestVersion # : beg", "GetInfoDictionary # : beg"}));
+    }
+
+    void hardwareStrings_data() {
+        QTest::addColumn<QByteArray>("raw");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("dmi line") << QByteArray("Precision 5570\n") << "Precision 5570";
+        QTest::newRow("device tree") << QByteArray("Raspberry Pi 4 Model B Rev 1.4\0", 31)
+                                     << "Raspberry Pi 4 Model B Rev 1.4";
+        QTest::newRow("127 bytes fit") << QByteArray(127, 'm') << QString(127, u'm');
+        QTest::newRow("128 bytes do not") << QByteArray(128, 'm') << "Unknown";
+        QTest::newRow("127 bytes and a line end") << QByteArray(127, 'm') + '\n'
+                                                  << QString(127, u'm');
+        QTest::newRow("empty") << QByteArray() << "Unknown";
+        QTest::newRow("only a line end") << QByteArray("\n") << "Unknown";
+        QTest::newRow("blanks") << QByteArray("   \n") << "Unknown";
+        QTest::newRow("not ascii") << QByteArray("Modèle\n") << "Unknown";
+        QTest::newRow("inner nul") << QByteArray("ab\0cd", 5) << "Unknown";
+    }
+
+    void hardwareStrings() {
+        QFETCH(QByteArray, raw);
+        QFETCH(QString, text);
+        QCOMPARE(zq::utility::hardwareStringFromBytes(raw), text);
+    }
+
+    void hardwareModelSources_data() {
+        QTest::addColumn<QByteArray>("productName");  // null: no file
+        QTest::addColumn<QByteArray>("deviceTree");   // null: no file
+        QTest::addColumn<QString>("model");
+        QTest::newRow("dmi") << QByteArray("ThinkPad X1\n") << QByteArray() << "ThinkPad X1";
+        QTest::newRow("device tree")
+            << QByteArray() << QByteArray("Pine64 Board\0", 13) << "Pine64 Board";
+        QTest::newRow("dmi first") << QByteArray("PC\n") << QByteArray("Board") << "PC";
+        QTest::newRow("too long") << QByteArray(200, 'x') << QByteArray("Board") << "Unknown";
+        QTest::newRow("none") << QByteArray() << QByteArray() << "Unknown";
+    }
+
+    void hardwareModelSources() {
+        QFETCH(QByteArray, productName);
+        QFETCH(QByteArray, deviceTree);
+        QFETCH(QString, model);
+        if (!productName.isNull()) {
+            QVERIFY(writeBytes(systemFile(QStringLiteral("/sys/class/dmi/id/product_name")),
+                               productName));
+        }
+        if (!deviceTree.isNull()) {
+            QVERIFY(writeBytes(systemFile(QStringLiteral("/proc/device-tree/model")), deviceTree));
+        }
+        QCOMPARE(GetHardwareModel(), model);
+        // Kept either way, "Unknown" included.
+        QVERIFY(
+            writeBytes(systemFile(QStringLiteral("/sys/class/dmi/id/product_name")), "Changed\n"));
+        QCOMPARE(GetHardwareModel(), model);
+    }
+
+    void machineFacts() {
+        const qsizetype mark = runLogMark();
+        const QString machine = GetHardwareArchitecture();
+        QVERIFY(!machine.isEmpty());
+        QVERIFY(machine != u"Unknown");
+        QCOMPARE(runLogSince(mark),
+                 QStringList{QStringLiteral("GetHardwareArchitecture # : arch = ") + machine});
+        QCOMPARE(GetHardwareArchitecture(), machine);
+        QCOMPARE(zq::utility::processCacheFillCount(QStringLiteral("HardwareMachine")), 1);
+        QVERIFY(!GetCpuArchitecture().isEmpty());
+        QCOMPARE(zq::utility::processCacheFillCount(QStringLiteral("CpuArchitecture")), 1);
+    }
+
+    void cpuRamStatesText_data() {
+        QTest::addColumn<QByteArray>("output");
+        QTest::addColumn<QString>("states");
+        QTest::newRow("tail from the first ampersand") << QByteArray("cpu=12&mem=34") << "&mem=34";
+        QTest::newRow("several") << QByteArray("a&b=1&c=2\n") << "&b=1&c=2\n";
+        QTest::newRow("no ampersand") << QByteArray("cpu=12") << "";
+        QTest::newRow("nothing") << QByteArray() << "";
+        QTest::newRow("leading ampersand") << QByteArray("&x=1") << "&x=1";
+    }
+
+    void cpuRamStatesText() {
+        QFETCH(QByteArray, output);
+        QFETCH(QString, states);
+        QCOMPARE(zq::utility::cpuRamStatesFromToolOutput(output), states);
+    }
+
+    void cpuRamStatesFromTheTool() {
+        qsizetype mark = runLogMark();
+        QCOMPARE(GetCpuRamStates(), QString());
+        QCOMPARE(runLogSince(mark), QStringList{"GetCpuRamStates # : cpuState is null"});
+
+        // Standard error is read; standard output is not. The tool is told "g".
+        QVERIFY(writeProcessInfoTool(
+            "echo 'out=1&out=2'\n[ \"$1\" = g ] && [ $# -eq 1 ] && echo 'cpu=12&mem=34' >&2"));
+        mark = runLogMark();
+        QCOMPARE(GetCpuRamStates(), QStringLiteral("&mem=34\n"));
+        QCOMPARE(runLogSince(mark), QStringList{"GetCpuRamStates # : cpuState = &mem=34\n"});
+
+        QVERIFY(writeProcessInfoTool("exit 3"));
+        QCOMPARE(GetCpuRamStates(), QString());
+    }
+
+    void bootTimeText_data() {
+        QTest::addColumn<QByteArray>("stat");
+        QTest::addColumn<double>("seconds");
+        QTest::newRow("btime line")
+            << QByteArray("cpu 1 2 3\nbtime 1712345678\nprocesses 9\n") << 1712345678.0;
+        QTest::newRow("missing") << QByteArray("cpu 1 2 3\n") << 0.0;
+        QTest::newRow("zero") << QByteArray("btime 0\n") << 0.0;
+        QTest::newRow("garbage") << QByteArray("btime soon\n") << 0.0;
+    }
+
+    void bootTimeText() {
+        QFETCH(QByteArray, stat);
+        QFETCH(double, seconds);
+        QCOMPARE(zq::utility::bootTimeFromProcStat(stat), seconds);
+    }
+
+    void bootTimeOfThisMachine() {
+        const double boot = GetSystemBootTime();
+        QVERIFY(boot > 0.0);
+        QVERIFY(boot <= QDateTime::currentSecsSinceEpoch());
+        QCOMPARE(boot, std::floor(boot));
+    }
+
+    void fileSize() {
+        QVERIFY(writeBytes(QString::fromLocal8Bit(qgetenv("HOME")) + QStringLiteral("/five.bin"),
+                           "12345"));
+        qsizetype mark = runLogMark();
+        QCOMPARE(GetFileSize(QStringLiteral("~/five.bin")), std::optional<qint64>(5));
+        QCOMPARE(runLogSince(mark), QStringList{"GetFileSize # : size = 5"});
+        mark = runLogMark();
+        QVERIFY(!GetFileSize(QStringLiteral("~/missing.bin")));
+        QCOMPARE(runLogSince(mark), QStringList{"GetFileSize # : size = nil"});
+    }
+
+    void compileTime() {
+        const qsizetype mark = runLogMark();
+        const QString text = GetCompileTime();
+        QVERIFY2(
+            QRegularExpression(QStringLiteral(R"(^[A-Z][a-z]{2} [ \d]\d \d{4} \d\d:\d\d:\d\d$)"))
+                .match(text)
+                .hasMatch(),
+            qPrintable(text));
+        QCOMPARE(runLogSince(mark),
+                 QStringList{QStringLiteral("GetCompileTime # : compileTime = ") + text});
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSystemInfo)
+#include "tst_systeminfo.moc"
