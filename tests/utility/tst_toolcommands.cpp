@@ -1,0 +1,218 @@
+// The vesko-tool commands of the environment utilities and the log manager,
+// run as the separate process they are.
+
+#include "UtilityTestSupport.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <memory>
+
+using namespace testsupport;
+
+namespace {
+
+struct Run {
+    int status = -1;
+    QByteArray out;
+    QByteArray err;
+    QJsonObject json() const { return QJsonDocument::fromJson(out).object(); }
+};
+
+}  // namespace
+
+class TestToolCommands : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<QTemporaryDir> _root;
+
+    QString path(const QString& relative) const { return _root->path() + relative; }
+    QString configPath() const {
+        return path(QStringLiteral("/data/Vesko/InputMethod/VeskoPY/logConfig.plist"));
+    }
+
+    Run run(const QStringList& args) {
+        QProcess process;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("HOME"), path(QStringLiteral("/home")));
+        env.insert(QStringLiteral("XDG_DATA_HOME"), path(QStringLiteral("/data")));
+        env.insert(QStringLiteral("TMPDIR"), path(QStringLiteral("/tmp")));
+        env.insert(QStringLiteral("VESKO_INSTALL_ROOT"), path(QStringLiteral("/install")));
+        env.insert(QStringLiteral("VESKO_SYSTEM_ROOT"), path(QStringLiteral("/system")));
+        process.setProcessEnvironment(env);
+        process.start(QStringLiteral(ZQ_VESKO_TOOL), args);
+        Run result;
+        if (!process.waitForFinished(60000)) {
+            process.kill();
+            process.waitForFinished();
+            return result;
+        }
+        result.status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        result.out = process.readAllStandardOutput();
+        result.err = process.readAllStandardError();
+        return result;
+    }
+
+private slots:
+    void init() {
+        _root = std::make_unique<QTemporaryDir>();
+        QVERIFY(_root->isValid());
+        QVERIFY(QDir().mkpath(path(QStringLiteral("/tmp"))));
+        QVERIFY(QDir().mkpath(path(QStringLiteral("/system"))));
+    }
+
+    void systemInfoFromAFullInstallation() {
+        QVERIFY(platform::Plist::writeFile(
+            path(QStringLiteral("/install/Contents/Info.plist")),
+            QVariantMap{{"CFBundleFullVersion", "6.9.2"}, {"ZQQuDao", "1234"}}));
+        QVERIFY(platform::Plist::writeFile(
+            path(QStringLiteral("/system/System/Library/CoreServices/SystemVersion.plist")),
+            QVariantMap{{"ProductVersion", "14.5"}, {"ProductBuildVersion", "23F79"}}));
+        QVERIFY(writeBytes(path(QStringLiteral("/system/etc/machine-id")),
+                           "8c2b5f0e4d1a4b7c9e3f2a1b0c9d8e7f\n"));
+        QVERIFY(writeBytes(path(QStringLiteral("/system/sys/class/dmi/id/product_name")),
+                           "Precision 5570\n"));
+        QVERIFY(platform::Plist::writeFile(
+            path(QStringLiteral("/data/Vesko/InputMethod/VeskoPY/.uuid.dat")),
+            QVariantMap{{"uuid", "FROMFILE"}}));
+        const Run result = run({QStringLiteral("system-info")});
+        QCOMPARE(result.status, 0);
+        const QJsonObject info = result.json();
+        QCOMPARE(info.size(), 9);
+        QCOMPARE(info.value("GetUUID").toString(), QStringLiteral("FROMFILE"));
+        QCOMPARE(info.value("GetUUIDSource").toString(),
+                 QStringLiteral("8C2B5F0E-4D1A-4B7C-9E3F-2A1B0C9D8E7F"));
+        QCOMPARE(info.value("GetQuDao").toString(), QStringLiteral("1234"));
+        QCOMPARE(info.value("GetInputMethodVersion").toString(), QStringLiteral("6.9.2"));
+        QCOMPARE(info.value("GetSystemVersion").toString(), QStringLiteral("14.5"));
+        QCOMPARE(info.value("GetPlatformVersion").toString(), QStringLiteral("14.5(23F79)"));
+        QCOMPARE(info.value("GetHardwareModel").toString(), QStringLiteral("Precision 5570"));
+        QVERIFY(!info.value("GetHardwareArchitecture").toString().isEmpty());
+        QVERIFY(!info.value("GetCpuArchitecture").toString().isEmpty());
+    }
+
+    void systemInfoWithNothingInstalled() {
+        const Run result = run({QStringLiteral("system-info")});
+        QCOMPARE(result.status, 0);
+        const QJsonObject info = result.json();
+        for (const char* key : {"GetUUID", "GetUUIDSource", "GetInputMethodVersion",
+                                "GetSystemVersion", "GetPlatformVersion"}) {
+            QVERIFY2(info.contains(QLatin1String(key)), key);
+            QVERIFY2(info.value(QLatin1String(key)).isNull(), key);
+        }
+        QCOMPARE(info.value("GetQuDao").toString(), QStringLiteral("0000"));
+        QCOMPARE(info.value("GetHardwareModel").toString(), QStringLiteral("Unknown"));
+        // Nothing is written by a query.
+        QVERIFY(!QFileInfo::exists(path(QStringLiteral("/data/Vesko/InputMethod/VeskoPY"))));
+    }
+
+    void logConfigurationRoundTrip() {
+        Run result = run({QStringLiteral("log"), QStringLiteral("show")});
+        QCOMPARE(result.status, 0);
+        QCOMPARE(result.json().value("exists").toBool(), false);
+        QVERIFY(result.json().value("logconfig").isNull());
+        QCOMPARE(result.json().value("path").toString(), configPath());
+
+        result = run({QStringLiteral("log"), QStringLiteral("enable"), QStringLiteral("29")});
+        QCOMPARE(result.status, 0);
+        QCOMPARE(result.json().value("logconfig").toArray(), QJsonArray{29});
+        result = run({QStringLiteral("log"), QStringLiteral("enable"), QStringLiteral("88")});
+        QCOMPARE(result.json().value("logconfig").toArray(), (QJsonArray{29, 88}));
+        result = run({QStringLiteral("log"), QStringLiteral("set"), QStringLiteral("maxcount"),
+                      QStringLiteral("0")});
+        QCOMPARE(result.status, 0);
+        QCOMPARE(result.json().value("maxcount").toInt(), 500);  // below 1 reads as 500
+        QCOMPARE(platform::Plist::readDictionary(configPath())->value("maxcount"),
+                 QVariant(qint64(0)));
+        result = run({QStringLiteral("log"), QStringLiteral("disable"), QStringLiteral("29")});
+        QCOMPARE(result.json().value("logconfig").toArray(), QJsonArray{88});
+        result = run({QStringLiteral("log"), QStringLiteral("clear")});
+        QCOMPARE(result.status, 0);
+        QVERIFY(result.json().value("logconfig").isNull());
+        result = run({QStringLiteral("log"), QStringLiteral("show")});
+        QCOMPARE(result.json().value("exists").toBool(), true);
+        QCOMPARE(result.json().value("readable").toBool(), true);
+    }
+
+    void recordedEntriesReachTheToolsOwnLog() {
+        QCOMPARE(
+            run({QStringLiteral("log"), QStringLiteral("enable"), QStringLiteral("29")}).status, 0);
+        QCOMPARE(run({QStringLiteral("system-info")}).status, 0);
+        const auto lines = platform::Plist::readArray(
+            path(QStringLiteral("/tmp/com.vesko.inputmethod/macime_vesko-tool.log")));
+        QVERIFY(lines);
+        QStringList texts;
+        for (const QVariant& line : *lines) {
+            texts.append(line.toString());
+        }
+        QVERIFY2(texts.join(u'\n').contains(QStringLiteral(" : GetUUIDSource ")),
+                 qPrintable(texts.join(u'\n')));
+    }
+
+    void brokenConfigurationIsReportedAndKept() {
+        const QByteArray binary = platform::Plist::serialize(
+            QVariantMap{{"logconfig", QVariantList{29}}}, platform::Plist::Format::Binary);
+        const QByteArray truncated = binary.left(binary.size() - 6);
+        QVERIFY(writeBytes(configPath(), truncated));
+        const Run result =
+            run({QStringLiteral("log"), QStringLiteral("enable"), QStringLiteral("88")});
+        QCOMPARE(result.status, 1);
+        QVERIFY(result.out.isEmpty());
+        QVERIFY2(result.err.contains("vesko-tool: "), result.err.constData());
+        QCOMPARE(readBytes(configPath()), truncated);
+        const Run show = run({QStringLiteral("log"), QStringLiteral("show")});
+        QCOMPARE(show.status, 0);
+        QCOMPARE(show.json().value("readable").toBool(), false);
+    }
+
+    void argumentErrors_data() {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<int>("status");
+        QTest::newRow("log alone") << QStringList{"log"} << 2;
+        QTest::newRow("unknown subcommand") << QStringList{"log", "rotate"} << 2;
+        QTest::newRow("type not a number") << QStringList{"log", "enable", "x29"} << 2;
+        QTest::newRow("type missing") << QStringList{"log", "disable"} << 2;
+        QTest::newRow("two types") << QStringList{"log", "enable", "29", "88"} << 2;
+        QTest::newRow("unknown key") << QStringList{"log", "set", "colour", "1"} << 2;
+        QTest::newRow("set without a file") << QStringList{"log", "set", "output", "2"} << 1;
+        QTest::newRow("show with an argument") << QStringList{"log", "show", "x"} << 2;
+        QTest::newRow("system-info with an argument") << QStringList{"system-info", "x"} << 2;
+        QTest::newRow("empty argument") << QStringList{"log", "enable", ""} << 2;
+    }
+
+    void argumentErrors() {
+        QFETCH(QStringList, args);
+        QFETCH(int, status);
+        const Run result = run(args);
+        QCOMPARE(result.status, status);
+        QVERIFY(result.out.isEmpty());
+        QVERIFY(result.err.startsWith("vesko-tool: "));
+    }
+
+    void helpOnEveryLevel_data() {
+        QTest::addColumn<QStringList>("args");
+        QTest::newRow("system-info") << QStringList{"system-info", "--help"};
+        QTest::newRow("log") << QStringList{"log", "--help"};
+        QTest::newRow("log show") << QStringList{"log", "show", "--help"};
+        QTest::newRow("log enable") << QStringList{"log", "enable", "--help"};
+        QTest::newRow("log disable") << QStringList{"log", "disable", "-h"};
+        QTest::newRow("log clear") << QStringList{"log", "clear", "--help"};
+        QTest::newRow("log set") << QStringList{"log", "set", "--help"};
+    }
+
+    void helpOnEveryLevel() {
+        QFETCH(QStringList, args);
+        const Run result = run(args);
+        QCOMPARE(result.status, 0);
+        QVERIFY(result.out.startsWith("usage: vesko-tool "));
+        QVERIFY(result.err.isEmpty());
+        QVERIFY(!QFileInfo::exists(configPath()));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestToolCommands)
+#include "tst_toolcommands.moc"
