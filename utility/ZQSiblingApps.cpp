@@ -9,6 +9,7 @@
 
 #include <QCoreApplication>
 #include <QDBusMessage>
+#include <QDBusVariant>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QLoggingCategory>
@@ -653,7 +654,13 @@ std::optional<QVariantList> ZQNotifyVeskoInputProxy::call(const QString& operati
                             << reply.errorMessage();
         return std::nullopt;
     }
-    return reply.arguments();
+    QVariantList values = reply.arguments();
+    for (QVariant& value : values) {
+        if (value.metaType() == QMetaType::fromType<QDBusVariant>()) {
+            value = qvariant_cast<QDBusVariant>(value).variant();
+        }
+    }
+    return values;
 }
 
 bool ZQNotifyVeskoInputProxy::isServerRunning(const QDBusConnection& bus, int timeoutMs) {

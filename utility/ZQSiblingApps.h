@@ -130,7 +130,8 @@ public:
     // when the message could not be queued (no bus, undeclared operation).
     bool send(const QString& operation, const QVariantList& arguments = {}) const;
 
-    // A round trip bounded by timeoutMs: the reply's values, or none on any
+    // A round trip bounded by timeoutMs: the reply's values (a variant
+    // unwrapped to the value it carries), or none on any
     // failure (no server, unknown method, error reply, timeout). Blocks the
     // calling thread; the operations this application uses go through send().
     std::optional<QVariantList> call(const QString& operation, const QVariantList& arguments = {},
