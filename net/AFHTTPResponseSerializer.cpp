@@ -110,6 +110,11 @@ QVariant AFJSONResponseSerializer::responseObjectForResponse(const Response& res
     }
     OptionalError parseError;
     const std::optional<QVariant> parsed = parseJSON(data, &parseError);
+    if (parseError) {
+        parseError->userInfo = {{QStringLiteral("statusCode"), response.statusCode},
+                                {QStringLiteral("mimeType"), response.mimeType},
+                                {QStringLiteral("url"), response.url.toString()}};
+    }
     if (error)
         *error = invalid ? invalid : parseError;
     return parsed.value_or(QVariant());

@@ -35,12 +35,15 @@ struct TaskState {
     CompletionQueue queue = CompletionQueue::mainQueue();
     double timeout = Request::kDefaultTimeoutInterval;
     std::atomic<int> state{kSuspended};
+    // Resumed after its client was invalidated: it fails instead of starting.
+    std::atomic<bool> resumedAfterInvalidation{false};
 
     // Touched on the main thread only.
     QPointer<QNetworkReply> reply;
     QTimer* timer = nullptr;
     bool timedOut = false;
     bool cancelRequested = false;
+    bool uploadSeen = false;
 
     mutable QMutex responseMutex;
     OptionalResponse response;
@@ -118,6 +121,9 @@ QNetworkRequest::CacheLoadControl cacheLoadControl(CachePolicy policy) {
         case CachePolicy::kUseProtocolCachePolicy:
             return QNetworkRequest::PreferNetwork;
         case CachePolicy::kReloadIgnoringLocalCacheData:
+            // The client keeps no cache, so nothing local can answer; the
+            // network is asked without the no-cache fields AlwaysNetwork adds.
+            return QNetworkRequest::PreferNetwork;
         case CachePolicy::kReloadIgnoringLocalAndRemoteCacheData:
             return QNetworkRequest::AlwaysNetwork;
     }
@@ -175,7 +181,7 @@ void SessionCore::restartTimer(const std::shared_ptr<TaskState>& task) {
 void SessionCore::start(const std::shared_ptr<TaskState>& task) {
     if (task->state.load() != TaskState::kRunning || task->reply)
         return;  // cancelled before it could start, or started already
-    if (_invalidated) {
+    if (task->resumedAfterInvalidation) {
         complete(task, std::nullopt, {},
                  Error::make(QString::fromLatin1(kRequestErrorDomain), kErrorSessionInvalidated,
                              QStringLiteral("the session was invalidated")));
@@ -242,6 +248,10 @@ void SessionCore::start(const std::shared_ptr<TaskState>& task) {
             });
     connect(reply, &QNetworkReply::uploadProgress, this, [this, task](qint64 sent, qint64 total) {
         restartTimer(task);
+        // The HTTP stack reports (0, 0) once more when the upload is over.
+        if (sent == 0 && total <= 0 && task->uploadSeen)
+            return;
+        task->uploadSeen = true;
         if (task->uploadProgress && task->state.load() != TaskState::kCompleted)
             task->uploadProgress(Progress{sent, total});
     });
@@ -263,7 +273,7 @@ void SessionCore::finish(const std::shared_ptr<TaskState>& task, QNetworkReply* 
     OptionalResponse response;
     if (status.isValid())
         response = responseOf(reply);
-    const QByteArray data = reply->readAll();
+    const QByteArray data = reply->isOpen() ? reply->readAll() : QByteArray();
     const QNetworkReply::NetworkError code = reply->error();
 
     OptionalError error;
@@ -391,6 +401,9 @@ void AFURLSessionTask::resume() {
     int expected = TaskState::kSuspended;
     if (!_state->state.compare_exchange_strong(expected, TaskState::kRunning))
         return;
+    // Decided now: a task resumed before the invalidation still runs (unless
+    // the invalidation cancels it), one resumed afterwards never starts.
+    _state->resumedAfterInvalidation = _core->invalidated();
     std::shared_ptr<TaskState> task = _state;
     _core->post([task](SessionCore* core) { core->start(task); });
 }

@@ -1,0 +1,77 @@
+#pragma once
+
+// Helpers shared by the networking tests: recording completions, waiting for
+// them with a bound, and reading the reference service's journal.
+
+#include "net/NetTypes.h"
+
+#include <QCoreApplication>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QThread>
+#include <QTimer>
+#include <QtTest>
+
+#include <atomic>
+#include <memory>
+
+namespace zq::test {
+
+// What one completion handler received, and how often it was called.
+struct Outcome {
+    std::atomic<int> calls{0};
+    QByteArray data;
+    QVariant object;
+    zq::net::OptionalResponse response;
+    zq::net::OptionalError error;
+    bool onMainThread = false;
+    QThread* thread = nullptr;
+
+    void record() {
+        thread = QThread::currentThread();
+        onMainThread = thread == QCoreApplication::instance()->thread();
+        ++calls;
+    }
+    int status() const { return response ? response->statusCode : -1; }
+    QString domain() const { return error ? error->domain : QString(); }
+    qint64 code() const { return error ? error->code : -12345; }
+};
+using OutcomePtr = std::shared_ptr<Outcome>;
+
+// Delivers every event queued for the main thread up to now: a marker posted
+// behind them arrives only after they all ran. Used to show that no second
+// completion is queued behind the first.
+inline bool drainMainQueue(int timeoutMs = 5000) {
+    bool arrived = false;
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(), [&arrived] { arrived = true; }, Qt::QueuedConnection);
+    QDeadlineTimer deadline(timeoutMs);
+    while (!arrived && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    return arrived;
+}
+
+// Header value from a journal entry's received header list ([[name, value], ...]).
+inline QString journalHeader(const QJsonObject& entry, const QString& name) {
+    for (const QJsonValue& pair : entry.value(QStringLiteral("headers")).toArray()) {
+        const QJsonArray nameValue = pair.toArray();
+        if (nameValue.at(0).toString().compare(name, Qt::CaseInsensitive) == 0)
+            return nameValue.at(1).toString();
+    }
+    return QString();
+}
+
+// Names of the headers of a journal entry, in the order received.
+inline QStringList journalHeaderNames(const QJsonObject& entry) {
+    QStringList names;
+    for (const QJsonValue& pair : entry.value(QStringLiteral("headers")).toArray())
+        names.append(pair.toArray().at(0).toString());
+    return names;
+}
+
+// The received body of a journal entry (or the decrypted "p" of a wall entry).
+inline QByteArray journalBody(const QJsonObject& field) {
+    return QByteArray::fromBase64(field.value(QStringLiteral("base64")).toString().toLatin1());
+}
+
+}  // namespace zq::test
