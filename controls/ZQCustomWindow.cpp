@@ -10,7 +10,7 @@ ZQCustomWindow::ZQCustomWindow(QWidget* parent) : QWidget(parent) {
 
 ZQCustomWindow::ZQCustomWindow(const QSize& contentSize, QWidget* parent) : QWidget(parent) {
     setup();
-    resize(contentSize);
+    setContentSize(contentSize);
 }
 
 ZQCustomWindow::~ZQCustomWindow() = default;
@@ -47,6 +47,11 @@ void ZQCustomWindow::setContentView(QWidget* view) {
 
 void ZQCustomWindow::setContentSize(const QSize& size) {
     resize(size);
+    // A hidden window gets its resize event only when shown; the content
+    // takes the size now so that controls can be placed in it at once.
+    if (_contentView) {
+        _contentView->setGeometry(rect());
+    }
 }
 
 void ZQCustomWindow::resizeEvent(QResizeEvent* event) {

@@ -26,6 +26,8 @@ public:
     void setContentView(QWidget* view);
 
     // Sets the content size (points), keeping the window's top-left corner.
+    // The content view takes the size at once, also while the window is
+    // hidden, so size the window this way before placing controls.
     void setContentSize(const QSize& size);
 
     void setMovableByWindowBackground(bool movable) { _movable = movable; }
