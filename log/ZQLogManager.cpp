@@ -9,7 +9,10 @@
 #include <QFileInfo>
 #include <QLoggingCategory>
 #include <QMetaType>
+#include <QStringBuilder>
+#include <QTemporaryFile>
 
+#include <stdio.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -19,6 +22,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <deque>
 #include <limits>
@@ -94,6 +98,36 @@ QString defaultConfigFilePath() {
     // The user data folder, "<application support>/Vesko/InputMethod/VeskoPY".
     return platform::Locations::appSupportDir() +
            QStringLiteral("/Vesko/InputMethod/VeskoPY/logConfig.plist");
+}
+
+// Writes the lines as an XML property-list array: a temporary file in the same
+// folder, renamed over the old one, so a reader sees the old file or the new
+// one, never a part. Unlike configuration files, logs are not synced to disk
+// on every write: a sync per line would cost milliseconds.
+bool writeLinesAtomically(const QString& path, const QStringList& lines, QString* error) {
+    const QByteArray bytes =
+        platform::Plist::serialize(QVariant(lines), platform::Plist::Format::Xml, error);
+    if (bytes.isEmpty()) {
+        return false;
+    }
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QTemporaryFile file(path + QStringLiteral(".XXXXXX"));
+    file.setAutoRemove(false);
+    if (!file.open()) {
+        *error = QStringLiteral("%1: %2").arg(path, file.errorString());
+        return false;
+    }
+    const QString temporary = file.fileName();
+    const bool written = file.write(bytes) == bytes.size() && file.flush();
+    file.close();
+    if (!written || ::rename(QFile::encodeName(temporary).constData(),
+                             QFile::encodeName(path).constData()) != 0) {
+        *error = QStringLiteral("%1: %2").arg(
+            path, written ? QString::fromLocal8Bit(std::strerror(errno)) : file.errorString());
+        QFile::remove(temporary);
+        return false;
+    }
+    return true;
 }
 
 QString makeThreadDescription() {
@@ -196,14 +230,19 @@ public:
         _worker.join();
     }
 
-    void submit(const QString& text, const QString& thread) {
+    void submit(QString text, QString thread) {
+        bool wake = false;
         {
             std::lock_guard lock(_mutex);
             // The time is taken in queue order, so the lines' times never go back.
-            _queue.push_back({QDateTime::currentMSecsSinceEpoch(), text, thread});
+            _queue.push_back(
+                {QDateTime::currentMSecsSinceEpoch(), std::move(text), std::move(thread)});
             ++_submitted;
+            wake = _workerWaiting;
         }
-        _wake.notify_one();
+        if (wake) {
+            _wake.notify_one();
+        }
     }
 
     void waitIdle() {
@@ -232,7 +271,9 @@ private:
         ++_completed;  // the load counts as the first job
         _idle.notify_all();
         for (;;) {
+            _workerWaiting = true;
             _wake.wait(lock, [&] { return _stopping || !_queue.empty(); });
+            _workerWaiting = false;
             if (_queue.empty()) {
                 break;  // stopping, and everything is written
             }
@@ -289,8 +330,7 @@ private:
             fileExists = true;
         }
         QString error;
-        if (!platform::Plist::writeFile(_filePath, QVariant(_content), platform::Plist::Format::Xml,
-                                        &error)) {
+        if (!writeLinesAtomically(_filePath, _content, &error)) {
             qCWarning(lcLog) << "cannot write the log file:" << error;
         }
     }
@@ -311,8 +351,7 @@ private:
         }
         _lastCopyMsecs = stamp;
         QString error;
-        if (!platform::Plist::writeFile(path, QVariant(_content), platform::Plist::Format::Xml,
-                                        &error)) {
+        if (!writeLinesAtomically(path, _content, &error)) {
             qCWarning(lcLog) << "cannot write the log copy:" << error;
         }
     }
@@ -328,6 +367,7 @@ private:
     quint64 _submitted = 1;  // the load of the existing file
     quint64 _completed = 0;
     bool _stopping = false;
+    bool _workerWaiting = false;
 
     std::mutex _contentMutex;
     QStringList _content;
@@ -416,14 +456,27 @@ bool ZQLogManager::canRecordPerf(int logType) const noexcept {
            config()->contains(ZQLogType::Performance);
 }
 
+namespace {
+
+// "<func> <line> : <content>" and "<func> <line> : <key> = <value>", built in
+// one allocation.
+QString contentEntry(const char* func, int line, const QString& content) {
+    return QString::fromUtf8(func ? func : "(null)") % u' ' % QString::number(line) %
+           QLatin1String(" : ") % content;
+}
+
+QString keyValueEntry(const char* func, int line, const QString& key, const QVariant& value) {
+    return QString::fromUtf8(func ? func : "(null)") % u' ' % QString::number(line) %
+           QLatin1String(" : ") % key % QLatin1String(" = ") % ZQLogManager::descriptionOf(value);
+}
+
+}  // namespace
+
 void ZQLogManager::recordRunLogP4(const char* func, int line, const QString& content, int logType) {
     if (!canRecordLog(logType)) {
-        return;
+        return;  // nothing is formatted
     }
-    dispatchRunLog(QStringLiteral("%1 %2 : %3")
-                       .arg(QString::fromUtf8(func ? func : "(null)"))
-                       .arg(line)
-                       .arg(content));
+    dispatchRunLog(contentEntry(func, line, content));
 }
 
 void ZQLogManager::recordRunLogP5(const char* func, int line, const QString& key,
@@ -431,20 +484,14 @@ void ZQLogManager::recordRunLogP5(const char* func, int line, const QString& key
     if (!canRecordLog(logType)) {
         return;
     }
-    dispatchRunLog(QStringLiteral("%1 %2 : %3 = %4")
-                       .arg(QString::fromUtf8(func ? func : "(null)"))
-                       .arg(line)
-                       .arg(key, descriptionOf(value)));
+    dispatchRunLog(keyValueEntry(func, line, key, value));
 }
 
 void ZQLogManager::recordRunLogP6(const char* func, int line, const QString& content, int logType) {
     if (!canRecordPerf(logType)) {
         return;
     }
-    dispatchPerfLog(QStringLiteral("%1 %2 : %3")
-                        .arg(QString::fromUtf8(func ? func : "(null)"))
-                        .arg(line)
-                        .arg(content));
+    dispatchPerfLog(contentEntry(func, line, content));
 }
 
 void ZQLogManager::recordRunLogP7(const char* func, int line, const QString& key,
@@ -452,10 +499,7 @@ void ZQLogManager::recordRunLogP7(const char* func, int line, const QString& key
     if (!canRecordPerf(logType)) {
         return;
     }
-    dispatchPerfLog(QStringLiteral("%1 %2 : %3 = %4")
-                        .arg(QString::fromUtf8(func ? func : "(null)"))
-                        .arg(line)
-                        .arg(key, descriptionOf(value)));
+    dispatchPerfLog(keyValueEntry(func, line, key, value));
 }
 
 void ZQLogManager::dispatchRunLog(const QString& text) {
