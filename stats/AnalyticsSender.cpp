@@ -43,8 +43,12 @@ Outcome classify(QNetworkReply::NetworkError error, int status) {
 }  // namespace
 
 AnalyticsSender::AnalyticsSender(const QString& folder, const TesselOptions& options,
-                                 const std::optional<QString>& device, int logLevel)
-    : _folder(folder), _options(options), _device(device), _logLevel(logLevel) {}
+                                 const std::optional<QString>& device, int logLevel, bool leftovers)
+    : _folder(folder),
+      _options(options),
+      _device(device),
+      _logLevel(logLevel),
+      _leftovers(leftovers) {}
 
 AnalyticsSender::~AnalyticsSender() = default;
 
@@ -81,7 +85,7 @@ void AnalyticsSender::start() {
     connect(_watcher, &QFileSystemWatcher::directoryChanged, this, [this] { purgeIfDisabled(); });
 
     // Whatever an earlier process left has waited long enough.
-    _batchDue = true;
+    _batchDue = _leftovers;
     pump();
 }
 

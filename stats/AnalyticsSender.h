@@ -25,8 +25,10 @@ class AnalyticsAudit;
 class AnalyticsSender : public QObject {
     Q_OBJECT
 public:
+    // `leftovers`: the queue held normal events before the client started;
+    // they are sent at once instead of waiting for a batch.
     AnalyticsSender(const QString& folder, const TesselOptions& options,
-                    const std::optional<QString>& device, int logLevel);
+                    const std::optional<QString>& device, int logLevel, bool leftovers);
     ~AnalyticsSender() override;
 
 public slots:
@@ -60,6 +62,7 @@ private:
     std::optional<QString> _device;
     int _logLevel;
     bool _stopped = false;
+    bool _leftovers;
 
     std::unique_ptr<AnalyticsQueue> _queue;
     std::unique_ptr<AnalyticsAudit> _audit;

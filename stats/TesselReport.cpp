@@ -8,6 +8,7 @@
 #include "utility/ProductLocations.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QJsonDocument>
 #include <QThread>
 
@@ -187,10 +188,14 @@ void TesselReport::startWithAppkey(const QString& appKey,
             qCInfo(lcStats) << "analytics is switched off: removed" << removed << "queued events";
         }
     }
+    // Normal events of earlier processes are due now; those reported from
+    // here on wait for their batch.
+    const bool leftovers =
+        queue->isOpen() && queue->claimableCount(false, QDateTime::currentMSecsSinceEpoch()) > 0;
 
     _thread = new QThread;
     _thread->setObjectName(QStringLiteral("analytics"));
-    _sender = new AnalyticsSender(_documentPath, _options, _device, _logLevel);
+    _sender = new AnalyticsSender(_documentPath, _options, _device, _logLevel, leftovers);
     _sender->moveToThread(_thread);
     connect(_sender, &AnalyticsSender::delivered, this, &TesselReport::eventsDelivered);
     connect(_sender, &AnalyticsSender::rejected, this, &TesselReport::eventsRejected);

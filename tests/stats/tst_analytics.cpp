@@ -1,0 +1,626 @@
+// The analytics client against the reference web service on loopback:
+// real-time and batched sending, backoff while the service is away, answers
+// that refuse or fail, the bounded queue, leases of other senders, the user's
+// switch, the audit log, and a queue that survives a killed process.
+
+#include "stats/AnalyticsAudit.h"
+#include "stats/AnalyticsQueue.h"
+#include "stats/AnalyticsSettings.h"
+#include "stats/TesselReport.h"
+#include "tests/support/RefService.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThread>
+
+#include <memory>
+
+namespace {
+
+constexpr int kDeliveryTimeoutMs = 20000;
+const QString kAppKey = QStringLiteral("7TQW2K5XPLM9D3EA");
+
+// What a client reported back through its signals.
+struct Outcomes {
+    QStringList delivered;
+    QStringList rejected;
+    QList<int> rejectedStatus;
+    QStringList failed;
+    QList<qint64> retryDelays;
+    int purged = 0;
+};
+
+// Every event the service holds, by id, and how often each id arrived in a
+// request body.
+struct ServiceView {
+    QHash<QString, QJsonObject> stored;
+    QHash<QString, int> timesSent;
+    int requests = 0;
+    QList<QStringList> requestIds;
+};
+
+QStringList idsOfBatch(const QJsonObject& batch) {
+    QStringList ids;
+    for (const QJsonValue& event : batch.value("events").toArray()) {
+        ids << event.toObject().value("id").toString();
+    }
+    return ids;
+}
+
+QJsonObject bodyOf(const QJsonObject& journalEntry) {
+    const QByteArray text = journalEntry.value("body").toObject().value("text").toString().toUtf8();
+    return QJsonDocument::fromJson(text).object();
+}
+
+// The reference service started on a port of the test's choosing, so that it
+// can come back where a client has been failing to reach it.
+class ServiceOnPort {
+public:
+    ~ServiceOnPort() { stop(); }
+
+    bool start(quint16 port, const QString& dataDir) {
+        _dataDir = dataDir;
+        _process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        _process.start(QStringLiteral("python3"),
+                       {QStringLiteral(ZQ_SOURCE_DIR "/tools/refservice/refservice.py"),
+                        QStringLiteral("--port"), QString::number(port),
+                        QStringLiteral("--data-dir"), dataDir, QStringLiteral("--stop-on-eof")});
+        if (!_process.waitForStarted(20000)) {
+            return false;
+        }
+        while (!_process.canReadLine()) {
+            if (_process.state() != QProcess::Running || !_process.waitForReadyRead(20000)) {
+                return false;
+            }
+        }
+        return _process.readLine().startsWith("listening ");
+    }
+
+    void stop() {
+        if (_process.state() != QProcess::NotRunning) {
+            _process.closeWriteChannel();
+            _process.terminate();
+            if (!_process.waitForFinished(5000)) {
+                _process.kill();
+                _process.waitForFinished(5000);
+            }
+        }
+    }
+
+    // Ids of the events the service stored, in arrival order.
+    QStringList storedIds() const {
+        QStringList ids;
+        QFile file(_dataDir + QStringLiteral("/analytics/events.jsonl"));
+        if (file.open(QIODevice::ReadOnly)) {
+            while (!file.atEnd()) {
+                const QJsonObject record = QJsonDocument::fromJson(file.readLine()).object();
+                ids << record.value("event").toObject().value("id").toString();
+            }
+        }
+        return ids;
+    }
+
+private:
+    QString _dataDir;
+    QProcess _process;
+};
+
+quint16 unusedPort() {
+    QTcpServer server;
+    if (!server.listen(QHostAddress::LocalHost, 0)) {
+        return 0;
+    }
+    return server.serverPort();
+}
+
+}  // namespace
+
+class TestAnalytics : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void realTimeEventGoesAtOnce();
+    void normalEventsWaitForTheirBatch();
+    void batchIntervalSendsWhatWaits();
+    void answers_data();
+    void answers();
+    void serverErrorsAreRetriedAndDeduplicated();
+    void backoffWhileUnreachableThenDelivery();
+    void boundedQueueDropsTheOldest();
+    void eventsClaimedByAnotherSenderWaitForTheirLease();
+    void reportingFromSeveralThreads();
+    void userSwitchEmptiesTheQueue();
+    void deploymentSwitchOff();
+    void unreadableQueueIsSetAside();
+    void queueSurvivesAKilledProcess();
+
+private:
+    std::unique_ptr<TesselReport> startReporter(const QVariantMap& config,
+                                                const QString& folder = {});
+    ServiceView serviceView();
+
+    zq::test::RefService _service;
+    std::unique_ptr<QTemporaryDir> _dir;
+    Outcomes _outcomes;
+    qint64 _mark = 0;
+};
+
+void TestAnalytics::initTestCase() {
+    QVERIFY2(_service.start(), qPrintable(_service.errorString()));
+}
+
+void TestAnalytics::init() {
+    QVERIFY(_service.clearAnalytics());
+    QVERIFY(_service.clearFaults());
+    _dir = std::make_unique<QTemporaryDir>();
+    QVERIFY(_dir->isValid());
+    _outcomes = {};
+    _mark = _service.mark();
+}
+
+void TestAnalytics::cleanup() {
+    zq::stats::setAnalyticsUserChoice(std::nullopt);
+    _service.setConfigValue("Analytics/Enabled", "true");
+}
+
+std::unique_ptr<TesselReport> TestAnalytics::startReporter(const QVariantMap& config,
+                                                           const QString& folder) {
+    auto report = std::make_unique<TesselReport>();
+    report->setCustomDocumentPath(folder.isEmpty() ? _dir->path() : folder);
+    report->setOStarO16(QStringLiteral("0123456789ABCDEF0123456789ABCDEF"), std::nullopt);
+    connect(report.get(), &TesselReport::eventsDelivered, this,
+            [this](const QStringList& ids) { _outcomes.delivered << ids; });
+    connect(report.get(), &TesselReport::eventsRejected, this,
+            [this](const QStringList& ids, int status) {
+                _outcomes.rejected << ids;
+                _outcomes.rejectedStatus << status;
+            });
+    connect(report.get(), &TesselReport::deliveryFailed, this,
+            [this](const QStringList& ids, const QString&, qint64 retryInMs) {
+                _outcomes.failed << ids;
+                _outcomes.retryDelays << retryInMs;
+            });
+    connect(report.get(), &TesselReport::queuePurged, this,
+            [this](int count) { _outcomes.purged += count; });
+    report->startWithAppkey(kAppKey, config);
+    return report;
+}
+
+ServiceView TestAnalytics::serviceView() {
+    ServiceView view;
+    for (const QJsonValue& record : _service.analyticsEvents()) {
+        const QJsonObject event = record.toObject().value("event").toObject();
+        view.stored.insert(event.value("id").toString(), event);
+    }
+    for (const QJsonValue& entry : _service.entries("/analytics/v1/events", _mark)) {
+        const QStringList ids = idsOfBatch(bodyOf(entry.toObject()));
+        view.requestIds << ids;
+        ++view.requests;
+        for (const QString& id : ids) {
+            ++view.timesSent[id];
+        }
+    }
+    return view;
+}
+
+void TestAnalytics::realTimeEventGoesAtOnce() {
+    const qint64 mark = _service.mark();
+    auto report = startReporter({});
+    const TesselEvent event = TesselEvent::realTimeEventWithCode(
+        "mac_clck", kAppKey, {{"mac_icon", "13"}, {"mac_v", "1.0"}});
+    QVERIFY(report->reportEvent(event));
+    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{event.identifier()},
+                              kDeliveryTimeoutMs);
+
+    const ServiceView view = serviceView();
+    QCOMPARE(view.stored.size(), 1);
+    const QJsonObject stored = view.stored.value(event.identifier());
+    QCOMPARE(stored.value("code").toString(), QString("mac_clck"));
+    QCOMPARE(stored.value("app_key").toString(), kAppKey);
+    QCOMPARE(stored.value("kind").toString(), QString("realtime"));
+    QCOMPARE(stored.value("params").toObject(),
+             (QJsonObject{{"mac_icon", "13"}, {"mac_v", "1.0"}}));
+    QCOMPARE(QDateTime::fromString(stored.value("time").toString(), Qt::ISODateWithMs),
+             event.createdAt());
+
+    const QJsonArray requests = _service.entries("/analytics/v1/events", mark);
+    QCOMPARE(requests.size(), 1);
+    const QJsonObject request = requests.at(0).toObject();
+    QCOMPARE(request.value("method").toString(), QString("POST"));
+    const QJsonObject batch = bodyOf(request);
+    QCOMPARE(batch.value("schema").toInt(), 1);
+    QCOMPARE(batch.value("device").toString(), QString("0123456789ABCDEF0123456789ABCDEF"));
+
+    // The audit log holds exactly the body that was posted, and its outcome.
+    QTRY_COMPARE(zq::stats::AnalyticsAudit::read(_dir->path()).size(), 1);
+    const QJsonObject audit = zq::stats::AnalyticsAudit::read(_dir->path()).at(0).toObject();
+    QCOMPARE(audit.value("body").toObject(), batch);
+    QCOMPARE(audit.value("endpoint").toString(), _service.url("/analytics/v1/events"));
+    QCOMPARE(audit.value("result").toObject().value("outcome").toString(), QString("delivered"));
+    QCOMPARE(audit.value("result").toObject().value("status").toInt(), 200);
+    QCOMPARE(report->pendingCount(), 0);
+}
+
+void TestAnalytics::normalEventsWaitForTheirBatch() {
+    auto report = startReporter({{"batchSize", 3}, {"batchIntervalMs", 3600000}});
+    const TesselEvent a = TesselEvent::normalEventWithCode("n", kAppKey, {{"i", "a"}});
+    const TesselEvent b = TesselEvent::normalEventWithCode("n", kAppKey, {{"i", "b"}});
+    const TesselEvent r = TesselEvent::realTimeEventWithCode("r", kAppKey, {});
+    QVERIFY(report->reportEvent(a));
+    QVERIFY(report->reportEvent(b));
+    QVERIFY(report->reportEvent(r));
+    // The real-time event overtakes the two waiting normal events, alone.
+    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{r.identifier()}, kDeliveryTimeoutMs);
+    ServiceView view = serviceView();
+    QCOMPARE(view.requestIds, QList<QStringList>{QStringList{r.identifier()}});
+    QCOMPARE(report->pendingCount(), 2);
+
+    // The third normal event completes the batch: one request with all three.
+    const TesselEvent c = TesselEvent::normalEventWithCode("n", kAppKey, {{"i", "c"}});
+    QVERIFY(report->reportEvent(c));
+    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 4, kDeliveryTimeoutMs);
+    view = serviceView();
+    QCOMPARE(view.requestIds,
+             (QList<QStringList>{QStringList{r.identifier()},
+                                 QStringList{a.identifier(), b.identifier(), c.identifier()}}));
+    QCOMPARE(view.stored.value(a.identifier()).value("kind").toString(), QString("normal"));
+    QCOMPARE(report->pendingCount(), 0);
+}
+
+void TestAnalytics::batchIntervalSendsWhatWaits() {
+    auto report = startReporter({{"batchSize", 100}, {"batchIntervalMs", 300}});
+    const TesselEvent a = TesselEvent::normalEventWithCode("n", kAppKey, {});
+    const TesselEvent b = TesselEvent::normalEventWithCode("n", kAppKey, {});
+    QVERIFY(report->reportEvent(a));
+    QVERIFY(report->reportEvent(b));
+    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 2, kDeliveryTimeoutMs);
+    QCOMPARE(serviceView().requestIds,
+             QList<QStringList>{(QStringList{a.identifier(), b.identifier()})});
+
+    // flush() does not wait for the interval.
+    auto patient =
+        startReporter({{"batchSize", 100}, {"batchIntervalMs", 3600000}}, _dir->filePath("second"));
+    const TesselEvent c = TesselEvent::normalEventWithCode("n", kAppKey, {});
+    QVERIFY(patient->reportEvent(c));
+    patient->flush();
+    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 3, kDeliveryTimeoutMs);
+    QCOMPARE(_outcomes.delivered.last(), c.identifier());
+}
+
+void TestAnalytics::answers_data() {
+    QTest::addColumn<int>("status");
+    QTest::addColumn<bool>("retried");
+    QTest::newRow("500 is retried") << 500 << true;
+    QTest::newRow("503 is retried") << 503 << true;
+    QTest::newRow("408 is retried") << 408 << true;
+    QTest::newRow("429 is retried") << 429 << true;
+    QTest::newRow("302 is retried") << 302 << true;
+    QTest::newRow("400 is refused") << 400 << false;
+    QTest::newRow("404 is refused") << 404 << false;
+    QTest::newRow("413 is refused") << 413 << false;
+}
+
+void TestAnalytics::answers() {
+    QFETCH(int, status);
+    QFETCH(bool, retried);
+    QVERIFY(
+        _service.setFault("/analytics/v1/events", "status", {{"status", status}, {"count", 1}}));
+    const qint64 mark = _service.mark();
+    auto report = startReporter({{"retryInitialMs", 50}});
+    const TesselEvent first = TesselEvent::realTimeEventWithCode("first", kAppKey, {});
+    QVERIFY(report->reportEvent(first));
+    QTRY_VERIFY_WITH_TIMEOUT(!_outcomes.failed.isEmpty() || !_outcomes.rejected.isEmpty(),
+                             kDeliveryTimeoutMs);
+    if (retried) {
+        QCOMPARE(_outcomes.failed, QStringList{first.identifier()});
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{first.identifier()},
+                                  kDeliveryTimeoutMs);
+    } else {
+        QCOMPARE(_outcomes.rejected, QStringList{first.identifier()});
+        QCOMPARE(_outcomes.rejectedStatus, QList<int>{status});
+        QCOMPARE(report->pendingCount(), 0);
+    }
+    // A later event goes out on its own: a refused batch is not sent again.
+    const TesselEvent second = TesselEvent::realTimeEventWithCode("second", kAppKey, {});
+    QVERIFY(report->reportEvent(second));
+    QTRY_VERIFY_WITH_TIMEOUT(_outcomes.delivered.contains(second.identifier()), kDeliveryTimeoutMs);
+    const QJsonArray requests = _service.entries("/analytics/v1/events", mark);
+    QCOMPARE(requests.size(), retried ? 3 : 2);
+    QCOMPARE(idsOfBatch(bodyOf(requests.last().toObject())), QStringList{second.identifier()});
+
+    const QJsonArray audit = zq::stats::AnalyticsAudit::read(_dir->path());
+    QCOMPARE(audit.size(), requests.size());
+    const QJsonObject result = audit.at(0).toObject().value("result").toObject();
+    QCOMPARE(result.value("status").toInt(), status);
+    QCOMPARE(result.value("outcome").toString(), retried ? QString("retry") : QString("rejected"));
+}
+
+void TestAnalytics::serverErrorsAreRetriedAndDeduplicated() {
+    // The service stores the events and then answers 503 twice: the client
+    // sends the same batch three times, the service keeps each event once.
+    QVERIFY(_service.setFault("/analytics/v1/events", "status", {{"status", 503}, {"count", 2}}));
+    auto report = startReporter({{"retryInitialMs", 50}, {"batchSize", 2}});
+    const TesselEvent a = TesselEvent::normalEventWithCode("n", kAppKey, {});
+    const TesselEvent b = TesselEvent::normalEventWithCode("n", kAppKey, {});
+    QVERIFY(report->reportEvent(a));
+    QVERIFY(report->reportEvent(b));
+    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 2, kDeliveryTimeoutMs);
+    QCOMPARE(_outcomes.failed.size(), 4);
+    QVERIFY(_outcomes.retryDelays.at(1) >= 40 && _outcomes.retryDelays.at(1) <= 100);
+
+    const ServiceView view = serviceView();
+    QCOMPARE(view.stored.size(), 2);
+    QCOMPARE(view.timesSent.value(a.identifier()), 3);
+    const QJsonArray requests = _service.entries("/analytics/v1/events", _mark);
+    QCOMPARE(requests.size(), 3);
+    const QJsonObject last = requests.at(2).toObject().value("analytics").toObject();
+    QCOMPARE(last.value("duplicates").toArray().size(), 2);
+    QCOMPARE(last.value("accepted").toArray().size(), 0);
+
+    QStringList outcomes;
+    for (const QJsonValue& attempt : zq::stats::AnalyticsAudit::read(_dir->path())) {
+        outcomes << attempt.toObject().value("result").toObject().value("outcome").toString();
+    }
+    QCOMPARE(outcomes, (QStringList{"retry", "retry", "delivered"}));
+}
+
+void TestAnalytics::backoffWhileUnreachableThenDelivery() {
+    const quint16 port = unusedPort();
+    QVERIFY(port != 0);
+    const QString endpoint = QStringLiteral("http://127.0.0.1:%1/analytics/v1/events").arg(port);
+    auto report = startReporter(
+        {{"endpoint", endpoint}, {"retryInitialMs", 100}, {"retryMaxMs", 400}, {"batchSize", 1}});
+    const TesselEvent r = TesselEvent::realTimeEventWithCode("r", kAppKey, {});
+    const TesselEvent n = TesselEvent::normalEventWithCode("n", kAppKey, {});
+    QVERIFY(report->reportEvent(r));
+    QVERIFY(report->reportEvent(n));
+
+    // Failures come with waits that double (within 80-100 % of each step) up to the cap.
+    QTRY_VERIFY_WITH_TIMEOUT(_outcomes.retryDelays.size() >= 6, kDeliveryTimeoutMs);
+    const QList<qint64> delays = _outcomes.retryDelays;
+    QVERIFY2(delays.at(0) >= 80 && delays.at(0) <= 100, qPrintable(QString::number(delays.at(0))));
+    QVERIFY2(delays.at(1) >= 160 && delays.at(1) <= 200, qPrintable(QString::number(delays.at(1))));
+    QVERIFY2(delays.at(2) >= 320 && delays.at(2) <= 400, qPrintable(QString::number(delays.at(2))));
+    for (qsizetype i = 3; i < delays.size(); ++i) {
+        QVERIFY(delays.at(i) >= 320 && delays.at(i) <= 400);
+    }
+    QVERIFY(_outcomes.delivered.isEmpty());
+    QCOMPARE(report->pendingCount(), 2);
+
+    ServiceOnPort service;
+    QVERIFY(service.start(port, _dir->filePath("service")));
+    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 2, kDeliveryTimeoutMs);
+    QStringList stored = service.storedIds();
+    stored.sort();
+    QStringList expected{r.identifier(), n.identifier()};
+    expected.sort();
+    QCOMPARE(stored, expected);
+    QCOMPARE(report->pendingCount(), 0);
+
+    // Every attempt is on record; the failed ones say why.
+    const QJsonArray audit = zq::stats::AnalyticsAudit::read(_dir->path());
+    QVERIFY(audit.size() >= 8);
+    const QJsonObject firstResult = audit.first().toObject().value("result").toObject();
+    QCOMPARE(firstResult.value("outcome").toString(), QString("retry"));
+    QCOMPARE(firstResult.value("status").toInt(), 0);
+    QVERIFY(!firstResult.value("error").toString().isEmpty());
+    QCOMPARE(audit.last().toObject().value("result").toObject().value("outcome").toString(),
+             QString("delivered"));
+}
+
+void TestAnalytics::boundedQueueDropsTheOldest() {
+    auto report =
+        startReporter({{"maxQueued", 5}, {"batchSize", 1000}, {"batchIntervalMs", 3600000}});
+    QStringList ids;
+    for (int i = 0; i < 8; ++i) {
+        const TesselEvent event =
+            TesselEvent::normalEventWithCode("n", kAppKey, {{"i", QString::number(i)}});
+        QVERIFY(report->reportEvent(event));
+        ids << event.identifier();
+    }
+    QCOMPARE(report->pendingCount(), 5);
+    report->flush();
+    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 5, kDeliveryTimeoutMs);
+    QCOMPARE(serviceView().requestIds, QList<QStringList>{ids.mid(3)});
+}
+
+void TestAnalytics::eventsClaimedByAnotherSenderWaitForTheirLease() {
+    // Another process claimed two events and died before sending them.
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    QStringList foreign;
+    {
+        zq::stats::AnalyticsQueue other(_dir->path());
+        QVERIFY(other.isOpen());
+        for (int i = 0; i < 2; ++i) {
+            const TesselEvent event = TesselEvent::realTimeEventWithCode("foreign", kAppKey, {});
+            const QByteArray body = QJsonDocument(event.toJson()).toJson(QJsonDocument::Compact);
+            QVERIFY(other.enqueue(event.identifier(), true, now, body, 100));
+            foreign << event.identifier();
+        }
+        QCOMPARE(other.claim(true, 10, now, now + 3000).size(), 2);
+    }
+    auto report = startReporter({});
+    const TesselEvent own = TesselEvent::realTimeEventWithCode("own", kAppKey, {});
+    QVERIFY(report->reportEvent(own));
+    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{own.identifier()},
+                              kDeliveryTimeoutMs);
+    QCOMPARE(serviceView().requestIds, QList<QStringList>{QStringList{own.identifier()}});
+    // When the lease ends they are sent.
+    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 3, kDeliveryTimeoutMs);
+    QCOMPARE(_outcomes.delivered.mid(1), foreign);
+    QVERIFY(QDateTime::currentMSecsSinceEpoch() >= now + 3000);
+}
+
+void TestAnalytics::reportingFromSeveralThreads() {
+    auto report = startReporter({{"batchSize", 1000}, {"batchIntervalMs", 3600000}});
+    constexpr int kThreads = 4;
+    constexpr int kEach = 25;
+    QList<QStringList> idsByThread(kThreads);
+    QList<QThread*> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads << QThread::create([&report, &idsByThread, t] {
+            for (int i = 0; i < kEach; ++i) {
+                const TesselEvent event = TesselEvent::normalEventWithCode(
+                    "thread", kAppKey, {{"t", QString::number(t)}, {"i", QString::number(i)}});
+                if (report->reportEvent(event)) {
+                    idsByThread[t] << event.identifier();
+                }
+            }
+        });
+    }
+    for (QThread* thread : threads) {
+        thread->start();
+    }
+    for (QThread* thread : threads) {
+        QVERIFY(thread->wait(60000));
+        delete thread;
+    }
+    QStringList all;
+    for (const QStringList& ids : idsByThread) {
+        QCOMPARE(ids.size(), kEach);
+        all << ids;
+    }
+    QCOMPARE(report->pendingCount(), kThreads * kEach);
+    report->flush();
+    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), kThreads * kEach, kDeliveryTimeoutMs);
+    const ServiceView view = serviceView();
+    QCOMPARE(view.stored.size(), kThreads * kEach);
+    for (const QString& id : all) {
+        QCOMPARE(view.timesSent.value(id), 1);
+    }
+}
+
+void TestAnalytics::userSwitchEmptiesTheQueue() {
+    auto report = startReporter({{"batchSize", 1000}, {"batchIntervalMs", 3600000}});
+    QVERIFY(report->reportEvent(TesselEvent::normalEventWithCode("n", kAppKey, {})));
+    QVERIFY(report->reportEvent(TesselEvent::normalEventWithCode("n", kAppKey, {})));
+    QCOMPARE(report->pendingCount(), 2);
+
+    // As `vesko-tool analytics disable` does it, from outside the client.
+    QVERIFY(zq::stats::setAnalyticsUserChoice(false));
+    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.purged, 2, kDeliveryTimeoutMs);
+    QCOMPARE(report->pendingCount(), 0);
+    QVERIFY(!report->reportEvent(TesselEvent::realTimeEventWithCode("r", kAppKey, {})));
+    QVERIFY(!report->reportEvent(TesselEvent::normalEventWithCode("n", kAppKey, {})));
+    QCOMPARE(report->pendingCount(), 0);
+
+    QVERIFY(zq::stats::setAnalyticsUserChoice(true));
+    const TesselEvent after = TesselEvent::realTimeEventWithCode("r", kAppKey, {});
+    QVERIFY(report->reportEvent(after));
+    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{after.identifier()},
+                              kDeliveryTimeoutMs);
+    QCOMPARE(serviceView().stored.keys(), QStringList{after.identifier()});
+}
+
+void TestAnalytics::deploymentSwitchOff() {
+    {
+        // Events left in the queue by an earlier process.
+        zq::stats::AnalyticsQueue queue(_dir->path());
+        const TesselEvent event = TesselEvent::normalEventWithCode("old", kAppKey, {});
+        QVERIFY(queue.enqueue(event.identifier(), false, 0, QJsonDocument(event.toJson()).toJson(),
+                              100));
+    }
+    _service.setConfigValue("Analytics/Enabled", "false");
+    QVERIFY(!zq::stats::analyticsEnabled());
+    auto report = startReporter({});
+    QCOMPARE(report->pendingCount(), 0);
+    QVERIFY(!report->reportEvent(TesselEvent::realTimeEventWithCode("r", kAppKey, {})));
+    QCOMPARE(report->pendingCount(), 0);
+    // A user who says yes does not override the deployment's no.
+    QVERIFY(zq::stats::setAnalyticsUserChoice(true));
+    QVERIFY(!zq::stats::analyticsEnabled());
+    QVERIFY(!report->reportEvent(TesselEvent::realTimeEventWithCode("r", kAppKey, {})));
+    report.reset();
+    QVERIFY(_service.analyticsEvents().isEmpty());
+    QVERIFY(zq::stats::AnalyticsAudit::read(_dir->path()).isEmpty());
+}
+
+void TestAnalytics::unreadableQueueIsSetAside() {
+    const QByteArray garbage(4096, 'x');
+    {
+        QFile file(zq::stats::AnalyticsQueue::databasePath(_dir->path()));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(garbage);
+    }
+    auto report = startReporter({});
+    const TesselEvent event = TesselEvent::realTimeEventWithCode("r", kAppKey, {});
+    QVERIFY(report->reportEvent(event));
+    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{event.identifier()},
+                              kDeliveryTimeoutMs);
+    const QStringList aside =
+        QDir(_dir->path()).entryList({"events.sqlite.unreadable-*"}, QDir::Files);
+    QCOMPARE(aside.size(), 1);
+    QFile kept(_dir->filePath(aside.first()));
+    QVERIFY(kept.open(QIODevice::ReadOnly));
+    QCOMPARE(kept.readAll(), garbage);
+}
+
+void TestAnalytics::queueSurvivesAKilledProcess() {
+    const quint16 deadPort = unusedPort();
+    QVERIFY(deadPort != 0);
+    QProcess helper;
+    helper.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    helper.start(
+        QStringLiteral(ZQ_BINARY_DIR "/tests/stats/analytics_queue_helper"),
+        {_dir->path(), QStringLiteral("http://127.0.0.1:%1/analytics/v1/events").arg(deadPort),
+         QStringLiteral("400")});
+    QVERIFY(helper.waitForStarted(20000));
+
+    // Kill it in the middle of its stream of events: every event whose
+    // reportEvent() had returned must reach the service, once.
+    QStringList confirmed;
+    while (confirmed.size() < 60) {
+        if (!helper.canReadLine()) {
+            QVERIFY2(helper.waitForReadyRead(20000), "the helper stopped reporting");
+            continue;
+        }
+        const QString line = QString::fromUtf8(helper.readLine()).trimmed();
+        QVERIFY(line != u"done");
+        confirmed << line;
+    }
+    helper.kill();  // SIGKILL: no clean-up of any kind
+    QVERIFY(helper.waitForFinished(20000));
+    QCOMPARE(helper.exitStatus(), QProcess::CrashExit);
+    while (helper.canReadLine()) {
+        const QString line = QString::fromUtf8(helper.readLine()).trimmed();
+        if (line != u"done") {
+            confirmed << line;
+        }
+    }
+
+    const qint64 mark = _service.mark();
+    auto report = startReporter({});
+    QTRY_COMPARE_WITH_TIMEOUT(report->pendingCount(), 0, 60000);
+
+    const ServiceView view = serviceView();
+    for (const QString& id : std::as_const(confirmed)) {
+        QVERIFY2(view.stored.contains(id), qPrintable("lost: " + id));
+    }
+    // Nothing was sent twice, and the only events beyond the confirmed ones are
+    // those the helper queued but had not yet announced.
+    for (auto it = view.timesSent.cbegin(); it != view.timesSent.cend(); ++it) {
+        if (it.value() != 1) {
+            qWarning() << view.requestIds;
+        }
+        QVERIFY2(it.value() == 1, qPrintable("sent twice: " + it.key()));
+    }
+    QVERIFY(view.stored.size() >= confirmed.size());
+    QVERIFY(view.stored.size() <= confirmed.size() + 1);
+    QCOMPARE(_service.entries("/analytics/v1/events", mark).size(), view.requests);
+    for (const QJsonObject& event : view.stored) {
+        QVERIFY(event.value("code").toString().startsWith("helper_"));
+    }
+}
+
+QTEST_GUILESS_MAIN(TestAnalytics)
+#include "tst_analytics.moc"
