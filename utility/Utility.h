@@ -8,3 +8,4 @@
 #include "utility/DeviceIdentity.h"
 #include "utility/ProductLocations.h"
 #include "utility/SystemInfo.h"
+#include "utility/ZQSiblingApps.h"
