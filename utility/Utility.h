@@ -1,8 +1,8 @@
 #pragma once
 
 // The environment utilities of the input method's shared client code: product
-// locations, version and machine facts, device identity and channel.
-// Every function here may be called from any thread.
+// locations, version and machine facts, device identity and channel, sibling
+// applications and cross-process messages.
 
 #include "log/ZQLogManager.h"
 #include "utility/DeviceIdentity.h"
