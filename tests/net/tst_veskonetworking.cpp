@@ -1,0 +1,719 @@
+// VeskoNetworking against the reference web service on loopback: the wire
+// format of the encrypted wall (checked by the service's own decryption),
+// the multipart bodies byte for byte, the header rules, the wrapper's error
+// values, the synchronous POST and context objects.
+
+#include "crypto/PingbackUtil.h"
+#include "net/VeskoNetworking.h"
+#include "tests/net/NetTestSupport.h"
+#include "tests/support/RefService.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QThread>
+#include <QtTest>
+
+using zq::net::OptionalError;
+using zq::net::OptionalResponse;
+using zq::test::Outcome;
+using zq::test::OutcomePtr;
+
+namespace {
+
+constexpr int kWaitMs = 15000;
+const QString kBoundary = QStringLiteral("---------------------------a1fa340557");
+
+VeskoNetworking::DataHandler dataRecorder(const OutcomePtr& outcome) {
+    return [outcome](const QByteArray& data, const OptionalResponse& response,
+                     const OptionalError& error) {
+        outcome->data = data;
+        outcome->response = response;
+        outcome->error = error;
+        outcome->record();
+    };
+}
+
+VeskoNetworking::ObjectHandler objectRecorder(const OutcomePtr& outcome) {
+    return [outcome](const QVariant& object, const OptionalError& error) {
+        outcome->object = object;
+        outcome->error = error;
+        outcome->record();
+    };
+}
+
+VeskoNetworking::UploadHandler uploadRecorder(const OutcomePtr& outcome) {
+    return [outcome](const OptionalResponse& response, const QByteArray& data,
+                     const OptionalError& error) {
+        outcome->data = data;
+        outcome->response = response;
+        outcome->error = error;
+        outcome->record();
+    };
+}
+
+QJsonObject jsonOf(const QByteArray& data) {
+    return QJsonDocument::fromJson(data).object();
+}
+
+}  // namespace
+
+class TestVeskoNetworking : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+
+    void multipartBody_data();
+    void multipartBody();
+
+    void wallRequestOnTheWire_data();
+    void wallRequestOnTheWire();
+    void wallHeaderRules_data();
+    void wallHeaderRules();
+    void wallEncryptFailureIsImmediate();
+    void wallAnswers_data();
+    void wallAnswers();
+    void wallUpload();
+
+    void plainUpload();
+    void plainUploadChecksContentType();
+
+    void jsonOperationRequests();
+    void jsonOperationAnswers_data();
+    void jsonOperationAnswers();
+
+    void bodyPost();
+    void dataOperationsSendNoParameters();
+    void dataGetReportsProgress();
+
+    void syncPostBlocksUntilTheHandlerRan();
+    void syncPostRefusesTheMainThread();
+
+    void destroyedContextDropsTheHandler();
+
+private:
+    QString helpListAddress() const;
+    zq::test::RefService _service;
+};
+
+void TestVeskoNetworking::initTestCase() {
+    QVERIFY2(_service.start(), qPrintable(_service.errorString()));
+    QCOMPARE(PingbackUtil::wallEndpoint(), _service.url(QStringLiteral("/q")));
+}
+
+void TestVeskoNetworking::init() {
+    QVERIFY(_service.clearFaults());
+}
+
+QString TestVeskoNetworking::helpListAddress() const {
+    return _service.url(QStringLiteral(
+        "/mac_feed_tpl?h=0123456789ABCDEF0123456789ABCDEF&v=1.2.3&r=0000&os=12&hv=(null)"));
+}
+
+// ------------------------------------------------------------ multipart
+
+void TestVeskoNetworking::multipartBody_data() {
+    QTest::addColumn<QVariantMap>("fields");
+    QTest::addColumn<QString>("boundary");
+    QTest::addColumn<QString>("fileName");
+    QTest::addColumn<QByteArray>("file");
+    QTest::addColumn<QByteArray>("expected");
+
+    QTest::newRow("one field and a file")
+        << QVariantMap{{QStringLiteral("a"), QStringLiteral("1")}} << QStringLiteral("B")
+        << QStringLiteral("f") << QByteArray("X")
+        << QByteArray(
+               "--B\r\nContent-Disposition: form-data; name=\"a\"\r\n\r\n1\r\n"
+               "--B\r\nContent-Disposition: form-data; name=\"file\"; "
+               "filename=\"f\"\r\n\r\nX\r\n--B--\r\n");
+    QTest::newRow("no boundary: the file bytes alone")
+        << QVariantMap{{QStringLiteral("a"), QStringLiteral("1")}} << QString()
+        << QStringLiteral("f") << QByteArray("\x00\x01raw", 5) << QByteArray("\x00\x01raw", 5);
+    QTest::newRow("fields in ascending order, numbers and flags as text, UTF-8")
+        << QVariantMap{{QStringLiteral("isAtta"), 0},
+                       {QStringLiteral("detail"), QStringLiteral("打字卡顿")},
+                       {QStringLiteral("flag"), true}}
+        << QStringLiteral("b") << QStringLiteral("图.zip") << QByteArray("Z")
+        << QByteArray(
+               "--b\r\nContent-Disposition: form-data; name=\"detail\"\r\n\r\n打字卡顿\r\n"
+               "--b\r\nContent-Disposition: form-data; name=\"flag\"\r\n\r\n1\r\n"
+               "--b\r\nContent-Disposition: form-data; name=\"isAtta\"\r\n\r\n0\r\n"
+               "--b\r\nContent-Disposition: form-data; name=\"file\"; "
+               "filename=\"图.zip\"\r\n\r\nZ\r\n--b--\r\n");
+    QTest::newRow("no fields, empty file name and no bytes")
+        << QVariantMap() << kBoundary << QString() << QByteArray()
+        << ("--" + kBoundary.toLatin1() +
+            "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"\"\r\n\r\n\r\n--" +
+            kBoundary.toLatin1() + "--\r\n");
+    QTest::newRow("placeholders in values stay as they are")
+        << QVariantMap{{QStringLiteral("k"), QStringLiteral("%1 %2")}} << QStringLiteral("B")
+        << QStringLiteral("%3") << QByteArray("x")
+        << QByteArray(
+               "--B\r\nContent-Disposition: form-data; name=\"k\"\r\n\r\n%1 %2\r\n"
+               "--B\r\nContent-Disposition: form-data; name=\"file\"; "
+               "filename=\"%3\"\r\n\r\nx\r\n--B--\r\n");
+}
+
+void TestVeskoNetworking::multipartBody() {
+    QFETCH(QVariantMap, fields);
+    QFETCH(QString, boundary);
+    QFETCH(QString, fileName);
+    QFETCH(QByteArray, file);
+    QFETCH(QByteArray, expected);
+    QCOMPARE(VeskoNetworking::multipartBody(fields, boundary, fileName, file), expected);
+}
+
+// ------------------------------------------------------------ the wall
+
+void TestVeskoNetworking::wallRequestOnTheWire_data() {
+    QTest::addColumn<QString>("pathAndQuery");
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QStringList>("fields");
+    QTest::addColumn<QString>("expectedQuery");
+
+    QTest::newRow("query, no body")
+        << QStringLiteral("/macfb/v1/click_overview?h=H&v=1&r=0000&os=12") << QByteArray()
+        << QStringList{"u", "g", "k", "v"} << QStringLiteral("h=H&v=1&r=0000&os=12");
+    QTest::newRow("query and body")
+        << QStringLiteral("/macfb/v1/click_save?h=H&score=5&feedcont=%E5%A5%BD")
+        << QByteArray("Content-Disposition: form-data; score=\"5\"; feedcont=\"好\"\r\n")
+        << QStringList{"u", "g", "p", "k", "v"} << QStringLiteral("h=H&score=5&feedcont=%E5%A5%BD");
+    QTest::newRow("no query, body")
+        << QStringLiteral("/macfb/v1/click_overview") << QByteArray("x=1")
+        << QStringList{"u", "p", "k", "v"} << QString();
+    QTest::newRow("empty query after '?'")
+        << QStringLiteral("/macfb/v1/click_overview?") << QByteArray() << QStringList{"u", "k", "v"}
+        << QString();
+    QTest::newRow("second '?' stays in the query")
+        << QStringLiteral("/macfb/v1/click_overview?y=1?z") << QByteArray()
+        << QStringList{"u", "g", "k", "v"} << QStringLiteral("y=1?z");
+}
+
+void TestVeskoNetworking::wallRequestOnTheWire() {
+    QFETCH(QString, pathAndQuery);
+    QFETCH(QByteArray, body);
+    QFETCH(QStringList, fields);
+    QFETCH(QString, expectedQuery);
+
+    const qint64 mark = _service.mark();
+    auto outcome = std::make_shared<Outcome>();
+    const QString address = _service.url(pathAndQuery);
+    VeskoNetworking::sendPostRequestByEW(address, {}, body, dataRecorder(outcome));
+    QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
+    QVERIFY2(!outcome->error, qPrintable(outcome->error->description));
+    QVERIFY(outcome->onMainThread);
+    QCOMPARE(outcome->status(), 200);
+
+    const QJsonArray journal = _service.journal(mark);
+    QCOMPARE(journal.size(), 1);
+    const QJsonObject entry = journal.at(0).toObject();
+    QCOMPARE(entry.value(QStringLiteral("path")).toString(), QStringLiteral("/q"));
+    QCOMPARE(entry.value(QStringLiteral("method")).toString(), QStringLiteral("POST"));
+    QVERIFY2(!entry.contains(QStringLiteral("wall_error")),
+             qPrintable(entry.value(QStringLiteral("wall_error")).toString()));
+    const QJsonObject decrypted = entry.value(QStringLiteral("decrypted")).toObject();
+    QStringList order;
+    for (const QJsonValue& name : decrypted.value(QStringLiteral("fields")).toArray())
+        order.append(name.toString());
+    QCOMPARE(order, fields);
+    QCOMPARE(decrypted.value(QStringLiteral("u")).toString(), address.left(address.indexOf(u'?')));
+    QCOMPARE(decrypted.value(QStringLiteral("g")).toString(), expectedQuery);
+    if (body.isEmpty())
+        QVERIFY(decrypted.value(QStringLiteral("p")).isNull());
+    else
+        QCOMPARE(zq::test::journalBody(decrypted.value(QStringLiteral("p")).toObject()), body);
+    QCOMPARE(decrypted.value(QStringLiteral("k_chars")).toInt(), 172);
+    QCOMPARE(decrypted.value(QStringLiteral("v_chars")).toInt(), 172);
+
+    // The plain answer the service encrypted is what the handler received.
+    QCOMPARE(outcome->data,
+             zq::test::journalBody(entry.value(QStringLiteral("answer_plain")).toObject()));
+    QCOMPARE(jsonOf(outcome->data).value(QStringLiteral("code")).toInt(-1), 0);
+}
+
+void TestVeskoNetworking::wallHeaderRules_data() {
+    QTest::addColumn<bool>("withoutGzip");
+    QTest::addColumn<QVariantMap>("header");
+    QTest::addColumn<QString>("contentType");
+    QTest::addColumn<QString>("acceptEncoding");
+    QTest::addColumn<QString>("extra");
+
+    QTest::newRow("own fields") << false << QVariantMap() << "application/octet-stream" << QString()
+                                << QString();
+    QTest::newRow("dictionary replaces Content-Type")
+        << false << QVariantMap{{QStringLiteral("Content-Type"), QStringLiteral("text/x-test")}}
+        << "text/x-test" << QString() << QString();
+    QTest::newRow("dictionary adds fields")
+        << false << QVariantMap{{QStringLiteral("X-Extra"), QStringLiteral("yes")}}
+        << "application/octet-stream" << QString() << QStringLiteral("yes");
+    QTest::newRow("without gzip asks for deflate")
+        << true << QVariantMap() << "application/octet-stream" << QStringLiteral("deflate")
+        << QString();
+    QTest::newRow("dictionary replaces Accept-Encoding")
+        << true << QVariantMap{{QStringLiteral("accept-encoding"), QStringLiteral("identity")}}
+        << "application/octet-stream" << QStringLiteral("identity") << QString();
+}
+
+void TestVeskoNetworking::wallHeaderRules() {
+    QFETCH(bool, withoutGzip);
+    QFETCH(QVariantMap, header);
+    QFETCH(QString, contentType);
+    QFETCH(QString, acceptEncoding);
+    QFETCH(QString, extra);
+
+    const qint64 mark = _service.mark();
+    auto outcome = std::make_shared<Outcome>();
+    const QString address = _service.url(QStringLiteral("/macfb/v1/click_overview?h=1"));
+    if (withoutGzip)
+        VeskoNetworking::sendRequestWithoutGzipByEW(address, header, {}, dataRecorder(outcome));
+    else
+        VeskoNetworking::sendPostRequestByEW(address, header, {}, dataRecorder(outcome));
+    QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
+    QVERIFY(!outcome->error);
+
+    const QJsonObject entry = _service.journal(mark).at(0).toObject();
+    QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Content-Type")), contentType);
+    QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Cache-Control")),
+             QStringLiteral("no-cache"));
+    QCOMPARE(
+        zq::test::journalHeader(entry, QStringLiteral("Content-Length")),
+        QString::number(
+            entry.value(QStringLiteral("body")).toObject().value(QStringLiteral("len")).toInt()));
+    QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("X-Extra")), extra);
+    if (!acceptEncoding.isEmpty())
+        QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Accept-Encoding")), acceptEncoding);
+    // The builder's defaults come before the operation's own fields.
+    const QStringList names = zq::test::journalHeaderNames(entry);
+    QVERIFY(names.indexOf(QStringLiteral("Accept-Language")) >= 0);
+    QVERIFY(names.indexOf(QStringLiteral("Accept-Language")) <
+            names.indexOf(QStringLiteral("User-Agent")));
+    QVERIFY(names.indexOf(QStringLiteral("User-Agent")) <
+            names.indexOf(QStringLiteral("Cache-Control")));
+}
+
+void TestVeskoNetworking::wallEncryptFailureIsImmediate() {
+    const qint64 mark = _service.mark();
+    auto outcome = std::make_shared<Outcome>();
+    VeskoNetworking::sendPostRequestByEW(QString(), {}, QByteArray("body"), dataRecorder(outcome));
+    QCOMPARE(outcome->calls.load(), 1);  // before the call returned
+    QCOMPARE(outcome->domain(), QStringLiteral("Encrypt Error"));
+    QCOMPARE(outcome->code(), qint64(2));
+    QVERIFY(outcome->error->userInfo.isEmpty());
+    QVERIFY(outcome->data.isNull());
+    QVERIFY(!outcome->response);
+
+    auto upload = std::make_shared<Outcome>();
+    VeskoNetworking::sendUploadMutiPartRequestByEW(QString(), PingbackUtil::wallEndpoint(), {}, {},
+                                                   kBoundary, QStringLiteral("f"), QByteArray("x"),
+                                                   uploadRecorder(upload));
+    QCOMPARE(upload->calls.load(), 1);
+    QCOMPARE(upload->domain(), QStringLiteral("Encrypt Error"));
+    QVERIFY(zq::test::drainMainQueue());
+    QCOMPARE(outcome->calls.load(), 1);
+    QCOMPARE(_service.journal(mark).size(), 0);
+}
+
+void TestVeskoNetworking::wallAnswers_data() {
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<QVariantMap>("options");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("domain");
+    QTest::addColumn<bool>("hasData");
+
+    QTest::newRow("answer that is not ciphertext")
+        << QStringLiteral("/macfb/v1/click_overview") << QStringLiteral("garbage") << QVariantMap()
+        << 200 << QStringLiteral("Decrypt Error") << false;
+    QTest::newRow("empty answer") << QStringLiteral("/macfb/v1/click_overview")
+                                  << QStringLiteral("empty") << QVariantMap() << 200
+                                  << QStringLiteral("Decrypt Error") << false;
+    QTest::newRow("2xx other than 200: nothing, no error")
+        << QStringLiteral("/macfb/v1/click_overview") << QStringLiteral("status")
+        << QVariantMap{{QStringLiteral("status"), 202}} << 202 << QString() << false;
+    QTest::newRow("server error passes the client's error and the body")
+        << QStringLiteral("/macfb/v1/click_overview") << QStringLiteral("status")
+        << QVariantMap{{QStringLiteral("status"), 500}} << 500
+        << QString::fromLatin1(zq::net::kResponseErrorDomain) << true;
+    QTest::newRow("unknown endpoint behind the wall")
+        << QStringLiteral("/nowhere") << QString() << QVariantMap() << 404
+        << QString::fromLatin1(zq::net::kResponseErrorDomain) << true;
+    QTest::newRow("payload inflating to nothing")
+        << QStringLiteral("/macfb/v1/click_overview") << QStringLiteral("answer")
+        << QVariantMap{{QStringLiteral("body"), QString()}} << 200 << QString() << false;
+}
+
+void TestVeskoNetworking::wallAnswers() {
+    QFETCH(QString, path);
+    QFETCH(QString, fault);
+    QFETCH(QVariantMap, options);
+    QFETCH(int, status);
+    QFETCH(QString, domain);
+    QFETCH(bool, hasData);
+
+    if (!fault.isEmpty())
+        QVERIFY(_service.setFault(path, fault, options));
+    auto outcome = std::make_shared<Outcome>();
+    VeskoNetworking::sendPostRequestByEW(_service.url(path + QStringLiteral("?h=1")), {}, {},
+                                         dataRecorder(outcome));
+    QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
+    QCOMPARE(outcome->status(), status);  // the response is passed in every case
+    QCOMPARE(outcome->domain(), domain);
+    if (domain == QLatin1String("Decrypt Error"))
+        QCOMPARE(outcome->code(), qint64(3));
+    QCOMPARE(!outcome->data.isEmpty(), hasData);
+    QVERIFY(zq::test::drainMainQueue());
+    QCOMPARE(outcome->calls.load(), 1);
+}
+
+void TestVeskoNetworking::wallUpload() {
+    const qint64 mark = _service.mark();
+    QByteArray archive(4096, '\0');
+    for (int i = 0; i < archive.size(); ++i)
+        archive[i] = char((i * 7) & 0xff);
+    const QVariantMap fields{{QStringLiteral("detail"), QStringLiteral("候选窗口不跟随光标")},
+                             {QStringLiteral("contact"), QStringLiteral("user@example.com")},
+                             {QStringLiteral("attaName"), QStringLiteral("zipOfFeedback_1.zip")},
+                             {QStringLiteral("isAtta"), QStringLiteral("1")}};
+    const QString address = _service.url(
+        QStringLiteral("/macfb/v1/macfeedback?mac_h=H&mac_v=1.0&mac_r=0000&mac_os=12"));
+    auto outcome = std::make_shared<Outcome>();
+    // A Content-Type in the dictionary loses to the operation's own.
+    VeskoNetworking::sendUploadMutiPartRequestByEW(
+        address, PingbackUtil::wallEndpoint(), fields,
+        {{QStringLiteral("Content-Type"), QStringLiteral("text/x")}}, kBoundary,
+        QStringLiteral("zipOfFeedback_1.zip"), archive, uploadRecorder(outcome));
+    QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
+    QVERIFY2(!outcome->error, qPrintable(outcome->error->description));
+    QVERIFY(outcome->onMainThread);
+    QCOMPARE(jsonOf(outcome->data).value(QStringLiteral("code")).toInt(-1), 0);
+
+    const QJsonArray entries = _service.entries(QStringLiteral("/macfb/v1/macfeedback"), mark);
+    QCOMPARE(entries.size(), 1);
+    const QJsonObject entry = entries.at(0).toObject();
+    QCOMPARE(entry.value(QStringLiteral("path")).toString(), QStringLiteral("/q"));
+    QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Content-Type")),
+             QStringLiteral("multipart/form-data; boundary=") + kBoundary);
+    QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Accept-Encoding")),
+             QStringLiteral("gzip, deflate"));
+    QCOMPARE(
+        zq::test::journalHeader(entry, QStringLiteral("Content-Length")),
+        QString::number(
+            entry.value(QStringLiteral("body")).toObject().value(QStringLiteral("len")).toInt()));
+    const QJsonObject decrypted = entry.value(QStringLiteral("decrypted")).toObject();
+    QCOMPARE(decrypted.value(QStringLiteral("u")).toString(),
+             _service.url(QStringLiteral("/macfb/v1/macfeedback")));
+    QCOMPARE(decrypted.value(QStringLiteral("g")).toString(),
+             QStringLiteral("mac_h=H&mac_v=1.0&mac_r=0000&mac_os=12"));
+    // The multipart body, byte for byte, as the service decrypted it.
+    QCOMPARE(zq::test::journalBody(decrypted.value(QStringLiteral("p")).toObject()),
+             VeskoNetworking::multipartBody(fields, kBoundary,
+                                            QStringLiteral("zipOfFeedback_1.zip"), archive));
+    // And the service kept the archive.
+    const QJsonArray stored = entry.value(QStringLiteral("stored")).toArray();
+    QCOMPARE(stored.size(), 1);
+    QFile kept(stored.at(0).toString());
+    QVERIFY(kept.open(QIODevice::ReadOnly));
+    QCOMPARE(kept.readAll(), archive);
+}
+
+// --------------------------------------------------------- plain uploads
+
+void TestVeskoNetworking::plainUpload() {
+    const qint64 mark = _service.mark();
+    const QByteArray file(300 * 1024, 'p');
+    QList<zq::net::Progress> steps;
+    auto outcome = std::make_shared<Outcome>();
+    VeskoNetworking::sendUploadMutiPartRequest(
+        _service.url(QStringLiteral("/api/rec/file.php?file=setlog&h=H&v=1")),
+        {{QStringLiteral("kind"), 3}}, kBoundary,
+        {{QStringLiteral("vesko_macime_file_upload"), QStringLiteral("UserFeedbackPicts")},
+         {QStringLiteral("Accept-Encoding"), QStringLiteral("br")}},
+        QStringLiteral("shot.png"), file, [&steps](const zq::net::Progress& p) { steps.append(p); },
+        uploadRecorder(outcome));
+    QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
+    QVERIFY2(!outcome->error, qPrintable(outcome->error->description));
+    QCOMPARE(jsonOf(outcome->data).value(QStringLiteral("size")).toInt(), file.size());
+    QVERIFY(!steps.isEmpty());
+    const QByteArray body = VeskoNetworking::multipartBody({{QStringLiteral("kind"), 3}}, kBoundary,
+                                                           QStringLiteral("shot.png"), file);
+    QCOMPARE(steps.last().completedUnitCount, body.size());
+
+    const QJsonObject entry =
+        _service.entries(QStringLiteral("/api/rec/file.php"), mark).at(0).toObject();
+    QCOMPARE(zq::test::journalBody(entry.value(QStringLiteral("body")).toObject()), body);
+    QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Accept-Encoding")),
+             QStringLiteral("gzip ,deflate"));
+    QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("vesko_macime_file_upload")),
+             QStringLiteral("UserFeedbackPicts"));
+    QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Content-Length")),
+             QString::number(body.size()));
+}
+
+void TestVeskoNetworking::plainUploadChecksContentType() {
+    QVERIFY(_service.setFault(QStringLiteral("/api/rec/file.php"), QStringLiteral("answer"),
+                              {{QStringLiteral("content_type"), QStringLiteral("image/png")},
+                               {QStringLiteral("body"), QStringLiteral("PNG")}}));
+    auto outcome = std::make_shared<Outcome>();
+    VeskoNetworking::sendUploadMutiPartRequest(_service.url(QStringLiteral("/api/rec/file.php")),
+                                               {}, kBoundary, {}, QStringLiteral("f"),
+                                               QByteArray("x"), nullptr, uploadRecorder(outcome));
+    QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
+    QCOMPARE(outcome->domain(), QString::fromLatin1(zq::net::kResponseErrorDomain));
+    QCOMPARE(outcome->error->description,
+             QStringLiteral("Request failed: unacceptable content-type: image/png"));
+    QVERIFY(outcome->data.isNull());
+    QCOMPARE(outcome->status(), 200);
+}
+
+// ------------------------------------------------------ JSON operations
+
+void TestVeskoNetworking::jsonOperationRequests() {
+    const qint64 mark = _service.mark();
+    const QVariantMap parameters{{QStringLiteral("b"), QStringLiteral("x&y")},
+                                 {QStringLiteral("a"), 2}};
+    auto post = std::make_shared<Outcome>();
+    VeskoNetworking::sendPostRequest(_service.url(QStringLiteral("/__test/echo")), parameters,
+                                     {{QStringLiteral("X-Token"), QStringLiteral("t")}},
+                                     objectRecorder(post));
+    QTRY_COMPARE_WITH_TIMEOUT(post->calls.load(), 1, kWaitMs);
+    QVERIFY(!post->error);
+    QVERIFY(post->onMainThread);
+    QCOMPARE(post->object.toMap().value(QStringLiteral("method")).toString(),
+             QStringLiteral("POST"));
+
+    auto get = std::make_shared<Outcome>();
+    VeskoNetworking::sendGetRequest(_service.url(QStringLiteral("/__test/echo")), parameters, {},
+                                    objectRecorder(get));
+    QTRY_COMPARE_WITH_TIMEOUT(get->calls.load(), 1, kWaitMs);
+    QVERIFY(!get->error);
+
+    const QJsonArray entries = _service.entries(QStringLiteral("/__test/echo"), mark);
+    QCOMPARE(entries.size(), 2);
+    const QJsonObject postEntry = entries.at(0).toObject();
+    QCOMPARE(zq::test::journalBody(postEntry.value(QStringLiteral("body")).toObject()),
+             QByteArray("a=2&b=x%26y"));
+    QCOMPARE(zq::test::journalHeader(postEntry, QStringLiteral("Content-Type")),
+             QStringLiteral("application/x-www-form-urlencoded"));
+    QCOMPARE(zq::test::journalHeader(postEntry, QStringLiteral("X-Token")), QStringLiteral("t"));
+    QCOMPARE(zq::test::journalHeader(postEntry, QStringLiteral("Cache-Control")),
+             QStringLiteral("no-cache"));
+    QCOMPARE(zq::test::journalHeader(postEntry, QStringLiteral("Pragma")),
+             QStringLiteral("no-cache"));
+    const QJsonObject getEntry = entries.at(1).toObject();
+    QCOMPARE(getEntry.value(QStringLiteral("method")).toString(), QStringLiteral("GET"));
+    QCOMPARE(getEntry.value(QStringLiteral("query")).toString(), QStringLiteral("a=2&b=x%26y"));
+    QCOMPARE(getEntry.value(QStringLiteral("body")).toObject().value(QStringLiteral("len")).toInt(),
+             0);
+}
+
+void TestVeskoNetworking::jsonOperationAnswers_data() {
+    QTest::addColumn<bool>("get");
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<QVariantMap>("options");
+    QTest::addColumn<QString>("domain");
+    QTest::addColumn<qint64>("code");
+    QTest::addColumn<bool>("map");
+
+    const auto answer = [](const QByteArray& body) {
+        return QVariantMap{{QStringLiteral("body"), QString::fromUtf8(body)},
+                           {QStringLiteral("content_type"), QStringLiteral("text/html")}};
+    };
+    for (const bool get : {false, true}) {
+        const char* op = get ? "GET" : "POST";
+        QTest::addRow("%s object", op)
+            << get << QString() << QVariantMap() << QString() << qint64(0) << true;
+        QTest::addRow("%s object under any content type", op)
+            << get << QStringLiteral("answer") << answer("{\"code\":0}") << QString() << qint64(0)
+            << true;
+        QTest::addRow("%s array", op) << get << QStringLiteral("answer") << answer("[1,2]")
+                                      << QStringLiteral("response not JSON") << qint64(0) << false;
+        QTest::addRow("%s text value", op)
+            << get << QStringLiteral("answer") << answer("\"s\"")
+            << QStringLiteral("response not JSON") << qint64(0) << false;
+        QTest::addRow("%s null", op) << get << QStringLiteral("answer") << answer("null")
+                                     << QStringLiteral("response not JSON") << qint64(0) << false;
+        QTest::addRow("%s empty body", op)
+            << get << QStringLiteral("empty") << QVariantMap() << QStringLiteral("response is nil")
+            << qint64(1) << false;
+        QTest::addRow("%s not JSON", op) << get << QStringLiteral("garbage") << QVariantMap()
+                                         << QString::fromLatin1(zq::net::kResponseErrorDomain)
+                                         << qint64(zq::net::kErrorCannotDecodeContent) << false;
+        QTest::addRow("%s status 404", op)
+            << get << QStringLiteral("status") << QVariantMap{{QStringLiteral("status"), 404}}
+            << QString::fromLatin1(zq::net::kResponseErrorDomain)
+            << qint64(zq::net::kErrorBadServerResponse) << false;
+    }
+}
+
+void TestVeskoNetworking::jsonOperationAnswers() {
+    QFETCH(bool, get);
+    QFETCH(QString, fault);
+    QFETCH(QVariantMap, options);
+    QFETCH(QString, domain);
+    QFETCH(qint64, code);
+    QFETCH(bool, map);
+
+    if (!fault.isEmpty())
+        QVERIFY(_service.setFault(QStringLiteral("/__test/echo"), fault, options));
+    auto outcome = std::make_shared<Outcome>();
+    if (get)
+        VeskoNetworking::sendGetRequest(_service.url(QStringLiteral("/__test/echo")), {}, {},
+                                        objectRecorder(outcome));
+    else
+        VeskoNetworking::sendPostRequest(_service.url(QStringLiteral("/__test/echo")), {}, {},
+                                         objectRecorder(outcome));
+    QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
+    QCOMPARE(outcome->domain(), domain);
+    if (!domain.isEmpty()) {
+        QCOMPARE(outcome->code(), code);
+        QVERIFY(!outcome->object.isValid());
+    }
+    QCOMPARE(outcome->object.typeId() == QMetaType::QVariantMap, map);
+}
+
+// ------------------------------------------------------ data operations
+
+void TestVeskoNetworking::bodyPost() {
+    const qint64 mark = _service.mark();
+    const QByteArray body("\x01\x02 body \xff", 10);
+    auto outcome = std::make_shared<Outcome>();
+    VeskoNetworking::sendPostRequest(
+        _service.url(QStringLiteral("/__test/echo")), QVariantMap{{QStringLiteral("ignored"), 1}},
+        {{QStringLiteral("Content-Type"), QStringLiteral("application/x-vesko")}}, body,
+        dataRecorder(outcome));
+    QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
+    QVERIFY(!outcome->error);
+    QVERIFY(outcome->onMainThread);
+    QCOMPARE(jsonOf(outcome->data).value(QStringLiteral("method")).toString(),
+             QStringLiteral("POST"));
+    const QJsonObject entry =
+        _service.entries(QStringLiteral("/__test/echo"), mark).at(0).toObject();
+    QCOMPARE(zq::test::journalBody(entry.value(QStringLiteral("body")).toObject()), body);
+    QCOMPARE(entry.value(QStringLiteral("query")).toString(),
+             QString());  // parameters are not sent
+    QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Content-Type")),
+             QStringLiteral("application/x-vesko"));
+    QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Content-Length")),
+             QStringLiteral("10"));
+    QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Cache-Control")),
+             QStringLiteral("no-cache"));
+}
+
+void TestVeskoNetworking::dataOperationsSendNoParameters() {
+    const qint64 mark = _service.mark();
+    auto outcome = std::make_shared<Outcome>();
+    // Despite its name, this operation sends a GET without body or parameters.
+    VeskoNetworking::sendPostRequest(_service.url(QStringLiteral("/__test/echo?own=1")),
+                                     QVariantMap{{QStringLiteral("ignored"), 1}},
+                                     {{QStringLiteral("X-Header"), QStringLiteral("h")}},
+                                     dataRecorder(outcome));
+    QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
+    QVERIFY(!outcome->error);
+    const QJsonObject entry =
+        _service.entries(QStringLiteral("/__test/echo"), mark).at(0).toObject();
+    QCOMPARE(entry.value(QStringLiteral("method")).toString(), QStringLiteral("GET"));
+    QCOMPARE(entry.value(QStringLiteral("query")).toString(), QStringLiteral("own=1"));
+    QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("X-Header")), QStringLiteral("h"));
+
+    QVERIFY(_service.setFault(QStringLiteral("/__test/echo"), QStringLiteral("empty")));
+    auto empty = std::make_shared<Outcome>();
+    VeskoNetworking::sendPostRequest(_service.url(QStringLiteral("/__test/echo")), {}, {},
+                                     dataRecorder(empty));
+    QTRY_COMPARE_WITH_TIMEOUT(empty->calls.load(), 1, kWaitMs);
+    QCOMPARE(empty->domain(), QStringLiteral("response is nil"));
+    QCOMPARE(empty->code(), qint64(1));
+    QCOMPARE(empty->status(), 200);
+}
+
+void TestVeskoNetworking::dataGetReportsProgress() {
+    const int size = 1024 * 1024;
+    QList<zq::net::Progress> steps;
+    auto outcome = std::make_shared<Outcome>();
+    VeskoNetworking::sendGetRequest(
+        _service.url(QStringLiteral("/__test/bytes?n=%1").arg(size)), {},
+        [&steps](const zq::net::Progress& p) { steps.append(p); }, {}, dataRecorder(outcome));
+    QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
+    QVERIFY(!outcome->error);
+    QCOMPARE(outcome->data.size(), size);
+    QVERIFY(!steps.isEmpty());
+    QCOMPARE(steps.last().completedUnitCount, qint64(size));
+    QCOMPARE(steps.last().totalUnitCount, qint64(size));
+}
+
+// ------------------------------------------------------- synchronous POST
+
+void TestVeskoNetworking::syncPostBlocksUntilTheHandlerRan() {
+    QVERIFY(_service.setFault(QStringLiteral("/__test/echo"), QStringLiteral("delay"),
+                              {{QStringLiteral("ms"), 200}}));
+    std::atomic<bool> returned{false};
+    std::atomic<bool> handlerRanBeforeReturn{false};
+    QThread* handlerThread = nullptr;
+    QByteArray received;
+    QThread* caller = QThread::create([&] {
+        VeskoNetworking::sendPostRequestBySync(
+            _service.url(QStringLiteral("/__test/echo")), {}, {},
+            [&](const QByteArray& data, const OptionalError& error) {
+                handlerThread = QThread::currentThread();
+                received = error ? QByteArray() : data;
+                handlerRanBeforeReturn = !returned.load();
+            });
+        returned = true;
+    });
+    caller->start();
+    // The main thread stays free: it runs the request while the caller waits.
+    QTRY_VERIFY_WITH_TIMEOUT(returned.load(), kWaitMs);
+    QVERIFY(caller->wait(5000));
+    QVERIFY(handlerRanBeforeReturn.load());
+    QVERIFY(handlerThread != nullptr);
+    QVERIFY(handlerThread != caller);
+    QVERIFY(handlerThread != QCoreApplication::instance()->thread());
+    QCOMPARE(jsonOf(received).value(QStringLiteral("method")).toString(), QStringLiteral("GET"));
+    delete caller;
+}
+
+void TestVeskoNetworking::syncPostRefusesTheMainThread() {
+    const qint64 mark = _service.mark();
+    auto outcome = std::make_shared<Outcome>();
+    VeskoNetworking::sendPostRequestBySync(
+        _service.url(QStringLiteral("/__test/echo")), {}, {},
+        [outcome](const QByteArray& data, const OptionalError& error) {
+            outcome->data = data;
+            outcome->error = error;
+            outcome->record();
+        });
+    QCOMPARE(outcome->calls.load(), 1);
+    QCOMPARE(outcome->domain(), QString::fromLatin1(zq::net::kRequestErrorDomain));
+    QCOMPARE(outcome->code(), VeskoNetworking::kWouldDeadlockCode);
+    QVERIFY(outcome->error->description.contains(QStringLiteral("main thread")));
+    QCOMPARE(_service.journal(mark).size(), 0);
+}
+
+// --------------------------------------------------------------- context
+
+void TestVeskoNetworking::destroyedContextDropsTheHandler() {
+    const qint64 mark = _service.mark();
+    QVERIFY(_service.setFault(QStringLiteral("/__test/echo"), QStringLiteral("delay"),
+                              {{QStringLiteral("ms"), 300}}));
+    auto dropped = std::make_shared<Outcome>();
+    auto* context = new QObject;
+    VeskoNetworking::sendPostRequest(_service.url(QStringLiteral("/__test/echo?first")), {}, {},
+                                     dataRecorder(dropped), context);
+    QTRY_COMPARE_WITH_TIMEOUT(_service.entries(QStringLiteral("/__test/echo"), mark).size(), 1,
+                              kWaitMs);
+    delete context;
+
+    // A later request to the same delayed endpoint, with a living context,
+    // completes after the first one's answer arrived.
+    QObject living;
+    auto later = std::make_shared<Outcome>();
+    VeskoNetworking::sendPostRequest(_service.url(QStringLiteral("/__test/echo?second")), {}, {},
+                                     dataRecorder(later), &living);
+    QTRY_COMPARE_WITH_TIMEOUT(later->calls.load(), 1, kWaitMs);
+    QVERIFY(zq::test::drainMainQueue());
+    QCOMPARE(dropped->calls.load(), 0);
+    QCOMPARE(_service.entries(QStringLiteral("/__test/echo"), mark).size(), 2);
+}
+
+QTEST_GUILESS_MAIN(TestVeskoNetworking)
+#include "tst_veskonetworking.moc"
