@@ -1,0 +1,991 @@
+// The help list service and its cache, against the reference web service on
+// loopback: both requests, the version rule, the layouts, the cache file, the
+// pictures and the seed, and every error text under injected faults.
+
+#include "help/HelpValues.h"
+#include "help/ZQHelpListInfoDataManager.h"
+#include "platform/Plist.h"
+#include "tests/help/HelpTestSupport.h"
+#include "tests/support/RefService.h"
+
+#include <QBuffer>
+#include <QDir>
+#include <QFileInfo>
+#include <QHostAddress>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTcpServer>
+#include <QTest>
+
+using helptest::argsOf;
+using helptest::readFile;
+using helptest::settle;
+using helptest::writeFile;
+
+namespace {
+
+constexpr int kWaitMs = 30000;
+
+struct Outcome {
+    bool upToDate = false;
+    bool expandFirst = false;
+    std::optional<QString> version;
+    std::optional<ZQHelpInfoDataList> list;
+    std::optional<QString> error;
+    bool mainThread = false;
+};
+
+enum class Kind { Wall, Plain };
+
+void request(Kind kind, const std::optional<QString>& version, QObject* context,
+             QList<Outcome>* calls) {
+    auto record = [calls](bool upToDate, bool expandFirst, const std::optional<QString>& v,
+                          const std::optional<ZQHelpInfoDataList>& list,
+                          const std::optional<QString>& error) {
+        calls->append({upToDate, expandFirst, v, list, error, helptest::onMainThread()});
+    };
+    if (kind == Kind::Wall) {
+        ZQHelpListInfoDataManager::requestHelpListInfoByEncrytWallWithVersion(version, context,
+                                                                              record);
+    } else {
+        ZQHelpListInfoDataManager::requestHelpListInfoWithVersion(version, context, record);
+    }
+}
+
+QByteArray pngBytes(int w, int h) {
+    QImage image(w, h, QImage::Format_RGB32);
+    image.fill(Qt::darkCyan);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return bytes;
+}
+
+QJsonObject entry(const QJsonValue& id, const QJsonValue& type, const QString& image,
+                  bool brief = true, bool detail = true) {
+    QJsonObject e{{"id", id}, {"type", type}, {"title", "标题"}, {"image", image}};
+    if (brief) {
+        e.insert("brief", "简答");
+    }
+    if (detail) {
+        e.insert("detail", "详细说明");
+    }
+    return e;
+}
+
+QStringList idsOf(const ZQHelpInfoDataList& list) {
+    QStringList ids;
+    for (const ZQHelpInfoDataModel& m : list) {
+        ids << m.helpId;
+    }
+    return ids;
+}
+
+}  // namespace
+
+Q_DECLARE_METATYPE(Kind)
+
+class TestHelpList : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanupTestCase();
+
+    // values and the model
+    void textForms_data();
+    void textForms();
+    void integerAndBooleanValues_data();
+    void integerAndBooleanValues();
+    void modelFromDictionary_data();
+    void modelFromDictionary();
+
+    // requests
+    void requestCarriesTheCommonFields_data();
+    void requestCarriesTheCommonFields();
+    void versionRule_data();
+    void versionRule();
+    void newerListIsFilteredAndCached_data();
+    void newerListIsFilteredAndCached();
+    void emptyOrMissingListLeavesCache_data();
+    void emptyOrMissingListLeavesCache();
+    void expandFirstForms_data();
+    void expandFirstForms();
+    void faults_data();
+    void faults();
+    void timeoutIsTwentySeconds_data();
+    void timeoutIsTwentySeconds();
+    void unreachableService_data();
+    void unreachableService();
+    void destroyedContextGetsNoCompletion();
+
+    // the cache
+    void localReadWithoutCache();
+    void localReadFiltersBySuffixOnly();
+    void localReadOfBrokenCache_data();
+    void localReadOfBrokenCache();
+    void cacheReplacementClearsPictures();
+    void cacheFolderThatIsAFileIsKept();
+    void numericIdAndTypeComeBackAsText();
+
+    // pictures
+    void percentEncoding_data();
+    void percentEncoding();
+    void downloadImage();
+    void downloadImageAnswers_data();
+    void downloadImageAnswers();
+    void pictureSuffixForData_data();
+    void pictureSuffixForData();
+    void pictureCacheStoresByContentType();
+    void cachedPictureIsNotDownloaded();
+    void pictureIsNotStoredWithoutCacheFolder();
+
+    // the seed
+    void seedFillsMissingCache();
+    void seedLeavesExistingCache();
+
+private:
+    QString cacheFolder() const { return ZQHelpListInfoDataManager::helpInfoFolderPath(); }
+    QString cacheFile() const { return ZQHelpListInfoDataManager::helpInfoPlistPath(); }
+    // Entries of the service's built-in list (all of them acceptable).
+    qsizetype servedEntryCount() {
+        const qsizetype n =
+            _service.control("GET", "/__control/helplist").value("helplist").toArray().size();
+        return n > 0 ? n : -1;
+    }
+    zq::test::RefService _service;
+};
+
+void TestHelpList::initTestCase() {
+    QVERIFY(helptest::prepareMachine());
+    QVERIFY2(_service.start(), qPrintable(_service.errorString()));
+}
+
+void TestHelpList::init() {
+    QVERIFY(_service.clearFaults());
+    QVERIFY(_service.resetHelpList());
+    QDir(cacheFolder()).removeRecursively();
+    QFile::remove(cacheFolder());
+}
+
+void TestHelpList::cleanupTestCase() {
+    _service.stop();
+}
+
+// --- values -----------------------------------------------------------------
+
+void TestHelpList::textForms_data() {
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("absent") << QVariant() << "(null)";
+    QTest::newRow("json null") << QVariant::fromValue(nullptr) << "<null>";
+    QTest::newRow("true") << QVariant(true) << "1";
+    QTest::newRow("false") << QVariant(false) << "0";
+    QTest::newRow("integer") << QVariant(qint64(12)) << "12";
+    QTest::newRow("negative") << QVariant(qint64(-7)) << "-7";
+    QTest::newRow("whole double") << QVariant(3.0) << "3";
+    QTest::newRow("fraction") << QVariant(2.5) << "2.5";
+    QTest::newRow("text") << QVariant(QStringLiteral("v1 ")) << "v1 ";
+    QTest::newRow("list") << QVariant(QVariantList{1, "a"}) << "(\n    1,\n    a\n)";
+}
+
+void TestHelpList::textForms() {
+    QFETCH(QVariant, value);
+    QFETCH(QString, expected);
+    QCOMPARE(zq::help::textForm(value), expected);
+}
+
+void TestHelpList::integerAndBooleanValues_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<qint64>("integer");
+    QTest::addColumn<bool>("boolean");
+    QTest::newRow("plain") << "42" << qint64(42) << true;
+    QTest::newRow("spaces and sign") << "  \t-17abc" << qint64(-17) << true;
+    QTest::newRow("plus") << "+5" << qint64(5) << true;
+    QTest::newRow("not a number") << "abc" << qint64(0) << false;
+    QTest::newRow("empty") << "" << qint64(0) << false;
+    QTest::newRow("null text") << "(null)" << qint64(0) << false;
+    QTest::newRow("leading zeros") << "007" << qint64(7) << true;
+    QTest::newRow("zero") << "000" << qint64(0) << false;
+    QTest::newRow("yes") << "yes" << qint64(0) << true;
+    QTest::newRow("True") << "True" << qint64(0) << true;
+    QTest::newRow("no") << "no" << qint64(0) << false;
+    QTest::newRow("false") << "false" << qint64(0) << false;
+    QTest::newRow("decimal") << "2.9" << qint64(2) << true;
+    QTest::newRow("overflow") << "99999999999999999999" << std::numeric_limits<qint64>::max()
+                              << true;
+    QTest::newRow("underflow") << "-99999999999999999999" << std::numeric_limits<qint64>::min()
+                               << true;
+    QTest::newRow("minimum") << "-9223372036854775808" << std::numeric_limits<qint64>::min()
+                             << true;
+}
+
+void TestHelpList::integerAndBooleanValues() {
+    QFETCH(QString, text);
+    QFETCH(qint64, integer);
+    QFETCH(bool, boolean);
+    QCOMPARE(zq::help::integerValueOfText(text), integer);
+    QCOMPARE(zq::help::boolValueOfText(text), boolean);
+}
+
+void TestHelpList::modelFromDictionary_data() {
+    QTest::addColumn<QVariantMap>("dictionary");
+    QTest::addColumn<qint64>("dataType");
+    QTest::addColumn<QVariant>("suffix");  // null: none
+    QTest::addColumn<bool>("accepted");
+    const QVariantMap full{
+        {"id", 1}, {"title", "t"}, {"brief", "b"}, {"detail", "d"}, {"image", "http://h/p.png"}};
+    auto with = [&](const QVariantMap& changes) {
+        QVariantMap m = full;
+        for (auto it = changes.cbegin(); it != changes.cend(); ++it) {
+            if (it.value().isValid()) {
+                m.insert(it.key(), it.value());
+            } else {
+                m.remove(it.key());
+            }
+        }
+        return m;
+    };
+    QTest::newRow("type 1 complete")
+        << with({{"type", 1}}) << qint64(1) << QVariant(".png") << true;
+    QTest::newRow("type 1 without detail")
+        << with({{"type", 1}, {"detail", QVariant()}}) << qint64(1) << QVariant(".png") << false;
+    QTest::newRow("type 1 empty brief")
+        << with({{"type", 1}, {"brief", ""}}) << qint64(1) << QVariant(".png") << false;
+    QTest::newRow("type 2 without detail")
+        << with({{"type", "2"}, {"detail", QVariant()}}) << qint64(2) << QVariant(".png") << true;
+    QTest::newRow("type 2 without brief")
+        << with({{"type", 2}, {"brief", QVariant()}}) << qint64(2) << QVariant(".png") << false;
+    QTest::newRow("type 3 without brief")
+        << with({{"type", 3.7}, {"brief", QVariant()}}) << qint64(3) << QVariant(".png") << true;
+    QTest::newRow("type 3 without title")
+        << with({{"type", 3}, {"title", QVariant()}}) << qint64(3) << QVariant(".png") << false;
+    QTest::newRow("type 4") << with({{"type", 4}}) << qint64(4) << QVariant(".png") << false;
+    QTest::newRow("type as text with spaces")
+        << with({{"type", " 1"}}) << qint64(1) << QVariant(".png") << true;
+    QTest::newRow("type null") << with({{"type", QVariant::fromValue(nullptr)}}) << qint64(0)
+                               << QVariant(".png") << false;
+    QTest::newRow("jpg") << with({{"type", 1}, {"image", "http://h/p.jpg"}}) << qint64(1)
+                         << QVariant(".jpg") << true;
+    QTest::newRow("gif") << with({{"type", 1}, {"image", "http://h/p.gif"}}) << qint64(1)
+                         << QVariant(".gif") << true;
+    QTest::newRow("jpeg") << with({{"type", 1}, {"image", "http://h/p.jpeg"}}) << qint64(1)
+                          << QVariant() << false;
+    QTest::newRow("upper case") << with({{"type", 1}, {"image", "http://h/p.PNG"}}) << qint64(1)
+                                << QVariant() << false;
+    QTest::newRow("only the suffix")
+        << with({{"type", 1}, {"image", ".png"}}) << qint64(1) << QVariant() << false;
+    QTest::newRow("five characters")
+        << with({{"type", 1}, {"image", "a.png"}}) << qint64(1) << QVariant(".png") << true;
+    QTest::newRow("no image") << with({{"type", 1}, {"image", QVariant()}}) << qint64(1)
+                              << QVariant() << false;
+}
+
+void TestHelpList::modelFromDictionary() {
+    QFETCH(QVariantMap, dictionary);
+    QFETCH(qint64, dataType);
+    QFETCH(QVariant, suffix);
+    QFETCH(bool, accepted);
+    const ZQHelpInfoDataModel model(dictionary);
+    QCOMPARE(model.dataType, dataType);
+    QCOMPARE(model.imageSuffix.has_value(), suffix.isValid());
+    if (suffix.isValid()) {
+        QCOMPARE(*model.imageSuffix, suffix.toString());
+    }
+    QCOMPARE(model.hasRequiredFieldsForLayout(), accepted);
+    QCOMPARE(model.helpId, dictionary.contains("id") ? QString("1") : QString());
+}
+
+// --- requests ---------------------------------------------------------------
+
+void TestHelpList::requestCarriesTheCommonFields_data() {
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<QVariant>("held");
+    QTest::addColumn<QString>("hv");
+    QTest::newRow("wall, no list") << Kind::Wall << QVariant() << "(null)";
+    QTest::newRow("wall, version 2") << Kind::Wall << QVariant("2") << "2";
+    QTest::newRow("plain, no list") << Kind::Plain << QVariant() << "(null)";
+    QTest::newRow("plain, odd text") << Kind::Plain << QVariant("v 7") << "v 7";
+}
+
+void TestHelpList::requestCarriesTheCommonFields() {
+    QFETCH(Kind, kind);
+    QFETCH(QVariant, held);
+    QFETCH(QString, hv);
+    const qint64 mark = _service.mark();
+    QList<Outcome> calls;
+    request(kind, held.isValid() ? std::optional<QString>(held.toString()) : std::nullopt, nullptr,
+            &calls);
+    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+    const QJsonArray entries = _service.entries("/mac_feed_tpl", mark);
+    QCOMPARE(entries.size(), 1);
+    const QJsonObject e = entries[0].toObject();
+    const QString query = QStringLiteral("h=%1&v=%2&r=%3&os=%4&hv=%5")
+                              .arg(helptest::kDeviceId, helptest::kImVersion, helptest::kChannel,
+                                   helptest::kSystemVersion, hv);
+    if (kind == Kind::Wall) {
+        QCOMPARE(e.value("method").toString(), QString("POST"));
+        QCOMPARE(e.value("path").toString(), QString("/q"));
+        const QJsonObject d = e.value("decrypted").toObject();
+        QCOMPARE(d.value("u").toString(), _service.baseUrl() + "/mac_feed_tpl");
+        QCOMPARE(d.value("g").toString(), query);
+        QCOMPARE(d.value("fields").toArray(), (QJsonArray{"u", "g", "k", "v"}));
+    } else {
+        QCOMPARE(e.value("method").toString(), QString("GET"));
+        QCOMPARE(argsOf(e.value("args").toArray()).value("hv"), hv);
+        QCOMPARE(argsOf(e.value("args").toArray()).value("h"), helptest::kDeviceId);
+        QCOMPARE(argsOf(e.value("args").toArray()).value("os"), helptest::kSystemVersion);
+        QCOMPARE(e.value("body").toObject().value("len").toInt(), 0);
+    }
+    QVERIFY(calls[0].mainThread);
+}
+
+void TestHelpList::versionRule_data() {
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<QJsonValue>("served");
+    QTest::addColumn<QVariant>("held");
+    QTest::addColumn<bool>("newer");
+    QTest::addColumn<QString>("versionText");
+    for (const Kind kind : {Kind::Wall, Kind::Plain}) {
+        const char* k = kind == Kind::Wall ? "wall" : "plain";
+        QTest::addRow("%s: same version", k)
+            << kind << QJsonValue(3) << QVariant("3") << false << "";
+        QTest::addRow("%s: lower version", k)
+            << kind << QJsonValue(2) << QVariant("3") << false << "";
+        QTest::addRow("%s: 10 is above 9", k)
+            << kind << QJsonValue("10") << QVariant("9") << true << "10";
+        QTest::addRow("%s: no list held", k) << kind << QJsonValue(1) << QVariant() << true << "1";
+        QTest::addRow("%s: non-numeric served", k)
+            << kind << QJsonValue("abc") << QVariant("0") << false << "";
+        QTest::addRow("%s: fraction compares by its integer", k)
+            << kind << QJsonValue(3.9) << QVariant("3") << false << "";
+        QTest::addRow("%s: fraction text", k)
+            << kind << QJsonValue(4.5) << QVariant("3") << true << "4.5";
+        QTest::addRow("%s: no version served", k)
+            << kind << QJsonValue(QJsonValue::Undefined) << QVariant() << false << "";
+    }
+}
+
+void TestHelpList::versionRule() {
+    QFETCH(Kind, kind);
+    QFETCH(QJsonValue, served);
+    QFETCH(QVariant, held);
+    QFETCH(bool, newer);
+    QFETCH(QString, versionText);
+    QJsonObject list{{"expandFirst", true},
+                     {"helplist", QJsonArray{entry(7, 1, "{base}/static/help/helpinfo_1.png")}}};
+    if (!served.isUndefined()) {
+        list.insert("version", served);
+    }
+    QVERIFY(_service.setHelpList(list));
+    // A cache the answer must not touch unless it is newer.
+    const QByteArray sentinel = platform::Plist::serialize(
+        QVariantMap{{"version", "0"}, {"expandFirst", "0"}, {"helplist", QVariantList{}}});
+    QVERIFY(writeFile(cacheFile(), sentinel));
+    QVERIFY(writeFile(cacheFolder() + "/helpinfo_9.png", "picture"));
+
+    QList<Outcome> calls;
+    request(kind, held.isValid() ? std::optional<QString>(held.toString()) : std::nullopt, nullptr,
+            &calls);
+    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+    settle();
+    QCOMPARE(calls.size(), 1);
+    const Outcome& o = calls[0];
+    QCOMPARE(o.error, std::nullopt);
+    QCOMPARE(o.upToDate, !newer);
+    if (newer) {
+        QVERIFY(o.expandFirst);
+        QCOMPARE(o.version, std::optional<QString>(versionText));
+        QVERIFY(o.list.has_value());
+        QCOMPARE(idsOf(*o.list), QStringList{"7"});
+        QVERIFY(!QFileInfo::exists(cacheFolder() + "/helpinfo_9.png"));
+    } else {
+        QVERIFY(!o.expandFirst);
+        QCOMPARE(o.version, std::nullopt);
+        QVERIFY(!o.list.has_value());
+        QCOMPARE(readFile(cacheFile()), sentinel);
+        QCOMPARE(readFile(cacheFolder() + "/helpinfo_9.png"), QByteArray("picture"));
+    }
+}
+
+void TestHelpList::newerListIsFilteredAndCached_data() {
+    QTest::addColumn<Kind>("kind");
+    QTest::newRow("wall") << Kind::Wall;
+    QTest::newRow("plain") << Kind::Plain;
+}
+
+void TestHelpList::newerListIsFilteredAndCached() {
+    QFETCH(Kind, kind);
+    const QString png = "{base}/static/help/helpinfo_1.png";
+    QJsonObject kept{{"id", 8},         {"type", 2},    {"title", "只有标题和简答"},
+                     {"brief", "简答"}, {"image", png}, {"extra", "dropped"}};
+    const QJsonArray list{entry(1, 1, png),
+                          entry("two", "3", png, false, true),
+                          entry(3, 4, png),                          // unknown layout
+                          entry(4, 1, "{base}/static/help/x.jpeg"),  // no suffix
+                          entry(5, 1, "{base}/static/help/x.PNG"),   // no suffix
+                          entry(6, 1, png, true, false),             // detail missing
+                          QJsonValue(17),                            // not an entry
+                          kept};
+    QVERIFY(_service.setHelpList({{"version", 5}, {"expandFirst", "yes"}, {"helplist", list}}));
+    QList<Outcome> calls;
+    request(kind, std::nullopt, nullptr, &calls);
+    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+    const Outcome& o = calls[0];
+    QCOMPARE(o.error, std::nullopt);
+    QVERIFY(!o.upToDate);
+    QVERIFY(o.expandFirst);
+    QCOMPARE(o.version, std::optional<QString>("5"));
+    QCOMPARE(idsOf(*o.list), (QStringList{"1", "two", "8"}));
+    QCOMPARE(o.list->at(0).imageUrl, _service.baseUrl() + "/static/help/helpinfo_1.png");
+    QCOMPARE(o.list->at(1).dataType, qint64(3));
+
+    // The cache keeps every entry (in answer order, as text), exactly three
+    // root keys, and is an XML property list.
+    const QByteArray raw = readFile(cacheFile());
+    QVERIFY(raw.startsWith("<?xml"));
+    const std::optional<QVariantMap> cached = platform::Plist::readDictionary(cacheFile());
+    QVERIFY(cached.has_value());
+    QCOMPARE(cached->keys(), (QStringList{"expandFirst", "helplist", "version"}));
+    QCOMPARE(cached->value("expandFirst"), QVariant("yes"));
+    QCOMPARE(cached->value("version"), QVariant("5"));
+    const QVariantList stored = cached->value("helplist").toList();
+    QCOMPARE(stored.size(), 7);
+    QCOMPARE(stored[0].toMap().value("id"), QVariant("1"));
+    QCOMPARE(stored[0].toMap().value("type"), QVariant("1"));
+    QCOMPARE(stored[1].toMap().keys(), (QStringList{"detail", "id", "image", "title", "type"}));
+    QCOMPARE(stored[6].toMap().keys(), (QStringList{"brief", "id", "image", "title", "type"}));
+    QCOMPARE(stored[6].toMap().value("type"), QVariant("2"));
+}
+
+void TestHelpList::emptyOrMissingListLeavesCache_data() {
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<QJsonValue>("helplist");
+    QTest::newRow("wall, empty") << Kind::Wall << QJsonValue(QJsonArray());
+    QTest::newRow("wall, missing") << Kind::Wall << QJsonValue(QJsonValue::Undefined);
+    QTest::newRow("plain, not a list") << Kind::Plain << QJsonValue("entries");
+    QTest::newRow("plain, only non-entries") << Kind::Plain << QJsonValue(QJsonArray{1, "x"});
+}
+
+void TestHelpList::emptyOrMissingListLeavesCache() {
+    QFETCH(Kind, kind);
+    QFETCH(QJsonValue, helplist);
+    QJsonObject list{{"version", 9}};
+    if (!helplist.isUndefined()) {
+        list.insert("helplist", helplist);
+    }
+    QVERIFY(_service.setHelpList(list));
+    QVERIFY(writeFile(cacheFile(), "previous cache"));
+    QList<Outcome> calls;
+    request(kind, QStringLiteral("1"), nullptr, &calls);
+    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+    QCOMPARE(calls[0].error, std::nullopt);
+    QVERIFY(!calls[0].upToDate);
+    QVERIFY(!calls[0].expandFirst);  // absent counts as no
+    QCOMPARE(calls[0].version, std::optional<QString>("9"));
+    QVERIFY(calls[0].list.has_value());
+    QVERIFY(calls[0].list->isEmpty());
+    QCOMPARE(readFile(cacheFile()), QByteArray("previous cache"));
+}
+
+void TestHelpList::expandFirstForms_data() {
+    QTest::addColumn<QJsonValue>("served");
+    QTest::addColumn<bool>("expand");
+    QTest::addColumn<QString>("stored");
+    QTest::newRow("true") << QJsonValue(true) << true << "1";
+    QTest::newRow("false") << QJsonValue(false) << false << "0";
+    QTest::newRow("number 2") << QJsonValue(2) << true << "2";
+    QTest::newRow("number 0") << QJsonValue(0) << false << "0";
+    QTest::newRow("text YES") << QJsonValue("YES") << true << "YES";
+    QTest::newRow("text false") << QJsonValue("false") << false << "false";
+    QTest::newRow("null") << QJsonValue(QJsonValue::Null) << false << "<null>";
+    QTest::newRow("absent") << QJsonValue(QJsonValue::Undefined) << false << "(null)";
+}
+
+void TestHelpList::expandFirstForms() {
+    QFETCH(QJsonValue, served);
+    QFETCH(bool, expand);
+    QFETCH(QString, stored);
+    QJsonObject list{{"version", 4},
+                     {"helplist", QJsonArray{entry(1, 1, "{base}/static/help/helpinfo_1.png")}}};
+    if (!served.isUndefined()) {
+        list.insert("expandFirst", served);
+    }
+    QVERIFY(_service.setHelpList(list));
+    QList<Outcome> calls;
+    request(Kind::Wall, std::nullopt, nullptr, &calls);
+    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+    QCOMPARE(calls[0].expandFirst, expand);
+    QCOMPARE(platform::Plist::readDictionary(cacheFile())->value("expandFirst"), QVariant(stored));
+    // The local read takes the stored text's boolean value.
+    bool localExpand = !expand;
+    ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
+        [&](bool e, const auto&, const auto&, const auto&) { localExpand = e; });
+    QCOMPARE(localExpand, expand);
+}
+
+void TestHelpList::faults_data() {
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<QVariantMap>("options");
+    QTest::addColumn<QString>("error");  // empty: a newer list arrives
+    const QVariantMap none;
+    // Through the wall.
+    QTest::newRow("wall: status 503 is not examined")
+        << Kind::Wall << "/mac_feed_tpl"
+        << "status" << QVariantMap{{"status", 503}} << "";
+    QTest::newRow("wall: empty body") << Kind::Wall << "/q"
+                                      << "empty" << none << "failed to decrypt data";
+    QTest::newRow("wall: garbage ciphertext") << Kind::Wall << "/q"
+                                              << "garbage" << none << "failed to decrypt data";
+    QTest::newRow("wall: truncated body") << Kind::Wall << "/q"
+                                          << "truncate" << none << "network error";
+    QTest::newRow("wall: closed mid-answer") << Kind::Wall << "/q"
+                                             << "close" << none << "network error";
+    QTest::newRow("wall: dropped") << Kind::Wall << "/q"
+                                   << "drop" << none << "network error";
+    QTest::newRow("wall: not JSON")
+        << Kind::Wall << "/mac_feed_tpl"
+        << "answer" << QVariantMap{{"body", "<html>oops</html>"}} << "Parse json error";
+    QTest::newRow("wall: JSON array") << Kind::Wall << "/mac_feed_tpl"
+                                      << "answer" << QVariantMap{{"body", "[1, 2]"}}
+                                      << "request failed: unacceptable content-type";
+    QTest::newRow("wall: empty payload") << Kind::Wall << "/mac_feed_tpl"
+                                         << "answer" << QVariantMap{{"body", ""}} << "no data";
+    QTest::newRow("wall: plain answer not encrypted")
+        << Kind::Wall << "/mac_feed_tpl"
+        << "answer" << QVariantMap{{"body", "{\"version\": 9}"}, {"raw", true}}
+        << "failed to decrypt data";
+    // Plain.
+    QTest::newRow("plain: status 500 is not examined")
+        << Kind::Plain << "/mac_feed_tpl"
+        << "status" << QVariantMap{{"status", 500}} << "";
+    QTest::newRow("plain: empty body") << Kind::Plain << "/mac_feed_tpl"
+                                       << "empty" << none << "no data";
+    QTest::newRow("plain: garbage") << Kind::Plain << "/mac_feed_tpl"
+                                    << "garbage" << none << "no data";
+    QTest::newRow("plain: truncated body") << Kind::Plain << "/mac_feed_tpl"
+                                           << "truncate" << none << "network error";
+    QTest::newRow("plain: closed mid-answer") << Kind::Plain << "/mac_feed_tpl"
+                                              << "close" << none << "network error";
+    QTest::newRow("plain: dropped") << Kind::Plain << "/mac_feed_tpl"
+                                    << "drop" << none << "network error";
+    QTest::newRow("plain: JSON array") << Kind::Plain << "/mac_feed_tpl"
+                                       << "answer" << QVariantMap{{"body", "[1]"}} << "no data";
+    QTest::newRow("plain: JSON text") << Kind::Plain << "/mac_feed_tpl"
+                                      << "answer" << QVariantMap{{"body", "\"text\""}} << "no data";
+    QTest::newRow("plain: delay within the timeout") << Kind::Plain << "/mac_feed_tpl"
+                                                     << "delay" << QVariantMap{{"ms", 300}} << "";
+}
+
+void TestHelpList::faults() {
+    QFETCH(Kind, kind);
+    QFETCH(QString, path);
+    QFETCH(QString, fault);
+    QFETCH(QVariantMap, options);
+    QFETCH(QString, error);
+    QVERIFY(_service.setFault(path, fault, options));
+    QVERIFY(writeFile(cacheFile(), "previous cache"));
+    QList<Outcome> calls;
+    request(kind, QStringLiteral("1"), nullptr, &calls);
+    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+    settle();
+    QCOMPARE(calls.size(), 1);
+    const Outcome& o = calls[0];
+    QVERIFY(o.mainThread);
+    if (error.isEmpty()) {
+        QCOMPARE(o.error, std::nullopt);
+        QVERIFY(!o.upToDate);
+        QCOMPARE(o.version, std::optional<QString>("3"));
+        QCOMPARE(o.list->size(), servedEntryCount());
+    } else {
+        QCOMPARE(o.error, std::optional<QString>(error));
+        QVERIFY(!o.upToDate);
+        QVERIFY(!o.expandFirst);
+        QCOMPARE(o.version, std::nullopt);
+        QVERIFY(!o.list.has_value());
+        QCOMPARE(readFile(cacheFile()), QByteArray("previous cache"));
+    }
+}
+
+void TestHelpList::timeoutIsTwentySeconds_data() {
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<int>("delayMs");
+    QTest::addColumn<QString>("error");
+    // An answer that waits longer than 20 seconds is a transport error; one
+    // that waits 15 seconds still arrives.
+    QTest::newRow("wall, 25 s") << Kind::Wall << 25000 << "network error";
+    QTest::newRow("plain, 15 s") << Kind::Plain << 15000 << "";
+}
+
+void TestHelpList::timeoutIsTwentySeconds() {
+    QFETCH(Kind, kind);
+    QFETCH(int, delayMs);
+    QFETCH(QString, error);
+    QVERIFY(_service.setFault("/mac_feed_tpl", "delay", {{"ms", delayMs}, {"count", 1}}));
+    QList<Outcome> calls;
+    request(kind, std::nullopt, nullptr, &calls);
+    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, 60000);
+    QCOMPARE(calls[0].error.value_or(QString()), error);
+}
+
+void TestHelpList::unreachableService_data() {
+    QTest::addColumn<Kind>("kind");
+    QTest::newRow("wall") << Kind::Wall;
+    QTest::newRow("plain") << Kind::Plain;
+}
+
+void TestHelpList::unreachableService() {
+    QFETCH(Kind, kind);
+    // A loopback port nothing listens on: the connection is refused.
+    quint16 deadPort = 0;
+    {
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
+        deadPort = probe.serverPort();
+    }
+    const QString deadHost = QStringLiteral("http://127.0.0.1:%1").arg(deadPort);
+    _service.setConfigValue("Service/Host", deadHost);
+    _service.setConfigValue("Service/WallHost", deadHost);
+    QList<Outcome> calls;
+    request(kind, std::nullopt, nullptr, &calls);
+    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+    settle();
+    _service.setConfigValue("Service/Host", _service.baseUrl());
+    _service.setConfigValue("Service/WallHost", _service.baseUrl());
+    QCOMPARE(calls.size(), 1);
+    QCOMPARE(calls[0].error, std::optional<QString>("network error"));
+}
+
+void TestHelpList::destroyedContextGetsNoCompletion() {
+    QVERIFY(_service.setFault("/mac_feed_tpl", "delay", {{"ms", 300}}));
+    QList<Outcome> abandoned;
+    auto* context = new QObject;
+    request(Kind::Wall, std::nullopt, context, &abandoned);
+    request(Kind::Plain, std::nullopt, context, &abandoned);
+    delete context;
+    QList<Outcome> later;
+    QObject alive;
+    request(Kind::Plain, std::nullopt, &alive, &later);
+    QTRY_COMPARE_WITH_TIMEOUT(later.size(), 1, kWaitMs);
+    settle();
+    QCOMPARE(abandoned.size(), 0);
+}
+
+// --- the cache --------------------------------------------------------------
+
+void TestHelpList::localReadWithoutCache() {
+    QList<std::optional<QString>> errors;
+    ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
+        [&](bool expand, const std::optional<QString>& version,
+            const std::optional<ZQHelpInfoDataList>& list, const std::optional<QString>& error) {
+            QVERIFY(!expand);
+            QCOMPARE(version, std::nullopt);
+            QVERIFY(!list.has_value());
+            errors << error;
+        });
+    QCOMPARE(errors, (QList<std::optional<QString>>{QString("no data")}));
+}
+
+void TestHelpList::localReadFiltersBySuffixOnly() {
+    const QVariantList list{
+        QVariantMap{{"id", "1"}, {"type", "4"}, {"title", "t"}, {"image", "http://h/a.png"}},
+        QVariantMap{{"id", "2"}, {"type", "1"}, {"title", "t"}, {"image", "http://h/a.jpeg"}},
+        QVariant("not an entry"),
+        QVariantMap{{"id", "3"}, {"type", "2"}, {"image", "http://h/c.gif"}}};
+    QVERIFY(platform::Plist::writeFile(
+        cacheFile(), QVariantMap{{"expandFirst", " +0001"}, {"version", "7"}, {"helplist", list}}));
+    int calls = 0;
+    ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
+        [&](bool expand, const std::optional<QString>& version,
+            const std::optional<ZQHelpInfoDataList>& entries, const std::optional<QString>& error) {
+            ++calls;
+            QVERIFY(expand);
+            QCOMPARE(version, std::optional<QString>("7"));
+            QCOMPARE(error, std::nullopt);
+            QCOMPARE(idsOf(*entries), (QStringList{"1", "3"}));
+        });
+    QCOMPARE(calls, 1);
+}
+
+void TestHelpList::localReadOfBrokenCache_data() {
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("empty file") << QByteArray();
+    QTest::newRow("not a property list") << QByteArray("{\"version\": 3}");
+    QTest::newRow("truncated")
+        << platform::Plist::serialize(QVariantMap{{"version", "3"}}).left(60);
+    QTest::newRow("array root") << platform::Plist::serialize(QVariantList{"a"});
+}
+
+void TestHelpList::localReadOfBrokenCache() {
+    QFETCH(QByteArray, content);
+    QVERIFY(writeFile(cacheFile(), content));
+    std::optional<QString> error;
+    ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
+        [&](bool, const auto&, const auto&, const std::optional<QString>& e) { error = e; });
+    QCOMPARE(error, std::optional<QString>("no data"));
+    QCOMPARE(readFile(cacheFile()), content);
+}
+
+void TestHelpList::cacheReplacementClearsPictures() {
+    QVERIFY(writeFile(cacheFolder() + "/helpinfo_1.png", "old picture"));
+    QVERIFY(writeFile(cacheFolder() + "/nested/deeper/file", "old"));
+    QVERIFY(writeFile(cacheFolder() + "/.hidden", "old"));
+    ZQHelpListInfoDataManager::writeHelpInfoToPlistFileWithExpandValue(
+        QVariantMap{{"version", 2}, {"expandFirst", true}}, QVariantList{});
+    QVERIFY(QFileInfo::exists(cacheFolder() + "/helpinfo_1.png"));  // empty list: nothing
+    ZQHelpListInfoDataManager::writeHelpInfoToPlistFileWithExpandValue(
+        std::nullopt, QVariantList{QVariantMap{{"id", "1"}}});
+    QVERIFY(QFileInfo::exists(cacheFolder() + "/helpinfo_1.png"));  // no answer: nothing
+
+    ZQHelpListInfoDataManager::writeHelpInfoToPlistFileWithExpandValue(
+        QVariantMap{{"version", 2}, {"expandFirst", true}, {"other", 1}},
+        QVariantList{QVariantMap{{"id", "1"}}});
+    QCOMPARE(QDir(cacheFolder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+             QStringList{"helpInfo.plist"});
+    QCOMPARE(*platform::Plist::readDictionary(cacheFile()),
+             (QVariantMap{{"version", "2"},
+                          {"expandFirst", "1"},
+                          {"helplist", QVariantList{QVariantMap{{"id", "1"}}}}}));
+}
+
+void TestHelpList::cacheFolderThatIsAFileIsKept() {
+    QVERIFY(writeFile(cacheFolder(), "a file where the folder should be"));
+    QList<Outcome> calls;
+    request(Kind::Plain, std::nullopt, nullptr, &calls);
+    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+    // The list still arrives; the write fails silently; nothing is lost.
+    QCOMPARE(calls[0].error, std::nullopt);
+    QCOMPARE(calls[0].list->size(), servedEntryCount());
+    QCOMPARE(readFile(cacheFolder()), QByteArray("a file where the folder should be"));
+}
+
+void TestHelpList::numericIdAndTypeComeBackAsText() {
+    QVERIFY(_service.setHelpList(
+        {{"version", 12},
+         {"helplist", QJsonArray{entry(12, 2, "{base}/static/help/helpinfo_2.png")}}}));
+    QList<Outcome> calls;
+    request(Kind::Wall, std::nullopt, nullptr, &calls);
+    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+    ZQHelpInfoDataList local;
+    ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
+        [&](bool, const std::optional<QString>& version,
+            const std::optional<ZQHelpInfoDataList>& list, const auto&) {
+            QCOMPARE(version, std::optional<QString>("12"));
+            local = list.value_or(ZQHelpInfoDataList{});
+        });
+    QCOMPARE(local.size(), 1);
+    QCOMPARE(local[0].helpId, QString("12"));
+    QCOMPARE(local[0].dataType, qint64(2));
+    QCOMPARE(local[0], calls[0].list->at(0));
+    const QVariantMap stored =
+        platform::Plist::readDictionary(cacheFile())->value("helplist").toList()[0].toMap();
+    QCOMPARE(stored.value("id").metaType().id(), QMetaType::QString);
+    QCOMPARE(stored.value("type"), QVariant("2"));
+}
+
+// --- pictures ---------------------------------------------------------------
+
+void TestHelpList::percentEncoding_data() {
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<QByteArray>("encoded");
+    QTest::newRow("plain") << "http://h:1/a/b.png?x=1&y=2"
+                           << QByteArray("http://h:1/a/b.png?x=1&y=2");
+    QTest::newRow("space") << "http://h/a b.png" << QByteArray("http://h/a%20b.png");
+    QTest::newRow("percent again") << "http://h/a%20b.png" << QByteArray("http://h/a%2520b.png");
+    QTest::newRow("hash") << "http://h/a#b" << QByteArray("http://h/a%23b");
+    QTest::newRow("chinese") << QString::fromUtf8("http://h/图.png")
+                             << QByteArray("http://h/%E5%9B%BE.png");
+    QTest::newRow("kept marks") << "!$&'()*+,-./:;=?@_~" << QByteArray("!$&'()*+,-./:;=?@_~");
+    QTest::newRow("escaped marks")
+        << "\"<>[]\\^`{|}" << QByteArray("%22%3C%3E%5B%5D%5C%5E%60%7B%7C%7D");
+}
+
+void TestHelpList::percentEncoding() {
+    QFETCH(QString, address);
+    QFETCH(QByteArray, encoded);
+    QCOMPARE(ZQHelpListInfoDataManager::percentEncodedPictureAddress(address), encoded);
+}
+
+void TestHelpList::downloadImage() {
+    const qint64 mark = _service.mark();
+    int calls = 0;
+    ZQHelpListInfoDataManager::downloadImageWithUrl(
+        _service.url("/static/help/helpinfo_2.png"), nullptr,
+        [&](const std::optional<QString>& error, const QByteArray& data, const QImage& image) {
+            ++calls;
+            QCOMPARE(error, std::nullopt);
+            QCOMPARE(data, readFile(ZQ_SOURCE_DIR "/resources/help/helpinfo_2.png"));
+            QCOMPARE(image.size(), QSize(540, 460));
+            QVERIFY(helptest::onMainThread());
+        });
+    QTRY_COMPARE_WITH_TIMEOUT(calls, 1, kWaitMs);
+    const QJsonArray entries = _service.journal(mark);
+    QCOMPARE(entries.size(), 1);
+    QCOMPARE(entries[0].toObject().value("method").toString(), QString("GET"));
+}
+
+void TestHelpList::downloadImageAnswers_data() {
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<QVariantMap>("options");
+    QTest::addColumn<bool>("transportError");
+    QTest::addColumn<bool>("decoded");
+    QTest::newRow("not found page") << "answer"
+                                    << QVariantMap{{"status", 404},
+                                                   {"body", "<html>not here</html>"},
+                                                   {"content_type", "text/html"}}
+                                    << false << false;
+    QTest::newRow("empty") << "empty" << QVariantMap{} << false << false;
+    QTest::newRow("closed") << "close" << QVariantMap{} << true << false;
+    QTest::newRow("picture with status 500")
+        << "answer"
+        << QVariantMap{{"status", 500},
+                       {"body_base64", QString::fromLatin1(pngBytes(4, 3).toBase64())},
+                       {"content_type", "image/png"}}
+        << false << true;
+}
+
+void TestHelpList::downloadImageAnswers() {
+    QFETCH(QString, fault);
+    QFETCH(QVariantMap, options);
+    QFETCH(bool, transportError);
+    QFETCH(bool, decoded);
+    QVERIFY(_service.setFault("/static/help/helpinfo_3.png", fault, options));
+    QList<std::tuple<std::optional<QString>, QByteArray, QImage>> calls;
+    ZQHelpListInfoDataManager::downloadImageWithUrl(
+        _service.url("/static/help/helpinfo_3.png"), nullptr,
+        [&](const std::optional<QString>& error, const QByteArray& data, const QImage& image) {
+            calls.append({error, data, image});
+        });
+    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+    settle();
+    QCOMPARE(calls.size(), 1);
+    const auto& [error, data, image] = calls[0];
+    QCOMPARE(error.has_value(), transportError);
+    if (transportError) {
+        QVERIFY(!error->isEmpty());
+        QVERIFY(data.isNull());
+    }
+    QCOMPARE(!image.isNull(), decoded);
+}
+
+void TestHelpList::pictureSuffixForData_data() {
+    QTest::addColumn<QByteArray>("data");
+    QTest::addColumn<QString>("suffix");
+    QTest::newRow("png") << QByteArray("\x89PNG") << ".png";
+    QTest::newRow("gif") << QByteArray("GIF89a") << ".gif";
+    QTest::newRow("jpeg") << QByteArray("\xFF\xD8\xFF") << ".jpg";
+    QTest::newRow("bmp") << QByteArray("BM") << "";
+    QTest::newRow("empty") << QByteArray() << "";
+}
+
+void TestHelpList::pictureSuffixForData() {
+    QFETCH(QByteArray, data);
+    QFETCH(QString, suffix);
+    QCOMPARE(ZQHelpListInfoDataManager::pictureSuffixForData(data).value_or(QString()), suffix);
+}
+
+void TestHelpList::pictureCacheStoresByContentType() {
+    // An address ending in ".jpg" whose bytes are PNG: stored under ".png",
+    // looked up under ".jpg", so it is fetched again each time it is shown.
+    QVERIFY(QDir().mkpath(cacheFolder()));
+    const QByteArray png = pngBytes(6, 5);
+    QVERIFY(_service.setFault(
+        "/static/help/mislabelled.jpg", "answer",
+        {{"body_base64", QString::fromLatin1(png.toBase64())}, {"content_type", "image/png"}}));
+    ZQHelpInfoDataModel model(QVariantMap{
+        {"id", "31"}, {"type", 2}, {"image", _service.url("/static/help/mislabelled.jpg")}});
+    QCOMPARE(model.imageSuffix, std::optional<QString>(".jpg"));
+    const qint64 mark = _service.mark();
+    QList<QImage> shown;
+    ZQHelpListInfoDataManager::loadPictureForEntry(model, nullptr,
+                                                   [&](const QImage& image) { shown << image; });
+    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, kWaitMs);
+    QCOMPARE(shown[0].size(), QSize(6, 5));
+    QTRY_COMPARE_WITH_TIMEOUT(readFile(cacheFolder() + "/helpinfo_31.png"), png, kWaitMs);
+    QVERIFY(!QFileInfo::exists(cacheFolder() + "/helpinfo_31.jpg"));
+    ZQHelpListInfoDataManager::loadPictureForEntry(model, nullptr,
+                                                   [&](const QImage& image) { shown << image; });
+    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 2, kWaitMs);
+    QCOMPARE(_service.journal(mark).size(), 2);
+}
+
+void TestHelpList::cachedPictureIsNotDownloaded() {
+    const QByteArray png = pngBytes(3, 2);
+    QVERIFY(writeFile(cacheFolder() + "/helpinfo_5.png", png));
+    ZQHelpInfoDataModel model(QVariantMap{
+        {"id", 5}, {"type", 2}, {"image", _service.url("/static/help/helpinfo_1.png")}});
+    const qint64 mark = _service.mark();
+    QList<QImage> shown;
+    ZQHelpListInfoDataManager::loadPictureForEntry(model, nullptr,
+                                                   [&](const QImage& image) { shown << image; });
+    QCOMPARE(shown.size(), 1);  // at once, from the cache
+    QCOMPARE(shown[0].size(), QSize(3, 2));
+    settle();
+    QCOMPARE(_service.journal(mark).size(), 0);
+}
+
+void TestHelpList::pictureIsNotStoredWithoutCacheFolder() {
+    ZQHelpInfoDataModel model(QVariantMap{
+        {"id", 6}, {"type", 2}, {"image", _service.url("/static/help/helpinfo_1.png")}});
+    QList<QImage> shown;
+    ZQHelpListInfoDataManager::loadPictureForEntry(model, nullptr,
+                                                   [&](const QImage& image) { shown << image; });
+    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, kWaitMs);
+    settle();
+    // Creating the folder here would stop the seed from ever filling it.
+    QVERIFY(!QFileInfo::exists(cacheFolder()));
+}
+
+// --- the seed ---------------------------------------------------------------
+
+void TestHelpList::seedFillsMissingCache() {
+    ZQHelpListInfoDataManager::checkUserHelpInfoFile();
+    QCOMPARE(readFile(cacheFile()), readFile(":/help/helpInfo.plist"));
+    ZQHelpInfoDataList entries;
+    bool expand = false;
+    std::optional<QString> version;
+    ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
+        [&](bool e, const std::optional<QString>& v, const std::optional<ZQHelpInfoDataList>& list,
+            const std::optional<QString>& error) {
+            QCOMPARE(error, std::nullopt);
+            expand = e;
+            version = v;
+            entries = list.value_or(ZQHelpInfoDataList{});
+        });
+    QVERIFY(expand);
+    QCOMPARE(version, std::optional<QString>("1"));
+    QCOMPARE(entries.size(), 4);
+    QSet<qint64> layouts;
+    for (const ZQHelpInfoDataModel& e : entries) {
+        // Every seed entry is one the service would also accept, and its
+        // picture is found in the cache without a download.
+        QVERIFY2(e.hasRequiredFieldsForLayout(), qPrintable(e.helpId));
+        layouts.insert(e.dataType);
+        const QString picture =
+            ZQHelpListInfoDataManager::pictureCachePath(e.helpId, e.imageSuffix);
+        QVERIFY2(!QImage(picture).isNull(), qPrintable(picture));
+        QVERIFY(QFileInfo(picture).isWritable());
+    }
+    QCOMPARE(layouts, (QSet<qint64>{1, 2, 3}));
+    // The seed is older than the service's list, so the first refresh replaces it.
+    QList<Outcome> calls;
+    request(Kind::Wall, version, nullptr, &calls);
+    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+    QVERIFY(!calls[0].upToDate);
+    QVERIFY(!QFileInfo::exists(cacheFolder() + "/helpinfo_1.png"));
+}
+
+void TestHelpList::seedLeavesExistingCache() {
+    QVERIFY(QDir().mkpath(cacheFolder()));
+    ZQHelpListInfoDataManager::checkUserHelpInfoFile();
+    QCOMPARE(QDir(cacheFolder()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+}
+
+QTEST_GUILESS_MAIN(TestHelpList)
+#include "tst_helplist.moc"
