@@ -1,5 +1,7 @@
 #include "controls/ZQImage.h"
 
+#include "controls/ControlsLog.h"
+
 #include <QFile>
 #include <QHash>
 #include <QIconEngine>
@@ -11,6 +13,8 @@
 #include <QSvgRenderer>
 
 #include <cmath>
+
+Q_LOGGING_CATEGORY(lcControls, "vesko.controls")
 
 struct ZQImage::Data {
     QString name;
@@ -166,6 +170,7 @@ ZQImage ZQImage::named(const QString& name) {
     }
     std::shared_ptr<Data> data = loadData(QStringLiteral(":/images/") + base, base);
     if (!data) {
+        qCWarning(lcControls) << "no image named" << base;
         return {};
     }
     cache.insert(base, data);
@@ -177,6 +182,9 @@ ZQImage ZQImage::named(const QString& name) {
 ZQImage ZQImage::fromFile(const QString& path) {
     ZQImage image;
     image.d_ = loadData(path, QString());
+    if (!image.d_) {
+        qCWarning(lcControls) << "cannot read an image from" << path;
+    }
     return image;
 }
 
