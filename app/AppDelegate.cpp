@@ -273,6 +273,8 @@ void AppDelegate::loadXibName(const QString& pageName) {
     if (pageName == kAbout) {
         centerOnScreen(window);
         controller->showWindow();
+        // A window shown for the first time may have gained a frame.
+        centerOnScreen(window);
         activateWindow(window);
     } else if (pageName == kDebugMode) {
         controller->showDebugModeEnabled();

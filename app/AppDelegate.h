@@ -87,6 +87,9 @@ public:
     platform::DistributedNotificationCenter* notificationCenter() const { return nc; }
     // Whether any window of the application is visible.
     static bool hasVisibleWindow();
+    // Whether a closed or hidden window is still to be looked at (it ends the
+    // process if it was the last one).
+    bool lastWindowCheckPending() const { return m_checkPending; }
 
 signals:
     // The process should end with this status (main() quits the event loop).

@@ -1,0 +1,233 @@
+#include "app/AppDelegate.h"
+#include "app/ZQAssistConfig.h"
+#include "pages/ZQUpdateDetail.h"
+#include "platform/DistributedNotificationCenter.h"
+#include "platform/Plist.h"
+#include "platform/Translations.h"
+#include "platform/Workspace.h"
+#include "tests/support/RefService.h"
+
+#include <QApplication>
+#include <QDBusConnection>
+#include <QScopeGuard>
+#include <QTcpServer>
+#include <QWebEnginePage>
+#include <QtTest>
+
+using platform::DistributedNotificationCenter;
+
+namespace {
+
+const QString kLoad = QStringLiteral("kVeskoNotifyLoadXibInZQAssistPanel");
+const QString kName = QStringLiteral("kVeskoPreferencesXibName");
+constexpr int kWebTimeout = 60000;
+
+QString choicePath() {
+    return qEnvironmentVariable("VESKO_INSTALL_ROOT") +
+           QStringLiteral("/Contents/updateInfo.plist");
+}
+
+bool staysOnTop(QWidget* window) {
+    return window->windowFlags().testFlag(Qt::WindowStaysOnTopHint);
+}
+
+}  // namespace
+
+class TestUpdateDetailWindow : public QObject {
+    Q_OBJECT
+public:
+    TestUpdateDetailWindow()
+        : m_posterBus(QDBusConnection::connectToBus(QDBusConnection::SessionBus,
+                                                    QStringLiteral("zq-test-poster"))) {}
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void showsChangeLogAndPackageLayout();
+    void showsOfflinePageWhenChangeLogFails_data();
+    void showsOfflinePageWhenChangeLogFails();
+    void levelFollowsTheWindow();
+    void clickWritesChoiceAndCloses();
+    void delegateCopiesPayloadBeforePageRereads();
+    void firstOpenedByNotificationShowsSetUpTexts();
+
+private:
+    std::unique_ptr<AppDelegate> startDelegate(const QStringList& arguments);
+
+    QDBusConnection m_posterBus;
+    zq::test::RefService m_service;
+    std::unique_ptr<DistributedNotificationCenter> m_center;
+    std::unique_ptr<DistributedNotificationCenter> m_poster;
+    std::unique_ptr<ZQAssistConfig> m_config;
+    zq::app::PageRegistry m_registry;
+};
+
+void TestUpdateDetailWindow::initTestCase() {
+    QVERIFY(QDBusConnection::sessionBus().isConnected());
+    QVERIFY(platform::installTranslations(qApp));
+    QVERIFY(platform::Plist::writeFile(
+        qEnvironmentVariable("VESKO_INSTALL_ROOT") + QStringLiteral("/Contents/Info.plist"),
+        QVariantMap{{QStringLiteral("CFBundleFullVersion"), QStringLiteral("6.9.2")}}));
+    QVERIFY2(m_service.start(), qPrintable(m_service.errorString()));
+    m_poster = std::make_unique<DistributedNotificationCenter>(m_posterBus);
+    platform::Workspace::setUrlOpener([](const QUrl&) { return true; });
+}
+
+void TestUpdateDetailWindow::init() {
+    m_center = std::make_unique<DistributedNotificationCenter>(QDBusConnection::sessionBus());
+    m_config = std::make_unique<ZQAssistConfig>();
+    m_registry = zq::app::PageRegistry();
+    m_registry.add(QStringLiteral("ZQUpdateDetail"), [this] {
+        return std::make_unique<ZQUpdateDetail>(m_config.get(), m_center.get());
+    });
+    m_service.clearFaults();
+    QFile::remove(choicePath());
+}
+
+void TestUpdateDetailWindow::cleanup() {
+    m_center.reset();
+    m_config.reset();
+}
+
+std::unique_ptr<AppDelegate> TestUpdateDetailWindow::startDelegate(const QStringList& arguments) {
+    AppDelegate::Dependencies deps;
+    deps.notificationCenter = m_center.get();
+    deps.config = m_config.get();
+    deps.registry = &m_registry;
+    deps.serveApplicationInterface = false;
+    auto delegate = std::make_unique<AppDelegate>(
+        QStringList{QStringLiteral("ZQAssistPanel")} + arguments, deps);
+    delegate->applicationDidFinishLaunching();
+    return delegate;
+}
+
+void TestUpdateDetailWindow::showsChangeLogAndPackageLayout() {
+    m_config->setObject(QStringLiteral("UpdateByPkg"), QStringLiteral("UpdateMode"));
+    m_config->setObject(QStringLiteral("7.0.1"), QStringLiteral("UpdateVersion"));
+    ZQUpdateDetail page(m_config.get(), m_center.get());
+    page.showWindow();
+    QWidget* window = page.window();
+    QVERIFY(window->isVisible());
+    QVERIFY(staysOnTop(window));
+    QCOMPARE(window->windowTitle(), QStringLiteral("Vesko输入法更新"));
+    QCOMPARE(page.sloganString()->text(), QStringLiteral("Vesko输入法 最新版本 7.0.1"));
+    QCOMPARE(page.localVerString()->text(), QStringLiteral("您现在的Vesko输入法版本：6.9.2"));
+    QVERIFY(page.updateBtn()->isVisible());
+    QVERIFY(page.ignoreThisBtn()->isVisible());
+    QVERIFY(page.promptLaterBtn()->isVisible());
+    QVERIFY(!page.okBtn()->isVisible());
+
+    QTRY_COMPARE_WITH_TIMEOUT(page.webView()->title(), QStringLiteral("更新日志"), kWebTimeout);
+    QVERIFY(!page.model()->showsOfflinePage());
+    QCOMPARE(page.webView()->url(),
+             QUrl(m_service.url(QStringLiteral("/mac/proxy/?f=embeddedchangelog"))));
+    QVERIFY(!m_service.entries(QStringLiteral("/mac/proxy/")).isEmpty());
+}
+
+void TestUpdateDetailWindow::showsOfflinePageWhenChangeLogFails_data() {
+    QTest::addColumn<bool>("refused");
+    QTest::newRow("connection dropped without an answer") << false;
+    QTest::newRow("nothing listening") << true;
+}
+
+void TestUpdateDetailWindow::showsOfflinePageWhenChangeLogFails() {
+    QFETCH(bool, refused);
+    if (refused) {
+        QTcpServer probe;
+        QVERIFY(probe.listen(QHostAddress::LocalHost));
+        const quint16 port = probe.serverPort();
+        probe.close();
+        m_service.setConfigValue(QStringLiteral("Web/Host"),
+                                 QStringLiteral("http://127.0.0.1:%1").arg(port));
+    } else {
+        QVERIFY(m_service.setFault(QStringLiteral("/mac/proxy/"), QStringLiteral("drop")));
+    }
+    auto restoreHost = qScopeGuard(
+        [this] { m_service.setConfigValue(QStringLiteral("Web/Host"), m_service.baseUrl()); });
+    m_config->setObject(QStringLiteral("Silent"), QStringLiteral("UpdateMode"));
+    ZQUpdateDetail page(m_config.get(), m_center.get());
+    page.showWindow();
+    QCOMPARE(page.sloganString()->text(), QStringLiteral("Vesko输入法 已升级至 6.9.2"));
+    QVERIFY(page.okBtn()->isVisible());
+    QVERIFY(!page.updateBtn()->isVisible());
+    QVERIFY(!page.localVerString()->isVisible());
+
+    QTRY_VERIFY_WITH_TIMEOUT(page.model()->showsOfflinePage(), kWebTimeout);
+    QTRY_COMPARE_WITH_TIMEOUT(page.webView()->title(), QStringLiteral("更新内容"), kWebTimeout);
+    QCOMPARE(page.webView()->url(), ZQUpdateDetailModel::offlinePageUrl());
+    QCOMPARE(page.webView()->page()->backgroundColor(), QColor(Qt::transparent));
+}
+
+void TestUpdateDetailWindow::levelFollowsTheWindow() {
+    m_config->setObject(QStringLiteral("UpdateByPkg"), QStringLiteral("UpdateMode"));
+    ZQUpdateDetail page(m_config.get(), m_center.get());
+    page.showWindow();
+    QWidget* window = page.window();
+    QVERIFY(staysOnTop(window));
+
+    QVERIFY(window->close());
+    QCOMPARE(page.model()->windowLevel(), ZQUpdateDetailModel::kNormalWindowLevel);
+    QTRY_VERIFY(!staysOnTop(window));
+    QVERIFY(!window->isVisible());
+
+    // Shown again for a new request: in front again, and visible.
+    page.showWindow();
+    m_config->setObject(QStringLiteral("Silent"), QStringLiteral("UpdateMode"));
+    m_config->setObject(QStringLiteral("7.0.2"), QStringLiteral("UpdateVersion"));
+    QVERIFY(m_poster->post(kLoad, {{kName, QStringLiteral("ZQUpdateDetail")}}));
+    QTRY_COMPARE(page.sloganString()->text(), QStringLiteral("Vesko输入法 已经升至7.0.2"));
+    QVERIFY(staysOnTop(window));
+    QVERIFY(window->isVisible());
+    QVERIFY(page.okBtn()->isVisible());
+}
+
+void TestUpdateDetailWindow::clickWritesChoiceAndCloses() {
+    m_config->setObject(QStringLiteral("UpdateByPkg"), QStringLiteral("UpdateMode"));
+    QVERIFY(platform::Plist::writeFile(choicePath(), QVariantMap{{"remoteVersion", "7.0.1"}}));
+    ZQUpdateDetail page(m_config.get(), m_center.get());
+    page.showWindow();
+    QVERIFY(QTest::qWaitForWindowExposed(page.window()));
+    QTest::mouseClick(page.promptLaterBtn(), Qt::LeftButton);
+    QTRY_VERIFY(!page.window()->isVisible());
+    const auto onDisk = platform::Plist::readDictionary(choicePath());
+    QVERIFY(onDisk);
+    QCOMPARE(*onDisk, (QVariantMap{{"remoteVersion", "7.0.1"}, {"notifyType", "promptLater"}}));
+}
+
+void TestUpdateDetailWindow::delegateCopiesPayloadBeforePageRereads() {
+    auto delegate = startDelegate({QStringLiteral("-ZQUpdateDetail"), QStringLiteral("-/p.pkg"),
+                                   QStringLiteral("-UpdateByPkg"), QStringLiteral("-2.0")});
+    auto* page = static_cast<ZQUpdateDetail*>(delegate->controllerForPage("ZQUpdateDetail"));
+    QVERIFY(page);
+    QCOMPARE(page->sloganString()->text(), QStringLiteral("Vesko输入法 最新版本 2.0"));
+    QVERIFY(m_poster->post(kLoad, {{kName, QStringLiteral("ZQUpdateDetail")},
+                                   {QStringLiteral("UpdateMode"), QStringLiteral("Silent")},
+                                   {QStringLiteral("UpdateVersion"), QStringLiteral("3.0")}}));
+    QTRY_COMPARE(page->sloganString()->text(), QStringLiteral("Vesko输入法 已经升至3.0"));
+    QCOMPARE(page->model()->mode(), QStringLiteral("Silent"));
+    QVERIFY(page->okBtn()->isVisible());
+    QCOMPARE(delegate->controllerForPage("ZQUpdateDetail"), page);
+}
+
+void TestUpdateDetailWindow::firstOpenedByNotificationShowsSetUpTexts() {
+    auto delegate = startDelegate({});
+    QVERIFY(m_poster->post(kLoad, {{kName, QStringLiteral("ZQUpdateDetail")},
+                                   {QStringLiteral("UpdateMode"), QStringLiteral("UpdateByPkg")},
+                                   {QStringLiteral("UpdateVersion"), QStringLiteral("2.5")}}));
+    QTRY_VERIFY(delegate->controllerForPage("ZQUpdateDetail"));
+    auto* page = static_cast<ZQUpdateDetail*>(delegate->controllerForPage("ZQUpdateDetail"));
+    QVERIFY(page->window()->isVisible());
+    // The notification that created the page is not also a re-arrangement.
+    QCOMPARE(page->sloganString()->text(), QStringLiteral("Vesko输入法 最新版本 2.5"));
+}
+
+int main(int argc, char* argv[]) {
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    QApplication app(argc, argv);
+    TestUpdateDetailWindow test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_updatedetailwindow.moc"
