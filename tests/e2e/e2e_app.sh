@@ -1,0 +1,174 @@
+#!/usr/bin/env bash
+# End-to-end test of the installed application, run from outside the process.
+#   e2e_app.sh <install prefix> <zq-xclose>
+# Runs under a private session bus and X server (tests/isolate.sh --dbus --x11).
+# Windows are found by their titles with xwininfo, their level with xprop,
+# and closed the way a window manager's close button closes them
+# (WM_DELETE_WINDOW, sent by zq-xclose). Every wait is a poll with a bound.
+set -euo pipefail
+
+stage=$1
+xclose=$2
+app="$stage/Contents/ZQAssistPanel.app/Contents/MacOS/ZQAssistPanel"
+title="Vesko输入法更新"
+bus_name=com.vesko.ZQAssistPanel
+object_path=/com/vesko/ZQAssistPanel
+
+export VESKO_INSTALL_ROOT="$stage"
+export QT_QPA_PLATFORM=xcb
+unset VESKO_RESOURCES
+
+fail() {
+    echo "FAIL: $*" >&2
+    exit 1
+}
+step() { echo "--- $*"; }
+
+# The change log cannot be reached: a loopback port that nothing listens on.
+port=$(python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+config="$ZQ_TEST_ROOT/e2e.ini"
+printf '[Web]\nHost=http://127.0.0.1:%s\n' "$port" > "$config"
+export VESKO_CONFIG="$config"
+
+[[ -x $app ]] || fail "the application is not installed at $app"
+[[ -f $stage/Contents/Info.plist ]] || fail "Contents/Info.plist is not installed"
+[[ -f $stage/Contents/ZQAssistPanel.app/Contents/Resources/pages/offline.html ]] ||
+    fail "the offline page is not installed"
+grep -q '^DBusActivatable=true$' "$stage/share/applications/com.vesko.ZQAssistPanel.desktop" ||
+    fail "the desktop entry is not D-Bus activatable"
+
+# Ids of the top-level windows titled $1.
+windows_titled() {
+    xwininfo -root -tree 2>/dev/null | awk -v t="\"$1\":" '$2 == t { print $1 }'
+}
+count_windows() { windows_titled "$1" | wc -l; }
+
+# wait_windows TITLE COUNT: until exactly COUNT windows have the title (20 s at most).
+wait_windows() {
+    local i
+    for ((i = 0; i < 200; i++)); do
+        [[ $(count_windows "$1") -eq $2 ]] && return 0
+        sleep 0.1
+    done
+    fail "expected $2 window(s) titled '$1', found $(count_windows "$1")"
+}
+
+# wait_exit PID: the process ends (20 s at most); its status goes to $exit_status.
+exit_status=
+wait_exit() {
+    local i
+    for ((i = 0; i < 200; i++)); do
+        if ! kill -0 "$1" 2>/dev/null; then
+            exit_status=0
+            wait "$1" || exit_status=$?
+            return 0
+        fi
+        sleep 0.1
+    done
+    kill "$1" 2>/dev/null || true
+    fail "process $1 did not end"
+}
+
+above() {
+    xprop -id "$1" _NET_WM_STATE | grep -q _NET_WM_STATE_ABOVE
+}
+
+post() {
+    gdbus emit --session --object-path /com/vesko/DistributedNotification \
+        --signal com.vesko.DistributedNotification.Post \
+        "'kVeskoNotifyLoadXibInZQAssistPanel'" "$1" > /dev/null
+}
+
+# A round trip to the application's main thread: when it returns, every
+# notification posted before has been handled.
+sync_app() {
+    gdbus call --session --dest "$bus_name" --object-path "$object_path" \
+        --method org.freedesktop.Application.Open "[]" "{}" > /dev/null
+}
+
+pkg="$ZQ_TEST_ROOT/Downloads/VeskoInput-2.1.0.pkg"
+mkdir -p "$(dirname "$pkg")"
+: > "$pkg"
+
+step "no page, unknown pages and bad arguments end the process at once with status 0"
+for args in "" "-zqabout" "--ZQUpdateDetail" "-" "-ZQPreferences -1"; do
+    status=0
+    # shellcheck disable=SC2086
+    timeout 20 "$app" $args 2>/dev/null || status=$?
+    [[ $status -eq 0 ]] || fail "'$args' ended with status $status"
+done
+status=0
+timeout 20 "$app" "$(printf '\377\376ZQAbout')" 2>/dev/null || status=$?
+[[ $status -eq 0 ]] || fail "a non-UTF-8 page name ended with status $status"
+status=0
+timeout 20 "$app" "" 2>/dev/null || status=$?
+[[ $status -eq 0 ]] || fail "an empty argument ended with status $status"
+[[ $(count_windows "$title") -eq 0 ]] || fail "a window was left behind"
+
+step "a page opened by launch arguments"
+"$app" -ZQUpdateDetail "-$pkg" -UpdateByPkg -2.1.0 2> "$ZQ_TEST_ROOT/app1.log" &
+pid=$!
+wait_windows "$title" 1
+window=$(windows_titled "$title")
+above "$window" || fail "the update detail window is not kept above normal windows"
+gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus \
+    --method org.freedesktop.DBus.NameHasOwner "$bus_name" | grep -q true ||
+    fail "the application does not own $bus_name"
+
+step "load notifications for no page and for another application's page change nothing"
+post "{'kVeskoPreferencesXibName': <'ZQPreferences'>}"
+post "{'UpdateMode': <'Silent'>}"
+post "{'kVeskoPreferencesXibName': <int64 3>}"
+sync_app
+kill -0 "$pid" 2>/dev/null || fail "the application ended on a notification for no page"
+[[ $(count_windows "$title") -eq 1 ]] || fail "a notification for no page opened a window"
+
+step "a load notification for the open page re-uses its window"
+post "{'kVeskoPreferencesXibName': <'ZQUpdateDetail'>, 'UpdateMode': <'Silent'>, 'UpdateVersion': <'2.2.0'>}"
+sync_app
+wait_windows "$title" 1
+[[ $(windows_titled "$title") == "$window" ]] || fail "the page got a second window"
+above "$window" || fail "the re-arranged window is not above normal windows"
+
+step "closing the last window ends the process"
+"$xclose" "$title" > /dev/null || fail "no window to close"
+wait_exit "$pid"
+[[ $exit_status -eq 0 ]] || fail "the application ended with status $exit_status"
+[[ $(count_windows "$title") -eq 0 ]] || fail "the window outlived the process"
+
+step "a page opened by a load notification (gdbus emit)"
+"$app" --gapplication-service 2> "$ZQ_TEST_ROOT/app2.log" &
+pid=$!
+for ((i = 0; i < 200; i++)); do
+    gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus \
+        --method org.freedesktop.DBus.NameHasOwner "$bus_name" | grep -q true && break
+    sleep 0.1
+done
+[[ $(count_windows "$title") -eq 0 ]] || fail "a window opened before any request"
+post "{'kVeskoPreferencesXibName': <'ZQUpdateDetail'>, 'UpdatePkgPath': <'$pkg'>, 'UpdateMode': <'UpdateByPkg'>, 'UpdateVersion': <'2.1.0'>}"
+wait_windows "$title" 1
+above "$(windows_titled "$title")" || fail "the window is not above normal windows"
+"$xclose" "$title" > /dev/null || fail "no window to close"
+wait_exit "$pid"
+[[ $exit_status -eq 0 ]] || fail "the application ended with status $exit_status"
+
+step "D-Bus activation of the installed service by 'gapplication action'"
+XDG_DATA_DIRS="$stage/share:${XDG_DATA_DIRS:-/usr/local/share:/usr/share}" \
+    dbus-run-session -- bash -c '
+        set -euo pipefail
+        gapplication action com.vesko.ZQAssistPanel ZQUpdateDetail
+        for ((i = 0; i < 200; i++)); do
+            [[ $(xwininfo -root -tree | awk -v t="\"$1\":" "\$2 == t" | wc -l) -eq 1 ]] && break
+            sleep 0.1
+        done
+        [[ $i -lt 200 ]] || { echo "FAIL: no window after activation" >&2; exit 1; }
+        "$2" "$1" > /dev/null
+        for ((i = 0; i < 200; i++)); do
+            gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus \
+                --method org.freedesktop.DBus.NameHasOwner com.vesko.ZQAssistPanel | grep -q false && break
+            sleep 0.1
+        done
+        [[ $i -lt 200 ]] || { echo "FAIL: the activated application did not end" >&2; exit 1; }
+    ' _ "$title" "$xclose" || fail "D-Bus activation"
+
+echo "e2e_app: every step passed"
