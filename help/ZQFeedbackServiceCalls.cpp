@@ -18,12 +18,16 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 
+#include <atomic>
+
 using namespace zq::help;
 using namespace zq::help::detail;
 
 namespace {
 
 constexpr int kUploadTimeoutMs = 20000;
+
+std::atomic<int> pendingUploads{0};
 
 QString boundary() {
     return QString::fromLatin1(ZQHelpListInfoDataManager::kMultipartBoundary);
@@ -229,15 +233,21 @@ bool ZQHelpListInfoDataManager::uploadFeedbackFileWithPath(const QString& path,
     request.setRawHeader("Content-Length", QByteArray::number(body.size()));
     request.setRawHeader("Accept-Encoding", "gzip ,deflate");
     // Fire and forget: the answer is not examined.
+    ++pendingUploads;
     send(request, "POST", body, nullptr, [](QNetworkReply* reply) {
         if (reply->error() != QNetworkReply::NoError) {
             qCDebug(lcHelp) << "feedback upload:" << reply->errorString();
         }
+        --pendingUploads;
     });
     if (complete) {
         complete(std::nullopt, true);
     }
     return true;
+}
+
+int ZQHelpListInfoDataManager::pendingUploadCount() {
+    return pendingUploads.load();
 }
 
 void ZQHelpListInfoDataManager::submitUserFeedbackInfoWithReason(
@@ -278,27 +288,28 @@ void ZQHelpListInfoDataManager::submitUserEvaluationWithContactInfo(
 }
 
 void ZQHelpListInfoDataManager::getScoringOverviewData(QObject* context,
-                                                       const OverviewCompletion& complete) {
+                                                       const OverviewCompletion& complete,
+                                                       const std::function<void()>& finished) {
     VeskoNetworking::sendPostRequestByEW(
         scoringOverviewAddress(), QVariantMap(), QByteArray(),
-        [complete](const QByteArray& data, const zq::net::OptionalResponse&,
-                   const zq::net::OptionalError& error) {
-            if (!complete) {
-                return;
+        [complete, finished](const QByteArray& data, const zq::net::OptionalResponse&,
+                             const zq::net::OptionalError& error) {
+            if (complete) {
+                if (error) {
+                    complete(error, false, QVariant());
+                } else {
+                    const std::optional<QVariantMap> answer = answerDictionary(data);
+                    const QVariant overview =
+                        answer ? answer->value(QStringLiteral("data")) : QVariant();
+                    // Anything but an error or a success gets no completion.
+                    if (answer && codeIsZero(*answer) && !isEmptyValue(overview)) {
+                        complete(std::nullopt, true, overview);
+                    }
+                }
             }
-            if (error) {
-                complete(error, false, QVariant());
-                return;
+            if (finished) {
+                finished();
             }
-            const std::optional<QVariantMap> answer = answerDictionary(data);
-            if (!answer || !codeIsZero(*answer)) {
-                return;  // neither an error nor a success: no completion
-            }
-            const QVariant overview = answer->value(QStringLiteral("data"));
-            if (isEmptyValue(overview)) {
-                return;
-            }
-            complete(std::nullopt, true, overview);
         },
         context);
 }

@@ -173,6 +173,9 @@ public:
     // the request was started, otherwise ("哎呀网络有问题，请重新提交~",
     // false); returns the same flag.
     static bool uploadFeedbackFileWithPath(const QString& path, const UploadCompletion& complete);
+    // Uploads started by uploadFeedbackFileWithPath whose requests have not
+    // ended yet (so that a short-lived process can let them finish).
+    static int pendingUploadCount();
 
     // The old-style report to the pingback host ("/lost.gif"), through the
     // encrypted wall. Completion: (the error when the status is not 200,
@@ -192,7 +195,10 @@ public:
     // Fetches the score overview through the encrypted wall. Completion:
     // (error, false, null) on an error; (none, true, "data") for an answer
     // whose "code" is 0 and whose "data" is not empty; no call otherwise.
-    static void getScoringOverviewData(QObject* context, const OverviewCompletion& complete);
+    // `finished`, when given, runs once after the answer has been handled,
+    // whether the completion was called or not.
+    static void getScoringOverviewData(QObject* context, const OverviewCompletion& complete,
+                                       const std::function<void()>& finished = {});
 
     // --- addresses ----------------------------------------------------------
 
