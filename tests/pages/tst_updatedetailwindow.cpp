@@ -119,6 +119,7 @@ void TestUpdateDetailWindow::showsChangeLogAndPackageLayout() {
     QVERIFY(page.promptLaterBtn()->isVisible());
     QVERIFY(!page.okBtn()->isVisible());
 
+    QTRY_VERIFY(page.webView());
     QTRY_COMPARE_WITH_TIMEOUT(page.webView()->title(), QStringLiteral("更新日志"), kWebTimeout);
     QVERIFY(!page.model()->showsOfflinePage());
     QCOMPARE(page.webView()->url(),
@@ -154,6 +155,7 @@ void TestUpdateDetailWindow::showsOfflinePageWhenChangeLogFails() {
     QVERIFY(!page.updateBtn()->isVisible());
     QVERIFY(!page.localVerString()->isVisible());
 
+    QTRY_VERIFY(page.webView());
     QTRY_VERIFY_WITH_TIMEOUT(page.model()->showsOfflinePage(), kWebTimeout);
     QTRY_COMPARE_WITH_TIMEOUT(page.webView()->title(), QStringLiteral("更新内容"), kWebTimeout);
     QCOMPARE(page.webView()->url(), ZQUpdateDetailModel::offlinePageUrl());
