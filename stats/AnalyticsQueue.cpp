@@ -72,8 +72,8 @@ private:
 
 }  // namespace
 
-AnalyticsQueue::AnalyticsQueue(const QString& folder)
-    : _folder(folder), _connection(nextConnectionName()) {
+AnalyticsQueue::AnalyticsQueue(const QString& folder, Durability durability)
+    : _folder(folder), _durability(durability), _connection(nextConnectionName()) {
     QDir().mkpath(_folder);
     _open = openDatabase();
     if (!_open && !_error.isEmpty()) {
@@ -107,7 +107,9 @@ bool AnalyticsQueue::openDatabase() {
                 QSqlQuery query(db);
                 const bool ok =
                     query.exec(QStringLiteral("PRAGMA journal_mode=WAL")) &&
-                    query.exec(QStringLiteral("PRAGMA synchronous=FULL")) &&
+                    query.exec(_durability == Durability::Synced
+                                   ? QStringLiteral("PRAGMA synchronous=FULL")
+                                   : QStringLiteral("PRAGMA synchronous=NORMAL")) &&
                     query.exec(QStringLiteral("CREATE TABLE IF NOT EXISTS events("
                                               " seq INTEGER PRIMARY KEY AUTOINCREMENT,"
                                               " id TEXT NOT NULL UNIQUE,"

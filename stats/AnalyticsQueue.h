@@ -36,7 +36,13 @@ public:
     // Opens (creating when needed) the queue in `folder`. A file that is not a
     // database, or is damaged, is moved aside ("events.sqlite.unreadable-<time>")
     // and a new queue is started; nothing is deleted.
-    explicit AnalyticsQueue(const QString& folder);
+    //
+    // `Durability::Synced` (the client's choice) syncs every commit to the
+    // disk. `Durability::ProcessCrash` leaves that to SQLite's checkpoints: a
+    // killed process still loses nothing, a crash of the whole system may lose
+    // the last commits. It exists to measure what the sync costs.
+    enum class Durability { Synced, ProcessCrash };
+    explicit AnalyticsQueue(const QString& folder, Durability durability = Durability::Synced);
     ~AnalyticsQueue();
     AnalyticsQueue(const AnalyticsQueue&) = delete;
     AnalyticsQueue& operator=(const AnalyticsQueue&) = delete;
@@ -80,6 +86,7 @@ private:
     bool changeClaims(const QList<qint64>& seqs, qint64 claimedUntil);
 
     QString _folder;
+    Durability _durability;
     QString _connection;
     QString _error;
     bool _open = false;
