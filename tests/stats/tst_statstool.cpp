@@ -1,0 +1,248 @@
+// vesko-tool's store and analytics commands, run as a user would run them.
+
+#include "crypto/ZQSecurityUtil.h"
+#include "platform/Plist.h"
+#include "stats/AnalyticsAudit.h"
+#include "stats/AnalyticsQueue.h"
+#include "stats/AnalyticsSettings.h"
+#include "stats/TesselEvent.h"
+#include "stats/ZQPubStatistician.h"
+#include "stats/ZQTesselReportTool.h"
+#include "tests/support/RefService.h"
+#include "utility/ProductLocations.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+struct Run {
+    int status = -1;
+    QByteArray out;
+    QByteArray err;
+    QJsonDocument json() const { return QJsonDocument::fromJson(out); }
+};
+
+Run tool(const QStringList& args, const QByteArray& input = {}) {
+    QProcess process;
+    process.start(QStringLiteral(ZQ_BINARY_DIR "/tools/vesko-tool/vesko-tool"), args);
+    Run run;
+    if (!process.waitForStarted(20000)) {
+        return run;
+    }
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(60000)) {
+        process.kill();
+        process.waitForFinished();
+        return run;
+    }
+    run.status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    run.out = process.readAllStandardOutput();
+    run.err = process.readAllStandardError();
+    return run;
+}
+
+QByteArray fileBytes(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+}  // namespace
+
+class TestStatsTool : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void writeThenRead();
+    void refusedWrites_data();
+    void refusedWrites();
+    void readLeavesAPlainFilePlain();
+    void readRefusesWhatIsNotAStore_data();
+    void readRefusesWhatIsNotAStore();
+    void storeValues();
+    void cloudValueNeedsTheDataFolder();
+    void reportAndAudit();
+    void disableEmptiesTheQueue();
+
+private:
+    zq::test::RefService _service;
+    QTemporaryDir _dir;
+};
+
+void TestStatsTool::initTestCase() {
+    QVERIFY(_dir.isValid());
+    QVERIFY2(_service.start(), qPrintable(_service.errorString()));
+}
+
+void TestStatsTool::writeThenRead() {
+    const QString path = _dir.filePath("written.dat");
+    const QByteArray object =
+        R"({"name": "文本", "count": 3, "ratio": 0.5, "on": true, "nested": {"k": "v"}})";
+    const Run write = tool({"store", "write", path}, object);
+    QCOMPARE(write.status, 0);
+    // Read back by the library, not the tool: integers stay integers.
+    const std::optional<QVariantMap> dict = ZQSecurityUtil::dictionaryWithContentsOfAESFile(path);
+    QVERIFY(dict);
+    QCOMPARE(dict->value("count").typeId(), QMetaType::LongLong);
+    QCOMPARE(dict->value("name").toString(), QString("文本"));
+    const Run read = tool({"store", "read", path});
+    QCOMPARE(read.status, 0);
+    QCOMPARE(read.json().object(), QJsonDocument::fromJson(object).object());
+}
+
+void TestStatsTool::refusedWrites_data() {
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<QByteArray>("message");
+    QTest::newRow("array value") << QByteArray(R"({"a": [1]})") << QByteArray("arrays");
+    QTest::newRow("nested null") << QByteArray(R"({"a": {"b": null}})") << QByteArray("null");
+    QTest::newRow("top-level array") << QByteArray("[]") << QByteArray("JSON object");
+    QTest::newRow("not JSON") << QByteArray("{oops") << QByteArray("not JSON");
+}
+
+void TestStatsTool::refusedWrites() {
+    QFETCH(QByteArray, input);
+    QFETCH(QByteArray, message);
+    const QString path = _dir.filePath("kept.dat");
+    QVERIFY(ZQSecurityUtil::writeDict({{"keep", "me"}}, path));
+    const QByteArray before = fileBytes(path);
+    const Run run = tool({"store", "write", path}, input);
+    QCOMPARE(run.status, 1);
+    QVERIFY2(run.err.contains(message), run.err.constData());
+    QCOMPARE(fileBytes(path), before);
+}
+
+void TestStatsTool::readLeavesAPlainFilePlain() {
+    const QString path = _dir.filePath("plain.dat");
+    QVERIFY(platform::Plist::writeFile(path, QVariantMap{{"VeskoInputNewVersion", "2.0"}}));
+    const QByteArray before = fileBytes(path);
+    const Run run = tool({"store", "read", path});
+    QCOMPARE(run.status, 0);
+    QCOMPARE(run.json().object(), (QJsonObject{{"VeskoInputNewVersion", "2.0"}}));
+    QVERIFY(run.err.contains("plain property list"));
+    QCOMPARE(fileBytes(path), before);
+}
+
+void TestStatsTool::readRefusesWhatIsNotAStore_data() {
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("empty") << QByteArray();
+    QTest::newRow("random text") << QByteArray("hello, world");
+    QTest::newRow("Base64 of nothing useful") << QByteArray("AAAAAAAAAAAAAAAAAAAAAA==");
+}
+
+void TestStatsTool::readRefusesWhatIsNotAStore() {
+    QFETCH(QByteArray, content);
+    const QString path = _dir.filePath("bad.dat");
+    {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(content);
+    }
+    const Run run = tool({"store", "read", path});
+    QCOMPARE(run.status, 1);
+    QVERIFY(run.out.isEmpty());
+    QCOMPARE(fileBytes(path), content);
+    QCOMPARE(tool({"store", "read", _dir.filePath("missing.dat")}).status, 1);
+}
+
+void TestStatsTool::storeValues() {
+    Run run = tool({"store", "pub", "set", "VeskoInputNewVersion", "3.2.1"});
+    QCOMPARE(run.status, 0);
+    QCOMPARE(ZQPubStatistician::getPubDataByKey("VeskoInputNewVersion").toString(),
+             QString("3.2.1"));
+    run = tool({"store", "pub", "set", "flags", R"({"a": 1})", "--json"});
+    QCOMPARE(run.status, 0);
+    QCOMPARE(ZQPubStatistician::getPubDataByKey("flags").toMap(), (QVariantMap{{"a", 1}}));
+    run = tool({"store", "pub", "get", "VeskoInputNewVersion"});
+    QCOMPARE(run.json().object(),
+             (QJsonObject{{"store", "pub"}, {"key", "VeskoInputNewVersion"}, {"value", "3.2.1"}}));
+    QCOMPARE(tool({"store", "pub", "unset", "flags"}).status, 0);
+    QVERIFY(!ZQPubStatistician::getPubDataByKey("flags").isValid());
+    run = tool({"store", "pub", "get", "flags"});
+    QVERIFY(run.json().object().value("value").isNull());
+    QCOMPARE(tool({"store", "pub", "set", "list", "[1]", "--json"}).status, 1);
+    QCOMPARE(tool({"store", "nope", "get", "x"}).status, 2);
+    QCOMPARE(tool({"store", "pub", "get"}).status, 2);
+
+    run = tool({"store", "accs", "set", "kCurrentUser", "alice"});
+    QCOMPARE(run.status, 0);
+    QCOMPARE(tool({"store", "accs", "path"}).out.trimmed(),
+             (zq::utility::accountFolderRoot() + "/accs.dat").toUtf8());
+}
+
+void TestStatsTool::cloudValueNeedsTheDataFolder() {
+    QVERIFY(QDir(zq::utility::userDataFolder()).removeRecursively());
+    Run run = tool({"store", "cloud", "set", "ZQSettingLogFinishedTime", "1700000000", "--json"});
+    QCOMPARE(run.status, 1);
+    QVERIFY2(run.err.contains("folder does not exist"), run.err.constData());
+    QVERIFY(QDir().mkpath(zq::utility::userDataFolder()));
+    run = tool({"store", "cloud", "set", "ZQSettingLogFinishedTime", "1700000000", "--json"});
+    QCOMPARE(run.status, 0);
+    QCOMPARE(run.json().object().value("value").toInteger(), 1700000000);
+}
+
+void TestStatsTool::reportAndAudit() {
+    const Run run = tool({"analytics", "report", "mac_clck", "mac_icon=13", "mac_v=fake"});
+    QCOMPARE(run.status, 0);
+    const QJsonObject event = run.json().object();
+    QCOMPARE(event.value("outcome").toString(), QString("delivered"));
+    QCOMPARE(event.value("code").toString(), QString("mac_clck"));
+    QCOMPARE(event.value("app_key").toString(), QString(ZQTesselReportTool::kAppKey));
+    const QJsonObject params = event.value("params").toObject();
+    QCOMPARE(params.value("mac_icon").toString(), QString("13"));
+    QVERIFY(params.value("mac_v").toString() != u"fake");
+    QCOMPARE(params.size(), 6);
+
+    const QJsonArray stored = _service.analyticsEvents();
+    QCOMPARE(stored.size(), 1);
+    QCOMPARE(stored.at(0).toObject().value("event").toObject().value("id").toString(),
+             event.value("id").toString());
+
+    const Run audit = tool({"analytics", "audit"});
+    QCOMPARE(audit.status, 0);
+    const QJsonArray attempts = audit.json().array();
+    QCOMPARE(attempts.size(), 1);
+    const QJsonObject attempt = attempts.at(0).toObject();
+    QCOMPARE(
+        attempt.value("body").toObject().value("events").toArray().at(0).toObject().value("id"),
+        event.value("id"));
+    QCOMPARE(attempt.value("result").toObject().value("outcome").toString(), QString("delivered"));
+    QCOMPARE(tool({"analytics", "queue"}).json().array().size(), 0);
+}
+
+void TestStatsTool::disableEmptiesTheQueue() {
+    {
+        zq::stats::AnalyticsQueue queue(ZQTesselReportTool::storageFolder());
+        const TesselEvent event = TesselEvent::normalEventWithCode("waiting", "k", {});
+        QVERIFY(queue.enqueue(event.identifier(), false, 0, QJsonDocument(event.toJson()).toJson(),
+                              100));
+    }
+    QCOMPARE(tool({"analytics", "queue"}).json().array().size(), 1);
+    Run run = tool({"analytics", "disable"});
+    QCOMPARE(run.status, 0);
+    QCOMPARE(run.json().object().value("removed").toInt(), 1);
+    QCOMPARE(run.json().object().value("enabled").toBool(), false);
+    QCOMPARE(zq::stats::analyticsUserChoice(), std::optional<bool>(false));
+    QCOMPARE(tool({"analytics", "queue"}).json().array().size(), 0);
+
+    const int sentBefore = static_cast<int>(_service.analyticsEvents().size());
+    run = tool({"analytics", "report", "mac_clck", "mac_icon=2"});
+    QCOMPARE(run.status, 1);
+    QVERIFY(run.err.contains("switched off"));
+    QCOMPARE(_service.analyticsEvents().size(), sentBefore);
+
+    run = tool({"analytics", "enable"});
+    QCOMPARE(run.status, 0);
+    QCOMPARE(run.json().object().value("enabled").toBool(), true);
+    QCOMPARE(run.json().object().value("user").toBool(), true);
+}
+
+QTEST_GUILESS_MAIN(TestStatsTool)
+#include "tst_statstool.moc"
