@@ -35,23 +35,28 @@ struct Boxes {
     std::array<unsigned char, 256> inverse{};
 };
 
+// Walks the multiplicative group with generator 3 (p) and its inverse
+// (q = p^-1, multiplied by 3^-1 each step), so every element's inverse comes
+// in one pass; then applies the affine transform.
 constexpr Boxes makeBoxes() {
     Boxes boxes;
-    for (int x = 0; x < 256; ++x) {
-        unsigned char inv = 0;
-        if (x != 0) {
-            for (int y = 1; y < 256; ++y) {
-                if (gmul(static_cast<unsigned char>(x), static_cast<unsigned char>(y)) == 1) {
-                    inv = static_cast<unsigned char>(y);
-                    break;
-                }
-            }
+    unsigned char p = 1;
+    unsigned char q = 1;
+    do {
+        p = static_cast<unsigned char>(p ^ (p << 1) ^ ((p & 0x80) ? 0x1b : 0x00));
+        q = static_cast<unsigned char>(q ^ (q << 1));
+        q = static_cast<unsigned char>(q ^ (q << 2));
+        q = static_cast<unsigned char>(q ^ (q << 4));
+        if (q & 0x80) {
+            q = static_cast<unsigned char>(q ^ 0x09);
         }
-        const unsigned char s = static_cast<unsigned char>(inv ^ rotl8(inv, 1) ^ rotl8(inv, 2) ^
-                                                           rotl8(inv, 3) ^ rotl8(inv, 4) ^ 0x63);
-        boxes.sbox[x] = s;
-        boxes.inverse[s] = static_cast<unsigned char>(x);
-    }
+        const unsigned char s = static_cast<unsigned char>(q ^ rotl8(q, 1) ^ rotl8(q, 2) ^
+                                                           rotl8(q, 3) ^ rotl8(q, 4) ^ 0x63);
+        boxes.sbox[p] = s;
+        boxes.inverse[s] = p;
+    } while (p != 1);
+    boxes.sbox[0] = 0x63;
+    boxes.inverse[0x63] = 0;
     return boxes;
 }
 
