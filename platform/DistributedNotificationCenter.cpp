@@ -118,7 +118,7 @@ DistributedNotificationCenter::DistributedNotificationCenter(const QDBusConnecti
     if (m_bus.isConnected()) {
         m_connected =
             m_bus.connect(QString(), QString::fromLatin1(kPath), QString::fromLatin1(kInterface),
-                          QString::fromLatin1(kMember), this, SLOT(onPost(QString, QVariantMap)));
+                          QString::fromLatin1(kMember), this, SLOT(onPost(QDBusMessage)));
         if (!m_connected) {
             qCWarning(lcPlatform) << "cannot observe distributed notifications:"
                                   << m_bus.lastError().message();
@@ -132,7 +132,7 @@ DistributedNotificationCenter::~DistributedNotificationCenter() {
     }
     if (m_connected) {
         m_bus.disconnect(QString(), QString::fromLatin1(kPath), QString::fromLatin1(kInterface),
-                         QString::fromLatin1(kMember), this, SLOT(onPost(QString, QVariantMap)));
+                         QString::fromLatin1(kMember), this, SLOT(onPost(QDBusMessage)));
     }
 }
 
@@ -199,7 +199,25 @@ bool DistributedNotificationCenter::isSuspended() const {
     return m_suspended;
 }
 
-void DistributedNotificationCenter::onPost(const QString& name, const QVariantMap& userInfo) {
+void DistributedNotificationCenter::onPost(const QDBusMessage& message) {
+    // The payload is optional on the wire: a sender may emit the name alone.
+    const QVariantList arguments = message.arguments();
+    if (arguments.isEmpty() || arguments.first().metaType().id() != QMetaType::QString) {
+        return;
+    }
+    const QString name = arguments.first().toString();
+    QVariantMap userInfo;
+    if (arguments.size() > 1) {
+        const QVariant second = arguments.at(1);
+        if (second.metaType() == QMetaType::fromType<QDBusArgument>()) {
+            const QDBusArgument argument = qvariant_cast<QDBusArgument>(second);
+            if (argument.currentSignature() == u"a{sv}") {
+                argument >> userInfo;
+            }
+        } else if (second.metaType().id() == QMetaType::QVariantMap) {
+            userInfo = second.toMap();
+        }
+    }
     QVariantMap payload;
     for (auto it = userInfo.cbegin(); it != userInfo.cend(); ++it) {
         const QVariant v = normalisedIncoming(it.value());

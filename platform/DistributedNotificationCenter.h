@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QObject>
 #include <QString>
 #include <QVariantMap>
@@ -51,7 +52,7 @@ signals:
     void notificationReceived(const QString& name, const QVariantMap& userInfo);
 
 private slots:
-    void onPost(const QString& name, const QVariantMap& userInfo);
+    void onPost(const QDBusMessage& message);
 
 private:
     struct Observer;
