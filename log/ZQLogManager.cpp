@@ -439,9 +439,10 @@ void ZQLogManager::applyConfig(std::unique_ptr<Config> config) {
 }
 
 void ZQLogManager::reloadLogConfig() {
-    std::unique_ptr<Config> config = Config::fromFile(_logConfigFilePath);
+    // Read under the lock: the file changes only under it (in this process),
+    // so the last reload applied is always of the latest file.
     std::lock_guard lock(d->configMutex);
-    applyConfig(std::move(config));
+    applyConfig(Config::fromFile(_logConfigFilePath));
 }
 
 bool ZQLogManager::canRecordLog(int logType) const noexcept {
