@@ -150,7 +150,6 @@ private:
     void init(const Options& options);
     const Config* config() const noexcept { return _config.load(std::memory_order_acquire); }
     void applyConfig(std::unique_ptr<Config> config);
-    bool recordsAnything() const noexcept;
     void dispatchRunLog(const QString& text);
     void dispatchPerfLog(const QString& text);
 
