@@ -17,7 +17,9 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <condition_variable>
 #include <cstdio>
@@ -251,6 +253,12 @@ public:
         _idle.wait(lock, [&] { return _completed >= target; });
     }
 
+    bool waitIdleUntil(std::chrono::steady_clock::time_point deadline) {
+        std::unique_lock lock(_mutex);
+        const quint64 target = _submitted;
+        return _idle.wait_until(lock, deadline, [&] { return _completed >= target; });
+    }
+
     QStringList content() {
         waitIdle();
         std::lock_guard lock(_contentMutex);
@@ -387,7 +395,9 @@ namespace {
 ZQLogManager* g_sharedInstance = nullptr;
 void flushSharedInstanceAtExit() {
     if (g_sharedInstance) {
-        g_sharedInstance->waitForPendingWrites();
+        // Bounded, so that a process never hangs on its way out (say, a
+        // forked child whose writer threads did not survive the fork).
+        g_sharedInstance->waitForPendingWrites(10000);
     }
 }
 }  // namespace
@@ -537,6 +547,13 @@ void ZQLogManager::recordRunLogToConsole(const QString& text) {
 void ZQLogManager::waitForPendingWrites() {
     d->runLog->waitIdle();
     d->perfLog->waitIdle();
+}
+
+bool ZQLogManager::waitForPendingWrites(int timeoutMs) {
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(std::max(timeoutMs, 0));
+    const bool runLogDone = d->runLog->waitIdleUntil(deadline);
+    return d->perfLog->waitIdleUntil(deadline) && runLogDone;
 }
 
 // --- configuration setters -------------------------------------------------

@@ -107,6 +107,8 @@ public:
 
     // Blocks until both writers have finished every entry queued so far.
     void waitForPendingWrites();
+    // The same, giving up after timeoutMs; false when writes were still pending.
+    bool waitForPendingWrites(int timeoutMs);
 
     // The configuration in effect.
     bool enableAllLog() const;

@@ -251,7 +251,7 @@ private slots:
         manager->recordRunLogP4("GetSomething", 42, QStringLiteral("beg"), 29);
         manager->recordRunLogP5("GetSomething", 43, QStringLiteral("path"), QStringLiteral("/a/b"),
                                 29);
-        manager->waitForPendingWrites();
+        QVERIFY(manager->waitForPendingWrites(60000));
         const QStringList lines = readLines(manager->logFilePath());
         QCOMPARE(lines.size(), 2);
         static const QRegularExpression shape(QStringLiteral(
