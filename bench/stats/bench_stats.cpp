@@ -10,6 +10,9 @@
 //                          caller queues N normal events and the sender posts
 //                          them in batches of 200 to the reference service on
 //                          loopback, until the queue is empty.
+//   BM_DrainQueue          the sender alone: a queue of N events left by an
+//                          earlier process, sent in batches of 200 from the
+//                          client's start until the last is delivered.
 //
 // Everything runs in a temporary home; the reference service runs in its own
 // process.
@@ -120,6 +123,51 @@ void BM_SustainedDelivery(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * events);
 }
 
+void BM_DrainQueue(benchmark::State& state) {
+    const int events = static_cast<int>(state.range(0));
+    for (auto _ : state) {
+        state.PauseTiming();
+        QTemporaryDir folder;
+        {
+            zq::stats::AnalyticsQueue queue(folder.path(),
+                                            zq::stats::AnalyticsQueue::Durability::ProcessCrash);
+            for (int i = 0; i < events; ++i) {
+                const TesselEvent event =
+                    TesselEvent::normalEventWithCode("mac_clck", kAppKey, pageParams());
+                queue.enqueue(event.identifier(), false, 0,
+                              QJsonDocument(event.toJson()).toJson(QJsonDocument::Compact),
+                              100000000);
+            }
+        }
+        auto report = std::make_unique<TesselReport>();
+        report->setCustomDocumentPath(folder.path());
+        int delivered = 0;
+        QEventLoop loop;
+        QObject::connect(report.get(), &TesselReport::eventsDelivered, &loop,
+                         [&](const QStringList& ids) {
+                             delivered += static_cast<int>(ids.size());
+                             if (delivered >= events) {
+                                 loop.quit();
+                             }
+                         });
+        QTimer::singleShot(300000, &loop, &QEventLoop::quit);
+        state.ResumeTiming();
+
+        // Events left by an earlier process go out as soon as the client starts.
+        report->startWithAppkey(kAppKey, QVariantMap{{"maxEventsPerRequest", 200}});
+        loop.exec();
+
+        state.PauseTiming();
+        if (delivered < events) {
+            state.SkipWithError("not every event was delivered");
+        }
+        report.reset();
+        service->clearAnalytics();
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(state.iterations() * events);
+}
+
 BENCHMARK(BM_ReportEvent)->Unit(benchmark::kMicrosecond)->UseRealTime();
 BENCHMARK(BM_QueueEnqueue)->Arg(1)->Arg(0)->Unit(benchmark::kMicrosecond)->UseRealTime();
 BENCHMARK(BM_SustainedDelivery)
@@ -127,6 +175,7 @@ BENCHMARK(BM_SustainedDelivery)
     ->Unit(benchmark::kMillisecond)
     ->Iterations(3)
     ->UseRealTime();
+BENCHMARK(BM_DrainQueue)->Arg(5000)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
 
 }  // namespace
 
