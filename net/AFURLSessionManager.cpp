@@ -59,8 +59,13 @@ public:
         : _configuration(configuration) {}
 
     static std::shared_ptr<SessionCore> create(const SessionConfiguration& configuration) {
-        std::shared_ptr<SessionCore> core(new SessionCore(configuration),
-                                          [](SessionCore* c) { c->deleteLater(); });
+        std::shared_ptr<SessionCore> core(new SessionCore(configuration), [](SessionCore* c) {
+            // The last reference can go while the application tears down its
+            // queue of posted events (with that queue locked): then the core
+            // is left to the process's end instead of being posted for deletion.
+            if (QCoreApplication::instance() && !QCoreApplication::closingDown())
+                c->deleteLater();
+        });
         if (QCoreApplication* app = QCoreApplication::instance();
             app && core->thread() != app->thread())
             core->moveToThread(app->thread());
