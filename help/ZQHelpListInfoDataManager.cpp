@@ -33,7 +33,7 @@ constexpr int kHelpListTimeoutMs = 20000;
 constexpr int kPictureTimeoutMs = 60000;
 
 const QString kHelpInfoPlistName = QStringLiteral("helpInfo.plist");
-const QString kSeedFolder = QStringLiteral(":/help");
+const QString kCompiledSeedFolder = QStringLiteral(":/help");
 
 const QString kNetworkError = QStringLiteral("network error");
 const QString kNoData = QStringLiteral("no data");
@@ -78,6 +78,16 @@ void processAnswer(const QVariantMap& answer, const std::optional<QString>& held
 
 void fail(const ZQHelpListInfoDataManager::HelpListCompletion& complete, const QString& error) {
     complete(false, false, std::nullopt, std::nullopt, error);
+}
+
+// Where the seed list and its pictures are: compiled in (the application
+// links the resources), else the "help" folder of the resource folder (the
+// installed Resources, or the source tree's resources/ when run from a build).
+QString seedFolder() {
+    if (QFileInfo::exists(kCompiledSeedFolder + u'/' + kHelpInfoPlistName)) {
+        return kCompiledSeedFolder;
+    }
+    return platform::Locations::resourcesDir() + QStringLiteral("/help");
 }
 
 bool isUrlQueryCharacter(uchar c) {
@@ -363,7 +373,8 @@ void ZQHelpListInfoDataManager::checkUserHelpInfoFile() {
                 to, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
         }
     };
-    const QString seed = kSeedFolder + u'/' + kHelpInfoPlistName;
+    const QString seeds = seedFolder();
+    const QString seed = seeds + u'/' + kHelpInfoPlistName;
     copy(seed, folder + u'/' + kHelpInfoPlistName);
     QFile seedFile(seed);
     if (!seedFile.open(QIODevice::ReadOnly)) {
@@ -377,7 +388,7 @@ void ZQHelpListInfoDataManager::checkUserHelpInfoFile() {
     for (const QVariant& entry : entries) {
         const QString name =
             QStringLiteral("helpinfo_") + textForm(entry.toMap().value(QStringLiteral("id")));
-        copy(kSeedFolder + u'/' + name + QStringLiteral(".png"),
+        copy(seeds + u'/' + name + QStringLiteral(".png"),
              QStringLiteral("%1/%2.png").arg(folder, name));
     }
 }

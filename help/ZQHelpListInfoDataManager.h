@@ -104,8 +104,9 @@ public:
 
     // Seeds the help cache from the application's resources when the cache
     // folder does not exist yet: "helpInfo.plist" and one picture
-    // "helpinfo_<id>.png" per entry. Failed copies are ignored; existing files
-    // are left as they are.
+    // "helpinfo_<id>.png" per entry, compiled in under ":/help" (the
+    // `resources` library), else found in the "help" folder of the resource
+    // folder. Failed copies are ignored; existing files are left as they are.
     static void checkUserHelpInfoFile();
 
     // --- the help cache -----------------------------------------------------
