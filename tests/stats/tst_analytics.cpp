@@ -278,7 +278,7 @@ void TestAnalytics::normalEventsWaitForTheirBatch() {
 }
 
 void TestAnalytics::batchIntervalSendsWhatWaits() {
-    auto report = startReporter({{"batchSize", 100}, {"batchIntervalMs", 300}});
+    auto report = startReporter({{"batchSize", 100}, {"batchIntervalMs", 1500}});
     const TesselEvent a = TesselEvent::normalEventWithCode("n", kAppKey, {});
     const TesselEvent b = TesselEvent::normalEventWithCode("n", kAppKey, {});
     QVERIFY(report->reportEvent(a));
