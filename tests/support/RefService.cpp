@@ -42,7 +42,18 @@ bool RefService::start() {
         return false;
     }
     QDir().mkpath(dataDir());
+    return launch();
+}
 
+bool RefService::restart() {
+    if (!_dir)
+        return start();
+    stop();
+    _error.clear();
+    return launch();
+}
+
+bool RefService::launch() {
     _process = std::make_unique<QProcess>();
     _process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     _process->start(pythonProgram(),

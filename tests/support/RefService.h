@@ -38,6 +38,10 @@ public:
     // errorString(), when the service could not be started within 20 seconds.
     [[nodiscard]] bool start();
     void stop();
+    // Stops the service and starts it again with the same data folder and
+    // journal file (on a new port; the configuration follows). The journal
+    // the service serves starts again at sequence number 1; the file grows on.
+    [[nodiscard]] bool restart();
     bool isRunning() const;
     QString errorString() const { return _error; }
 
@@ -84,6 +88,7 @@ public:
     QJsonObject control(const QByteArray& method, const QString& path, const QByteArray& body = {});
 
 private:
+    bool launch();
     bool writeConfig();
 
     std::unique_ptr<QTemporaryDir> _dir;
