@@ -97,6 +97,10 @@ def main():
     # Keyed archives.
     for name, data in archives():
         write("keyed_archive", name, data)
+    # Regression seed: a root number that is NaN.
+    write("keyed_archive", "nan_root.bplist", keyed_archive(["$null", float("nan")]))
+    write("keyed_archive", "key_with_zero.bplist", keyed_archive([
+        "$null", {"NS.keys": [U(2)], "NS.objects": [U(2)], "$class": U(3)}, "a\x00b", DICT_CLASS]))
     with open(os.path.join(ROOT, "tests", "data", "crypto", "system_archiver_dict.xml"), "rb") as f:
         write("keyed_archive", "system_archiver_dict.xml", f.read())
 
@@ -108,6 +112,12 @@ def main():
     write("aes_file", "plain_xml.plist", plistlib.dumps({"version": "1.0", "count": 3, "nested": {"a": "b"}}))
     write("aes_file", "plain_binary.plist", plistlib.dumps({"on": True, "f": 1.5}, fmt=plistlib.FMT_BINARY))
     write("aes_file", "random_text.dat", b"The quick brown fox jumps over the lazy dog")
+    # Regression seeds: dictionary keys holding a zero character once made the
+    # property-list library abort the process.
+    write("aes_file", "key_with_zero.bplist", plistlib.dumps({"a\x00b": 1}, fmt=plistlib.FMT_BINARY))
+    write("aes_file", "key_with_zero_utf16.bplist", plistlib.dumps({"\u4e2d\x00": 1}, fmt=plistlib.FMT_BINARY))
+    write("aes_file", "key_with_zero_reference.plist",
+          b'<?xml version="1.0"?><plist version="1.0"><dict><key>a&#0;b</key><integer>1</integer></dict></plist>')
 
     # Encrypted-wall answers: the plaintext form and its encryption.
     payload = b'{"version":7,"list":[{"title":"help","url":"http://x/y"}]}'

@@ -121,6 +121,8 @@ private slots:
     void disallowedValuesWriteButDoNotReadBack_data();
     void disallowedValuesWriteButDoNotReadBack();
     void failedWriteLeavesOldFile();
+    void zeroCharacterKeysAreRefused_data();
+    void zeroCharacterKeysAreRefused();
     void writeCreatesMissingFolders();
 };
 
@@ -478,6 +480,27 @@ void TestSecurityUtil::failedWriteLeavesOldFile() {
     QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("pub.dat")});
     QCOMPARE(ZQSecurityUtil::dictionaryWithContentsOfAESFile(path),
              std::optional<QVariantMap>(sampleStore()));
+}
+
+void TestSecurityUtil::zeroCharacterKeysAreRefused_data() {
+    QTest::addColumn<QString>("seed");
+    // Found by fuzzing: the property-list library aborted the process on
+    // dictionary keys holding a zero character.
+    QTest::newRow("binary, ASCII key") << QStringLiteral("key_with_zero.bplist");
+    QTest::newRow("binary, UTF-16 key") << QStringLiteral("key_with_zero_utf16.bplist");
+    QTest::newRow("XML, character reference") << QStringLiteral("key_with_zero_reference.plist");
+}
+
+void TestSecurityUtil::zeroCharacterKeysAreRefused() {
+    QFETCH(QString, seed);
+    const QByteArray bytes = readAll(cryptotest::dataPath(QStringLiteral("fuzz/aes_file/") + seed));
+    QVERIFY(!bytes.isEmpty());
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("pub.dat"));
+    writeAll(path, bytes);
+    QVERIFY(!ZQSecurityUtil::dictionaryWithContentsOfAESFile(path).has_value());
+    QCOMPARE(readAll(path), bytes);
+    QVERIFY(!KeyedArchive::unarchive(bytes, AllowedClasses::AllPropertyListTypes).has_value());
 }
 
 void TestSecurityUtil::writeCreatesMissingFolders() {
