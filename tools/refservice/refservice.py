@@ -939,7 +939,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
                     return json_answer({"ok": True})
                 with service.lock:
                     return json_answer({"ok": True, "events": list(service.analytics)})
-        except BadRequest as error:
+        except (BadRequest, ValueError) as error:
             return json_answer({"ok": False, "error": str(error)}, 400)
         return json_answer({"ok": False, "error": f"no control endpoint {path}"}, 404)
 
