@@ -20,6 +20,12 @@ enum class Format { Xml, Binary };
 // *error) for anything that is not a complete, well-formed property list.
 std::optional<QVariant> parse(const QByteArray& bytes, QString* error = nullptr);
 
+// False when the bytes hold a string with a zero character (or, for a binary
+// property list, object tables that do not hold together). libplist aborts the
+// process on a dictionary key with a zero character, so every parser of
+// property-list bytes asks this first. parse() does.
+bool stringsHaveNoZero(const QByteArray& bytes);
+
 // Reads a property-list file of either format.
 std::optional<QVariant> readFile(const QString& path, QString* error = nullptr);
 

@@ -188,6 +188,17 @@ void TestPlist::badInput_data() {
         }
         QTest::newRow("binary, object count beyond the file") << corrupt << false << 0;
     }
+    {
+        // libplist aborts the process on a dictionary key holding a zero
+        // character; such lists must be refused before they reach it.
+        QFile keyWithZero(
+            QStringLiteral(ZQ_SOURCE_DIR "/tests/data/crypto/fuzz/aes_file/key_with_zero.bplist"));
+        QVERIFY(keyWithZero.open(QIODevice::ReadOnly));
+        QTest::newRow("binary, dictionary key with a zero character")
+            << keyWithZero.readAll() << false << 0;
+        QTest::newRow("xml, dictionary key with a zero character reference")
+            << xmlDocument("<dict><key>a&#0;b</key><string>x</string></dict>") << false << 0;
+    }
     QTest::newRow("xml array") << xmlDocument("<array><integer>29</integer></array>") << true
                                << int(QMetaType::QVariantList);
     QTest::newRow("xml string") << xmlDocument("<string>logConfig</string>") << true
