@@ -4,47 +4,48 @@
 #include "platform/Locations.h"
 #include "stats/StatsLog.h"
 
-#include <QDateTime>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
-#include <QMutex>
-#include <QSettings>
+#include <QSaveFile>
 
 namespace zq::stats {
 namespace {
 
-const QString kKey = QStringLiteral("Analytics/Enabled");
-
-// The user's file is small and read often (once per event): its value is kept
-// with the file's identity and re-read only when that changes.
-struct UserChoiceCache {
-    QMutex mutex;
-    bool valid = false;
-    QString path;
-    bool exists = false;
-    QDateTime modified;
-    qint64 size = -1;
-    std::optional<bool> choice;
-};
-
-UserChoiceCache& cache() {
-    static UserChoiceCache c;
-    return c;
-}
-
-std::optional<bool> parseChoice(const QVariant& value) {
-    if (!value.isValid()) {
+// The file is tiny and read for every event; it is read afresh each time
+// (tens of microseconds, against milliseconds for queueing the event), so a
+// change made by another process is never missed.
+std::optional<QString> readChoiceText(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
         return std::nullopt;
     }
-    const QString text = value.toString().trimmed().toLower();
-    if (text == u"true" || text == u"yes" || text == u"on" || text == u"1") {
+    QString section;
+    std::optional<QString> value;
+    while (!file.atEnd()) {
+        const QString line = QString::fromUtf8(file.readLine()).trimmed();
+        if (line.startsWith(u'[') && line.endsWith(u']')) {
+            section = line.mid(1, line.size() - 2).trimmed();
+            continue;
+        }
+        const qsizetype eq = line.indexOf(u'=');
+        if (section == u"Analytics" && eq > 0 && line.left(eq).trimmed() == u"Enabled") {
+            value = line.mid(eq + 1).trimmed();
+        }
+    }
+    return value;
+}
+
+std::optional<bool> parseChoice(const QString& text) {
+    const QString lower = text.toLower();
+    if (lower == u"true" || lower == u"yes" || lower == u"on" || lower == u"1") {
         return true;
     }
-    if (text == u"false" || text == u"no" || text == u"off" || text == u"0") {
+    if (lower == u"false" || lower == u"no" || lower == u"off" || lower == u"0") {
         return false;
     }
     // An unreadable choice is taken as the more private one.
-    qCWarning(lcStats) << "unrecognised analytics choice" << value.toString()
+    qCWarning(lcStats) << "unrecognised analytics choice" << text
                        << "in the user's settings; analytics stays off";
     return false;
 }
@@ -57,52 +58,25 @@ QString analyticsUserSettingsPath() {
 }
 
 std::optional<bool> analyticsUserChoice() {
-    const QString path = analyticsUserSettingsPath();
-    const QFileInfo info(path);
-    const bool exists = info.exists();
-    const QDateTime modified = exists ? info.lastModified() : QDateTime();
-    const qint64 size = exists ? info.size() : -1;
-
-    UserChoiceCache& c = cache();
-    QMutexLocker lock(&c.mutex);
-    if (c.valid && c.path == path && c.exists == exists && c.modified == modified &&
-        c.size == size) {
-        return c.choice;
-    }
-    std::optional<bool> choice;
-    if (exists) {
-        QSettings settings(path, QSettings::IniFormat);
-        choice = parseChoice(settings.value(kKey));
-    }
-    c.valid = true;
-    c.path = path;
-    c.exists = exists;
-    c.modified = modified;
-    c.size = size;
-    c.choice = choice;
-    return choice;
+    const std::optional<QString> text = readChoiceText(analyticsUserSettingsPath());
+    return text ? parseChoice(*text) : std::nullopt;
 }
 
 bool setAnalyticsUserChoice(std::optional<bool> enabled) {
     const QString path = analyticsUserSettingsPath();
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    // QSettings keeps the file's other keys and replaces it atomically.
-    {
-        QSettings settings(path, QSettings::IniFormat);
-        if (enabled) {
-            settings.setValue(kKey, *enabled ? QStringLiteral("true") : QStringLiteral("false"));
-        } else {
-            settings.remove(kKey);
-        }
-        settings.sync();
-        if (settings.status() != QSettings::NoError) {
-            qCWarning(lcStats) << "could not write" << path;
-            return false;
-        }
+    if (!enabled) {
+        return !QFileInfo::exists(path) || QFile::remove(path);
     }
-    UserChoiceCache& c = cache();
-    QMutexLocker lock(&c.mutex);
-    c.valid = false;
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    const QByteArray text = QByteArrayLiteral(
+                                "; The user's choice about analytics (vesko-tool analytics "
+                                "enable|disable).\n[Analytics]\nEnabled=") +
+                            (*enabled ? "true" : "false") + '\n';
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {
+        qCWarning(lcStats) << "could not write" << path << file.errorString();
+        return false;
+    }
     return true;
 }
 

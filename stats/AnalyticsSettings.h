@@ -13,8 +13,9 @@
 //                       written by `vesko-tool analytics enable|disable`
 //
 // When either is off, nothing is queued or sent and the queue is emptied.
-// The user's file is re-read whenever it changes on disk, so a choice made by
-// another process takes effect at the next event or send.
+// The user's file holds only this choice and is read afresh at every use, so
+// a choice made by another process takes effect at the next event or send.
+// A value other than true/yes/on/1 or false/no/off/0 counts as "off".
 namespace zq::stats {
 
 // "<IM user folder>/analytics.ini".
@@ -23,8 +24,8 @@ QString analyticsUserSettingsPath();
 // The user's choice: true, false, or none when the user has not chosen.
 std::optional<bool> analyticsUserChoice();
 
-// Records (or, with none, forgets) the user's choice. Returns false when the
-// file could not be written.
+// Records the user's choice (atomically), or with none forgets it (removes
+// the file). Returns false when the file could not be written or removed.
 bool setAnalyticsUserChoice(std::optional<bool> enabled);
 
 // The deployment switch and the user's choice together.

@@ -3,6 +3,7 @@
 
 #include "crypto/ZQSecurityUtil.h"
 #include "platform/Plist.h"
+#include "stats/AnalyticsSettings.h"
 #include "stats/StatsClock.h"
 #include "stats/ZQAccsStatistician.h"
 #include "stats/ZQCloudStatitician.h"
@@ -91,6 +92,9 @@ private slots:
     void importAndLoginState();
     void userPaths_data();
     void userPaths();
+
+    void analyticsUserChoice_data();
+    void analyticsUserChoice();
 };
 
 void TestStatStores::init() {
@@ -542,6 +546,52 @@ void TestStatStores::userPaths() {
     QCOMPARE(ZQAccsStatistician::storePath(),
              qEnvironmentVariable("XDG_DATA_HOME") + "/Vesko/InputMethod/VeskoPY.users/accs.dat");
     QCOMPARE(ZQAccsStatistician::systemDictFullPath(), zq::utility::resourcesFolder());
+}
+
+// ------------------------------------------------------- the user's analytics choice
+
+void TestStatStores::analyticsUserChoice_data() {
+    QTest::addColumn<QByteArray>("file");  // null: no file
+    QTest::addColumn<QVariant>("choice");  // invalid: none
+    QTest::addColumn<bool>("enabled");
+    QTest::newRow("no file") << QByteArray() << QVariant() << true;
+    QTest::newRow("true") << QByteArray("[Analytics]\nEnabled=true\n") << QVariant(true) << true;
+    QTest::newRow("yes, spaced") << QByteArray("[Analytics]\n Enabled = yes \n") << QVariant(true)
+                                 << true;
+    QTest::newRow("false") << QByteArray("[Analytics]\nEnabled=false\n") << QVariant(false)
+                           << false;
+    QTest::newRow("0") << QByteArray("[Analytics]\nEnabled=0") << QVariant(false) << false;
+    QTest::newRow("unreadable value counts as off")
+        << QByteArray("[Analytics]\nEnabled=maybe\n") << QVariant(false) << false;
+    QTest::newRow("key of another section")
+        << QByteArray("[Other]\nEnabled=false\n") << QVariant() << true;
+    QTest::newRow("last one wins")
+        << QByteArray("[Analytics]\nEnabled=false\nEnabled=true\n") << QVariant(true) << true;
+    QTest::newRow("empty file") << QByteArray("") << QVariant() << true;
+}
+
+void TestStatStores::analyticsUserChoice() {
+    QFETCH(QByteArray, file);
+    QFETCH(QVariant, choice);
+    QFETCH(bool, enabled);
+    const QString path = zq::stats::analyticsUserSettingsPath();
+    QFile::remove(path);
+    if (!file.isNull()) {
+        writeBytes(path, file);
+    }
+    const std::optional<bool> read = zq::stats::analyticsUserChoice();
+    QCOMPARE(read.has_value(), choice.isValid());
+    if (read) {
+        QCOMPARE(*read, choice.toBool());
+    }
+    QCOMPARE(zq::stats::analyticsEnabled(), enabled);
+
+    // Writing a choice replaces whatever was there; forgetting it removes the file.
+    QVERIFY(zq::stats::setAnalyticsUserChoice(!enabled));
+    QCOMPARE(zq::stats::analyticsEnabled(), !enabled);
+    QVERIFY(zq::stats::setAnalyticsUserChoice(std::nullopt));
+    QVERIFY(!QFileInfo::exists(path));
+    QVERIFY(zq::stats::analyticsEnabled());
 }
 
 QTEST_GUILESS_MAIN(TestStatStores)
