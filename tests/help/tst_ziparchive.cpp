@@ -265,12 +265,12 @@ void TestZipArchive::destructorClosesOpenArchive() {
 }
 
 void TestZipArchive::extractsArchiveWrittenByPython() {
-    zipsupport::PythonZip spec;
-    spec.add("a\\b.txt", "backslashed");
-    spec.add("dir/", "");
-    spec.add("dir/sub/c.txt", "deep");
-    spec.add(QString::fromUtf8("图片/说明.txt"), "unicode name");
-    QVERIFY(spec.write(path("py.zip")));
+    zipsupport::PythonZip source;
+    source.add("a\\b.txt", "backslashed");
+    source.add("dir/", "");
+    source.add("dir/sub/c.txt", "deep");
+    source.add(QString::fromUtf8("图片/说明.txt"), "unicode name");
+    QVERIFY(source.write(path("py.zip")));
 
     ZipArchive zip;
     RecordingDelegate delegate;
@@ -306,10 +306,10 @@ void TestZipArchive::overwriteRules() {
     QFETCH(int, delegateKind);
     QFETCH(bool, expectReplaced);
     QFETCH(bool, expectAsked);
-    zipsupport::PythonZip spec;
-    spec.add("keep.txt", "from archive");
-    spec.add("new.txt", "fresh");
-    QVERIFY(spec.write(path("o.zip")));
+    zipsupport::PythonZip source;
+    source.add("keep.txt", "from archive");
+    source.add("new.txt", "fresh");
+    QVERIFY(source.write(path("o.zip")));
     QVERIFY(writeAll(path("out/keep.txt"), "already here"));
 
     RecordingDelegate yes(RecordingDelegate::Answer::Yes);
@@ -355,11 +355,11 @@ void TestZipArchive::unsafeNamesAreNotExtracted_data() {
 void TestZipArchive::unsafeNamesAreNotExtracted() {
     QFETCH(QString, name);
     QFETCH(QString, escapesTo);
-    zipsupport::PythonZip spec;
-    spec.add("before.txt", "1");
-    spec.add(name, "escaped");
-    spec.add("after.txt", "2");
-    QVERIFY(spec.write(path("slip.zip")));
+    zipsupport::PythonZip source;
+    source.add("before.txt", "1");
+    source.add(name, "escaped");
+    source.add("after.txt", "2");
+    QVERIFY(source.write(path("slip.zip")));
 
     RecordingDelegate delegate;
     ZipArchive zip;
@@ -381,11 +381,11 @@ void TestZipArchive::symlinkedFolderDoesNotLeadOutside() {
     QVERIFY(QDir().mkpath(path("outside")));
     QVERIFY(QDir().mkpath(path("target")));
     QVERIFY(QFile::link(path("outside"), path("target/link")));
-    zipsupport::PythonZip spec;
-    spec.add("link/new/evil.txt", "escaped");
-    spec.add("link/evil2.txt", "escaped");
-    spec.add("ok.txt", "ok");
-    QVERIFY(spec.write(path("l.zip")));
+    zipsupport::PythonZip source;
+    source.add("link/new/evil.txt", "escaped");
+    source.add("link/evil2.txt", "escaped");
+    source.add("ok.txt", "ok");
+    QVERIFY(source.write(path("l.zip")));
     RecordingDelegate delegate;
     ZipArchive zip;
     zip.setDelegate(&delegate);
@@ -401,9 +401,9 @@ void TestZipArchive::symlinkedFileIsNotFollowed() {
     QVERIFY(writeAll(path("precious.txt"), "precious"));
     QVERIFY(QDir().mkpath(path("target")));
     QVERIFY(QFile::link(path("precious.txt"), path("target/x.txt")));
-    zipsupport::PythonZip spec;
-    spec.add("x.txt", "overwritten");
-    QVERIFY(spec.write(path("f.zip")));
+    zipsupport::PythonZip source;
+    source.add("x.txt", "overwritten");
+    QVERIFY(source.write(path("f.zip")));
     RecordingDelegate delegate;
     ZipArchive zip;
     zip.setDelegate(&delegate);
@@ -522,13 +522,13 @@ void TestZipArchive::readsInfoZipEncryptedArchive() {
 }
 
 void TestZipArchive::unzipToDictSkipsFoldersAndHiddenNames() {
-    zipsupport::PythonZip spec;
-    spec.add("top.txt", "top");
-    spec.add("dir/", "");
-    spec.add("dir/.hidden", "h");
-    spec.add("dir\\win.txt", "w");
-    spec.add("dir/inner.bin", QByteArray(9000, 'q'));
-    QVERIFY(spec.write(path("d.zip")));
+    zipsupport::PythonZip source;
+    source.add("top.txt", "top");
+    source.add("dir/", "");
+    source.add("dir/.hidden", "h");
+    source.add("dir\\win.txt", "w");
+    source.add("dir/inner.bin", QByteArray(9000, 'q'));
+    QVERIFY(source.write(path("d.zip")));
     ZipArchive zip;
     RecordingDelegate delegate;
     zip.setDelegate(&delegate);
