@@ -252,8 +252,8 @@ ZQPageController* AppDelegate::ensureController(const QString& pageName) {
 }
 
 ZQPageController* AppDelegate::controllerForPage(const QString& pageName) const {
-    auto* self = const_cast<AppDelegate*>(this);
-    std::unique_ptr<ZQPageController>* slot = self->slotFor(pageName);
+    const std::unique_ptr<ZQPageController>* slot =
+        const_cast<AppDelegate*>(this)->slotFor(pageName);
     return slot ? slot->get() : nullptr;
 }
 
@@ -302,16 +302,18 @@ void AppDelegate::activate() {
     if (m_serviceWait) {
         m_serviceWait->stop();
     }
-    bool shown = false;
+    // The permission page names share one controller: each controller once.
+    QList<ZQPageController*> shown;
     for (const QString& page : pageNames()) {
         ZQPageController* controller = controllerForPage(page);
-        if (controller && controller->window() && controller->window()->isVisible()) {
+        if (controller && !shown.contains(controller) && controller->window() &&
+            controller->window()->isVisible()) {
             controller->showWindow();
             activateWindow(controller->window());
-            shown = true;
+            shown.append(controller);
         }
     }
-    if (!shown) {
+    if (shown.isEmpty()) {
         loadXibName(kAbout);
     }
 }

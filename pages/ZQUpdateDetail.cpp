@@ -8,30 +8,17 @@
 #include <QCloseEvent>
 #include <QGuiApplication>
 #include <QLabel>
-#include <QPaintEvent>
 #include <QScreen>
 #include <QTimer>
 #include <QWebEnginePage>
 #include <QWebEngineView>
 
-#include <functional>
-#include <utility>
-
 // The top-level window; asks the model before it closes.
 class ZQUpdateDetailWindow : public QWidget {
 public:
-    ZQUpdateDetailWindow(ZQUpdateDetailModel* model, std::function<void()> firstPainted)
-        : m_model(model), m_firstPainted(std::move(firstPainted)) {}
+    explicit ZQUpdateDetailWindow(ZQUpdateDetailModel* model) : m_model(model) {}
 
 protected:
-    void paintEvent(QPaintEvent* event) override {
-        QWidget::paintEvent(event);
-        if (m_firstPainted) {
-            // After this paint has reached the screen.
-            QTimer::singleShot(0, this, std::exchange(m_firstPainted, {}));
-        }
-    }
-
     void closeEvent(QCloseEvent* event) override {
         if (m_model->windowShouldClose()) {
             event->accept();
@@ -42,7 +29,6 @@ protected:
 
 private:
     ZQUpdateDetailModel* m_model;
-    std::function<void()> m_firstPainted;
 };
 
 namespace {
@@ -80,6 +66,8 @@ ZQUpdateDetail::ZQUpdateDetail(ZQAssistConfig* config,
     connect(m_model, &ZQUpdateDetailModel::windowLevelChanged, this,
             &ZQUpdateDetail::applyWindowLevel);
     connect(m_model, &ZQUpdateDetailModel::closeRequested, mWindow, &QWidget::close);
+    connect(webView_, &QWebEngineView::loadFinished, m_model,
+            &ZQUpdateDetailModel::webLoadFinished);
 
     m_model->setUp(center ? center : platform::DistributedNotificationCenter::defaultCenter());
 }
@@ -91,9 +79,7 @@ ZQUpdateDetail::~ZQUpdateDetail() {
 
 void ZQUpdateDetail::buildWindow() {
     using zq::controls::placeAt;
-    // The web view (and with it the browser engine) is made once the window
-    // has been painted, so the window appears without waiting for the engine.
-    mWindow = new ZQUpdateDetailWindow(m_model, [this] { createWebView(); });
+    mWindow = new ZQUpdateDetailWindow(m_model);
     mWindow->setObjectName(QStringLiteral("ZQUpdateDetail"));
     //% "Vesko输入法更新"
     mWindow->setWindowTitle(qtTrId("zq-update-detail-window-title"));
@@ -117,9 +103,11 @@ void ZQUpdateDetail::buildWindow() {
     localVerString_->setStyleSheet(QStringLiteral("color: #888888;"));
     placeAt(localVerString_, 40, 394, 520, 22);
 
-    m_webPlaceholder = new QWidget(mWindow);
-    m_webPlaceholder->setAutoFillBackground(true);
-    placeAt(m_webPlaceholder, 40, 84, 520, 296);
+    // Made with the window, before it is first shown: a web view added to a
+    // window on screen makes Qt re-create the native window for its surface.
+    webView_ = new QWebEngineView(mWindow);
+    webView_->setObjectName(QStringLiteral("webView"));
+    placeAt(webView_, 40, 84, 520, 296);
 
     //% "忽略该版本"
     ignoreThisBtn_ = makeButton(mWindow, qtTrId("zq-update-detail-ignore"), false);
@@ -160,27 +148,8 @@ void ZQUpdateDetail::applyState() {
     ignoreThisBtn_->setVisible(m_model->ignoreVisible());
     promptLaterBtn_->setVisible(m_model->promptLaterVisible());
     okBtn_->setVisible(m_model->okVisible());
-    if (webView_) {
-        webView_->page()->setBackgroundColor(
-            m_model->drawsWebBackground() ? QColor(Qt::white) : QColor(Qt::transparent));
-    }
-}
-
-void ZQUpdateDetail::createWebView() {
-    if (webView_) {
-        return;
-    }
-    webView_ = new QWebEngineView(mWindow);
-    webView_->setObjectName(QStringLiteral("webView"));
-    zq::controls::placeAt(webView_, 40, 84, 520, 296);
-    connect(webView_, &QWebEngineView::loadFinished, m_model,
-            &ZQUpdateDetailModel::webLoadFinished);
-    applyState();
-    webView_->show();
-    delete m_webPlaceholder;
-    if (m_pendingUrl.isValid()) {
-        webView_->load(std::exchange(m_pendingUrl, QUrl()));
-    }
+    webView_->page()->setBackgroundColor(m_model->drawsWebBackground() ? QColor(Qt::white)
+                                                                       : QColor(Qt::transparent));
 }
 
 void ZQUpdateDetail::applyWindowLevel(int level) {
@@ -208,11 +177,7 @@ void ZQUpdateDetail::applyWindowLevel(int level) {
 
 void ZQUpdateDetail::loadPage(const QUrl& url) {
     applyState();
-    if (webView_) {
-        webView_->load(url);
-    } else {
-        m_pendingUrl = url;
-    }
+    webView_->load(url);
 }
 
 void ZQUpdateDetail::centerWindow() {

@@ -36,8 +36,7 @@ public:
 
     ZQUpdateDetailModel* model() const { return m_model; }
 
-    // The controls, for tests. The web view is made right after the window's
-    // first paint (null until then).
+    // The controls, for tests.
     QWebEngineView* webView() const { return webView_; }
     ZQCustomButton* updateBtn() const { return updateBtn_; }
     ZQCustomButton* promptLaterBtn() const { return promptLaterBtn_; }
@@ -55,7 +54,6 @@ private:
     void applyWindowLevel(int level);
     void loadPage(const QUrl& url);
     void centerWindow();
-    void createWebView();
 
     ZQUpdateDetailModel* m_model;
     QPointer<QWebEngineView> webView_;
@@ -66,6 +64,4 @@ private:
     QPointer<QLabel> sloganString_;
     QPointer<QLabel> localVerString_;
     ZQUpdateDetailWindow* mWindow = nullptr;
-    QPointer<QWidget> m_webPlaceholder;
-    QUrl m_pendingUrl;
 };

@@ -615,10 +615,14 @@ void TestAppDelegate::openHandlesPageAddresses() {
 
 void TestAppDelegate::activateShowsOpenWindows() {
     start({QStringLiteral("-ZQFeedbackWindowController")}, {}, true);
+    m_delegate->loadXibName(QStringLiteral("ZQAuthorize"));
     RecordingPage* feedback = page(QStringLiteral("ZQFeedbackWindowController"));
+    RecordingPage* permission = page(QStringLiteral("ZQAuthorize"));
     const QDBusMessage reply = callService(QStringLiteral("Activate"), {QVariantMap{}});
     QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
     QCOMPARE(feedback->shows, 2);
+    // One window, though three page names lead to it.
+    QCOMPARE(permission->shows, 2);
     QVERIFY(!page(QStringLiteral("ZQAbout")));
 }
 
