@@ -1,6 +1,7 @@
 #include "crypto/Base64.h"
 
 #include <array>
+#include <cstdint>
 
 namespace zq::crypto {
 namespace {
@@ -37,36 +38,34 @@ void encodeTail(const unsigned char* in, qsizetype count, char* out) {
     out[3] = '=';
 }
 
-// Decodes a sequence of 7-bit values (anything outside the alphabet skipped).
-template <typename Next>
-QByteArray decode(qsizetype inputLength, Next&& next) {
+// Decodes a sequence of characters; `valueAt(i)` gives the sextet of the
+// i-th character, or kSkip for anything outside the alphabet.
+template <typename ValueAt>
+QByteArray decode(qsizetype inputLength, ValueAt&& valueAt) {
     QByteArray out((inputLength / 4 + 1) * 3, Qt::Uninitialized);
     auto* dst = reinterpret_cast<unsigned char*>(out.data());
     qsizetype produced = 0;
-    unsigned char group[4];
+    std::uint32_t accumulator = 0;
     int filled = 0;
     for (qsizetype i = 0; i < inputLength; ++i) {
-        const int c = next(i);
-        if (c < 0) {
-            continue;
-        }
-        const unsigned char value = kDecodeTable[static_cast<unsigned char>(c) & 0x7f];
+        const unsigned char value = valueAt(i);
         if (value == kSkip) {
             continue;
         }
-        group[filled++] = value;
-        if (filled == 4) {
-            dst[produced++] = static_cast<unsigned char>((group[0] << 2) | (group[1] >> 4));
-            dst[produced++] = static_cast<unsigned char>((group[1] << 4) | (group[2] >> 2));
-            dst[produced++] = static_cast<unsigned char>((group[2] << 6) | group[3]);
+        accumulator = (accumulator << 6) | value;
+        if (++filled == 4) {
+            dst[produced++] = static_cast<unsigned char>(accumulator >> 16);
+            dst[produced++] = static_cast<unsigned char>(accumulator >> 8);
+            dst[produced++] = static_cast<unsigned char>(accumulator);
+            accumulator = 0;
             filled = 0;
         }
     }
-    if (filled >= 2) {
-        dst[produced++] = static_cast<unsigned char>((group[0] << 2) | (group[1] >> 4));
-    }
-    if (filled == 3) {
-        dst[produced++] = static_cast<unsigned char>((group[1] << 4) | (group[2] >> 2));
+    if (filled == 2) {
+        dst[produced++] = static_cast<unsigned char>(accumulator >> 4);
+    } else if (filled == 3) {
+        dst[produced++] = static_cast<unsigned char>(accumulator >> 10);
+        dst[produced++] = static_cast<unsigned char>(accumulator >> 2);
     }
     if (produced == 0) {
         return {};
@@ -113,19 +112,20 @@ QString base64EncodedString(QByteArrayView data) {
 }
 
 QByteArray dataWithBase64EncodedString(const QString& text) {
-    const QChar* chars = text.constData();
+    const char16_t* chars = reinterpret_cast<const char16_t*>(text.constData());
     return decode(text.size(), [chars](qsizetype i) {
-        const char16_t c = chars[i].unicode();
+        const char16_t c = chars[i];
         // Lossy ASCII conversion: anything outside ASCII becomes a substitute
         // that the decoder skips.
-        return c < 0x80 ? int(c) : -1;
+        return c < 0x80 ? kDecodeTable[c] : kSkip;
     });
 }
 
 QByteArray dataWithBase64EncodedBytes(QByteArrayView text) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
-    return decode(text.size(),
-                  [bytes](qsizetype i) { return bytes[i] < 0x80 ? int(bytes[i]) : -1; });
+    return decode(text.size(), [bytes](qsizetype i) {
+        return bytes[i] < 0x80 ? kDecodeTable[bytes[i]] : kSkip;
+    });
 }
 
 QString base64Encode(QByteArrayView data) {

@@ -21,6 +21,36 @@ constexpr int kWindowBits = 15;
 constexpr int kMemLevel = 8;
 constexpr uInt kStageSize = 16 * 1024;
 
+struct RawDeflater {
+    z_stream stream{};
+    bool ready = false;
+    RawDeflater() {
+        ready = deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -kWindowBits, kMemLevel,
+                             Z_DEFAULT_STRATEGY) == Z_OK &&
+                deflateTune(&stream, kGoodLength, kMaxLazy, kNiceLength, kMaxChain) == Z_OK;
+    }
+    ~RawDeflater() {
+        if (ready) {
+            deflateEnd(&stream);
+        }
+    }
+    RawDeflater(const RawDeflater&) = delete;
+    RawDeflater& operator=(const RawDeflater&) = delete;
+};
+
+struct Inflater {
+    z_stream stream{};
+    bool ready = false;
+    explicit Inflater(int windowBits) { ready = inflateInit2(&stream, windowBits) == Z_OK; }
+    ~Inflater() {
+        if (ready) {
+            inflateEnd(&stream);
+        }
+    }
+    Inflater(const Inflater&) = delete;
+    Inflater& operator=(const Inflater&) = delete;
+};
+
 }  // namespace
 
 std::int32_t zip_compressBound(std::int32_t sourceLength) {
@@ -42,12 +72,17 @@ std::int32_t zip_compress(const unsigned char* source, std::int32_t sourceLength
         destination == nullptr) {
         return -1;
     }
-    z_stream stream{};
-    if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -kWindowBits, kMemLevel,
-                     Z_DEFAULT_STRATEGY) != Z_OK) {
+    // The encoder state (about 270 KB at this setting) is set up once per
+    // thread and reset for every stream: allocating and releasing it for
+    // every field would dominate the cost of a small request.
+    thread_local RawDeflater deflater;
+    if (!deflater.ready) {
         return -1;
     }
-    deflateTune(&stream, kGoodLength, kMaxLazy, kNiceLength, kMaxChain);
+    z_stream& stream = deflater.stream;
+    if (deflateReset(&stream) != Z_OK) {
+        return -1;
+    }
 
     static const unsigned char kNothing = 0;
     stream.next_in = const_cast<Bytef*>(source != nullptr ? source : &kNothing);
@@ -73,7 +108,8 @@ std::int32_t zip_compress(const unsigned char* source, std::int32_t sourceLength
         std::memcpy(destination + written, stage, static_cast<std::size_t>(produced));
         written += produced;
     }
-    deflateEnd(&stream);
+    stream.next_in = nullptr;
+    stream.next_out = nullptr;
     if (status != Z_STREAM_END) {
         return -1;
     }
@@ -166,36 +202,56 @@ QByteArray unzip(const QByteArray& data, bool rawDeflate) {
     if (data.isEmpty()) {
         return data;
     }
-    const qsizetype half = data.size() / 2;
-    if (data.size() > std::numeric_limits<qsizetype>::max() / 4) {
+    if (data.size() > std::numeric_limits<qsizetype>::max() / 4 ||
+        static_cast<quint64>(data.size()) > std::numeric_limits<uInt>::max()) {
         return {};
     }
-    z_stream stream{};
+    const qsizetype half = data.size() / 2;
+    // One inflater per format and thread, reset for every stream.
+    thread_local Inflater zlibOrGzip(kWindowBits + 32);
+    thread_local Inflater bare(-kWindowBits);
+    Inflater& inflater = rawDeflate ? bare : zlibOrGzip;
+    if (!inflater.ready || inflateReset(&inflater.stream) != Z_OK) {
+        return {};
+    }
+    z_stream& stream = inflater.stream;
     stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.constData()));
     stream.avail_in = static_cast<uInt>(data.size());
-    if (inflateInit2(&stream, rawDeflate ? -kWindowBits : kWindowBits + 32) != Z_OK) {
-        return {};
+    // The output is inflated into a per-thread scratch buffer that keeps its
+    // memory between calls, then copied out at its exact size: answers of a
+    // few hundred kilobytes would otherwise cost fresh pages on every call.
+    thread_local QByteArray scratch;
+    qsizetype capacity = data.size() + half;
+    if (scratch.size() < capacity) {
+        scratch.resize(capacity);
     }
-    QByteArray out(data.size() + half, Qt::Uninitialized);
     int status = Z_OK;
     while (status == Z_OK) {
-        if (static_cast<qsizetype>(stream.total_out) >= out.size()) {
-            // Grows by half the input length; a one-byte input grows by nothing,
-            // and inflate then reports a buffer error below.
-            out.resize(out.size() + half);
+        if (static_cast<qsizetype>(stream.total_out) >= capacity) {
+            // Grows by half the input length, or by the buffer's own size once
+            // that is larger (highly compressed streams then need few steps).
+            // A one-byte input grows by nothing, and inflate then reports a
+            // buffer error below.
+            capacity += half == 0 ? 0 : std::max(half, capacity);
+            if (scratch.size() < capacity) {
+                scratch.resize(capacity);
+            }
         }
-        stream.next_out = reinterpret_cast<Bytef*>(out.data()) + stream.total_out;
-        stream.avail_out = static_cast<uInt>(out.size() - static_cast<qsizetype>(stream.total_out));
+        stream.next_out = reinterpret_cast<Bytef*>(scratch.data()) + stream.total_out;
+        stream.avail_out = static_cast<uInt>(std::min<qsizetype>(
+            capacity - static_cast<qsizetype>(stream.total_out), std::numeric_limits<uInt>::max()));
         status = inflate(&stream, Z_SYNC_FLUSH);
     }
     const auto total = static_cast<qsizetype>(stream.total_out);
-    const int end = inflateEnd(&stream);
-    if (status != Z_STREAM_END || end != Z_OK) {
-        return {};
+    stream.next_in = nullptr;
+    stream.next_out = nullptr;
+    QByteArray out;
+    if (status == Z_STREAM_END) {
+        out = total > 0 ? QByteArray(scratch.constData(), total) : QByteArray("", 0);
     }
-    out.truncate(total);
-    if (out.isNull()) {
-        out = QByteArray("", 0);
+    constexpr qsizetype kKeptScratch = 4 * 1024 * 1024;
+    if (scratch.size() > kKeptScratch) {
+        scratch = QByteArray();
     }
     return out;
 }
