@@ -69,7 +69,7 @@ void TestHelpTool::init() {
 }
 
 void TestHelpTool::fetchThroughTheWall() {
-    const ToolRun run = runTool({"help-list", "fetch", "--version", "1"});
+    const ToolRun run = runTool({"help", "fetch", "--version", "1"});
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.json.value("request").toString(), QString("wall"));
     QCOMPARE(run.json.value("upToDate").toBool(), false);
@@ -81,7 +81,7 @@ void TestHelpTool::fetchThroughTheWall() {
 }
 
 void TestHelpTool::fetchPlainUpToDate() {
-    const ToolRun run = runTool({"help-list", "fetch", "--plain", "--version", "3"});
+    const ToolRun run = runTool({"help", "fetch", "--plain", "--version", "3"});
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.json.value("request").toString(), QString("plain"));
     QCOMPARE(run.json.value("upToDate").toBool(), true);
@@ -90,7 +90,7 @@ void TestHelpTool::fetchPlainUpToDate() {
 
 void TestHelpTool::fetchReportsTheErrorText() {
     QVERIFY(_service.setFault("/q", "garbage"));
-    const ToolRun run = runTool({"help-list", "fetch"});
+    const ToolRun run = runTool({"help", "fetch"});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.json.value("error").toString(), QString("failed to decrypt data"));
     QVERIFY(run.stderrText.contains("failed to decrypt data"));
@@ -99,7 +99,7 @@ void TestHelpTool::fetchReportsTheErrorText() {
 void TestHelpTool::cacheWithSeed() {
     QDir(QString::fromLocal8Bit(qgetenv("XDG_DATA_HOME")) + "/Vesko/InputMethod/VeskoPY/helpInfo")
         .removeRecursively();
-    const ToolRun run = runTool({"help-list", "cache", "--seed"});
+    const ToolRun run = runTool({"help", "cache", "--seed"});
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.json.value("version").toString(), QString("1"));
     QCOMPARE(run.json.value("entries").toArray().size(), 4);

@@ -23,7 +23,6 @@ constexpr int kBoundMs = 60000;
 const char kUsage[] =
     "usage: vesko-tool help fetch [--plain] [--version V]\n"
     "       vesko-tool help cache [--seed]\n"
-    "       (also reachable as 'vesko-tool help-list ...')\n"
     "\n"
     "The help list of the help-and-feedback window.\n"
     "\n"
@@ -181,8 +180,5 @@ int runHelp(const QStringList& args) {
 
 const vesko::tool::ToolCommand kCommand{"help", "fetch the help list, read the help cache", kUsage,
                                         &runHelp};
-// The same under a name that cannot be mistaken for the tool's own help.
-const vesko::tool::ToolCommand kAlias{"help-list", "the 'help' command (fetch, cache)", kUsage,
-                                      &runHelp};
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "tools/vesko-tool/Command.h"
 
+#include "platform/Translations.h"
+
 #include <QCoreApplication>
 #include <QFile>
 
@@ -90,13 +92,14 @@ void printTopUsage(QTextStream& stream) {
 int main(int argc, char* argv[]) {
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("vesko-tool"));
+    platform::installTranslations(&app);
     QStringList args = QCoreApplication::arguments().mid(1);
     if (args.isEmpty()) {
         printTopUsage(vesko::tool::err());
         return 2;
     }
     const QString name = args.takeFirst();
-    if (name == u"--help" || name == u"-h" || name == u"help") {
+    if (name == u"--help" || name == u"-h") {
         printTopUsage(vesko::tool::out());
         return 0;
     }
