@@ -1,7 +1,8 @@
 #include "crypto/PlistValue_p.h"
 
+#include "platform/Plist.h"
+
 #include <QDateTime>
-#include <QRegularExpression>
 
 #include <cmath>
 #include <cstdint>
@@ -90,83 +91,13 @@ std::optional<QVariant> convert(plist_t node, int depth, QString* error) {
     return std::nullopt;
 }
 
-std::uint64_t readBigEndian(const unsigned char* p, unsigned count) {
-    std::uint64_t value = 0;
-    for (unsigned i = 0; i < count; ++i) {
-        value = (value << 8) | p[i];
-    }
-    return value;
-}
-
-// libplist aborts the process (a failed assertion) when a dictionary key
-// holds a zero character. Such property lists are refused before they reach
-// it: every string object of a binary property list is checked, and XML with
-// a zero byte or a character reference to zero is refused. A binary property
-// list whose tables do not hold together is refused as well.
-bool stringsHaveNoZero(const QByteArray& bytes) {
-    const auto* data = reinterpret_cast<const unsigned char*>(bytes.constData());
-    const auto size = static_cast<std::uint64_t>(bytes.size());
-    if (!bytes.startsWith("bplist")) {
-        if (bytes.contains('\0')) {
-            return false;
-        }
-        static const QRegularExpression zeroReference(QStringLiteral("&#(x0*|0+);"),
-                                                      QRegularExpression::CaseInsensitiveOption);
-        return !zeroReference.match(QString::fromLatin1(bytes)).hasMatch();
-    }
-    if (size < 8 + 32) {
-        return false;
-    }
-    const unsigned char* trailer = data + size - 32;
-    const unsigned offsetSize = trailer[6];
-    const std::uint64_t objectCount = readBigEndian(trailer + 8, 8);
-    const std::uint64_t tableOffset = readBigEndian(trailer + 24, 8);
-    const std::uint64_t objectsEnd = size - 32;
-    if (offsetSize < 1 || offsetSize > 8 || tableOffset > objectsEnd ||
-        objectCount > (objectsEnd - tableOffset) / offsetSize) {
-        return false;
-    }
-    for (std::uint64_t i = 0; i < objectCount; ++i) {
-        const std::uint64_t offset = readBigEndian(data + tableOffset + i * offsetSize, offsetSize);
-        if (offset >= objectsEnd) {
-            return false;
-        }
-        const unsigned type = data[offset] >> 4;
-        if (type != 0x5 && type != 0x6 && type != 0x7) {
-            continue;
-        }
-        std::uint64_t length = data[offset] & 0x0f;
-        std::uint64_t pos = offset + 1;
-        if (length == 0x0f) {
-            if (pos >= objectsEnd || (data[pos] >> 4) != 0x1 || (data[pos] & 0x0f) > 3) {
-                return false;
-            }
-            const unsigned count = 1u << (data[pos] & 0x0f);
-            if (count > objectsEnd - pos - 1) {
-                return false;
-            }
-            length = readBigEndian(data + pos + 1, count);
-            pos += 1 + count;
-        }
-        const std::uint64_t unit = type == 0x6 ? 2 : 1;
-        if (length > (objectsEnd - pos) / unit) {
-            return false;
-        }
-        for (std::uint64_t k = 0; k < length; ++k) {
-            const unsigned char* c = data + pos + k * unit;
-            if (c[0] == 0 && (unit == 1 || c[1] == 0)) {
-                return false;
-            }
-        }
-    }
-    return true;
-}
-
 }  // namespace
 
 PlistPtr parsePlist(const QByteArray& bytes) {
+    // libplist aborts on a dictionary key with a zero character: such bytes
+    // never reach it.
     if (bytes.isEmpty() || bytes.size() > std::numeric_limits<int32_t>::max() ||
-        !stringsHaveNoZero(bytes)) {
+        !platform::Plist::stringsHaveNoZero(bytes)) {
         return nullptr;
     }
     plist_t root = nullptr;
