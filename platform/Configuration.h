@@ -11,8 +11,8 @@
 // Keys in use:
 //   Service/Host          base address of the web service ("http://127.0.0.1:8731")
 //   Service/WallHost      base address of the encrypted-wall gateway (defaults to Service/Host)
-//   Service/PingbackHost  base address of the feedback and evaluation calls (defaults to Service/Host)
-//   Service/UploadHost    base address of the file upload (defaults to Service/Host)
+//   Service/PingbackHost  base address of the feedback and evaluation calls (defaults to
+//   Service/Host) Service/UploadHost    base address of the file upload (defaults to Service/Host)
 //   Web/Host              base address of the About links and the change-log page
 //   Analytics/Endpoint    address the analytics client posts to
 //   Analytics/Enabled     "true"/"false": the user's switch for analytics
