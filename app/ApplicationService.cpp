@@ -1,17 +1,15 @@
 #include "app/ApplicationService.h"
 
 #include "app/AppDelegate.h"
+#include "platform/DistributedNotificationCenter.h"
 
-#include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusError>
-#include <QDBusVariant>
 #include <QLoggingCategory>
 #include <QUrl>
 #include <QUrlQuery>
 
-#include <limits>
 #include <optional>
 
 Q_DECLARE_LOGGING_CATEGORY(lcApp)
@@ -20,76 +18,9 @@ namespace zq::app {
 
 namespace {
 
-// A parameter value reduced to the payload forms of the load notification:
-// text, 64-bit integers, doubles, booleans, and dictionaries and lists of
-// them. Values of other D-Bus types come back invalid and are dropped.
-QVariant payloadValue(const QVariant& value) {
-    switch (value.metaType().id()) {
-        case QMetaType::QString:
-        case QMetaType::Bool:
-        case QMetaType::Double:
-        case QMetaType::LongLong:
-            return value;
-        case QMetaType::Int:
-        case QMetaType::Short:
-        case QMetaType::UShort:
-        case QMetaType::UChar:
-        case QMetaType::UInt:
-            return QVariant(value.toLongLong());
-        case QMetaType::ULongLong:
-            return value.toULongLong() > qulonglong(std::numeric_limits<qint64>::max())
-                       ? QVariant(QString::number(value.toULongLong()))
-                       : QVariant(qint64(value.toULongLong()));
-        case QMetaType::QVariantMap: {
-            QVariantMap out;
-            const QVariantMap map = value.toMap();
-            for (auto it = map.cbegin(); it != map.cend(); ++it) {
-                const QVariant v = payloadValue(it.value());
-                if (v.isValid()) {
-                    out.insert(it.key(), v);
-                }
-            }
-            return out;
-        }
-        default:
-            break;
-    }
-    if (value.metaType() == QMetaType::fromType<QDBusVariant>()) {
-        return payloadValue(qvariant_cast<QDBusVariant>(value).variant());
-    }
-    if (value.metaType() == QMetaType::fromType<QDBusArgument>()) {
-        const auto argument = qvariant_cast<QDBusArgument>(value);
-        if (argument.currentSignature() == u"a{sv}") {
-            QVariantMap map;
-            argument >> map;
-            QVariantMap out;
-            for (auto it = map.cbegin(); it != map.cend(); ++it) {
-                const QVariant v = payloadValue(it.value());
-                if (v.isValid()) {
-                    out.insert(it.key(), v);
-                }
-            }
-            return out;
-        }
-        if (argument.currentSignature() == u"av") {
-            QVariantList list;
-            argument >> list;
-            QVariantList out;
-            for (const QVariant& element : std::as_const(list)) {
-                const QVariant v = payloadValue(element);
-                if (v.isValid()) {
-                    out.append(v);
-                }
-            }
-            return out;
-        }
-    }
-    return {};
-}
-
 // The a{sv} parameter of an action, or none when the parameter is something else.
 std::optional<QVariantMap> mapFromVariant(const QVariant& value) {
-    const QVariant decoded = payloadValue(value);
+    const QVariant decoded = platform::DistributedNotificationCenter::payloadValue(value);
     if (decoded.typeId() != QMetaType::QVariantMap) {
         return std::nullopt;
     }

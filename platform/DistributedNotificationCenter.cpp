@@ -22,71 +22,6 @@ struct DistributedNotificationCenter::Observer {
 
 namespace {
 
-// Payload values travel as D-Bus strings, 64-bit integers, doubles and
-// booleans. Anything else a foreign sender put in is reduced to those forms
-// where that is meaningful and dropped otherwise.
-QVariant normalisedIncoming(const QVariant& value) {
-    switch (value.metaType().id()) {
-        case QMetaType::QString:
-        case QMetaType::Bool:
-        case QMetaType::Double:
-        case QMetaType::LongLong:
-            return value;
-        case QMetaType::Int:
-        case QMetaType::Short:
-        case QMetaType::UShort:
-        case QMetaType::UChar:
-        case QMetaType::UInt:
-            return QVariant(value.toLongLong());
-        case QMetaType::ULongLong:
-            return value.toULongLong() > qulonglong(std::numeric_limits<qint64>::max())
-                       ? QVariant(QString::number(value.toULongLong()))
-                       : QVariant(qint64(value.toULongLong()));
-        case QMetaType::QStringList:
-            return value;
-        default:
-            break;
-    }
-    if (value.metaType() == QMetaType::fromType<QDBusVariant>()) {
-        return normalisedIncoming(qvariant_cast<QDBusVariant>(value).variant());
-    }
-    if (value.metaType() == QMetaType::fromType<QDBusObjectPath>()) {
-        return QVariant(qvariant_cast<QDBusObjectPath>(value).path());
-    }
-    if (value.metaType() == QMetaType::fromType<QDBusSignature>()) {
-        return QVariant(qvariant_cast<QDBusSignature>(value).signature());
-    }
-    if (value.metaType() == QMetaType::fromType<QDBusArgument>()) {
-        const QDBusArgument arg = qvariant_cast<QDBusArgument>(value);
-        if (arg.currentSignature() == u"a{sv}") {
-            QVariantMap map;
-            arg >> map;
-            QVariantMap out;
-            for (auto it = map.cbegin(); it != map.cend(); ++it) {
-                const QVariant v = normalisedIncoming(it.value());
-                if (v.isValid()) {
-                    out.insert(it.key(), v);
-                }
-            }
-            return out;
-        }
-        if (arg.currentSignature() == u"av") {
-            QVariantList list;
-            arg >> list;
-            QVariantList out;
-            for (const QVariant& element : std::as_const(list)) {
-                const QVariant v = normalisedIncoming(element);
-                if (v.isValid()) {
-                    out.append(v);
-                }
-            }
-            return out;
-        }
-    }
-    qCDebug(lcPlatform) << "dropping a payload value of unsupported type" << value.typeName();
-    return {};
-}
-
 QVariant normalisedOutgoing(const QVariant& value) {
     switch (value.metaType().id()) {
         case QMetaType::QString:
@@ -111,6 +46,82 @@ QVariant normalisedOutgoing(const QVariant& value) {
 }
 
 }  // namespace
+
+// Payload values travel as D-Bus strings, 64-bit integers, doubles and
+// booleans. Anything else a foreign sender put in is reduced to those forms
+// where that is meaningful and dropped otherwise.
+QVariant DistributedNotificationCenter::payloadValue(const QVariant& value) {
+    switch (value.metaType().id()) {
+        case QMetaType::QString:
+        case QMetaType::Bool:
+        case QMetaType::Double:
+        case QMetaType::LongLong:
+            return value;
+        case QMetaType::Int:
+        case QMetaType::Short:
+        case QMetaType::UShort:
+        case QMetaType::UChar:
+        case QMetaType::UInt:
+            return QVariant(value.toLongLong());
+        case QMetaType::ULongLong:
+            return value.toULongLong() > qulonglong(std::numeric_limits<qint64>::max())
+                       ? QVariant(QString::number(value.toULongLong()))
+                       : QVariant(qint64(value.toULongLong()));
+        case QMetaType::QStringList:
+            return value;
+        case QMetaType::QVariantMap: {
+            QVariantMap out;
+            const QVariantMap map = value.toMap();
+            for (auto it = map.cbegin(); it != map.cend(); ++it) {
+                const QVariant v = payloadValue(it.value());
+                if (v.isValid()) {
+                    out.insert(it.key(), v);
+                }
+            }
+            return out;
+        }
+        default:
+            break;
+    }
+    if (value.metaType() == QMetaType::fromType<QDBusVariant>()) {
+        return payloadValue(qvariant_cast<QDBusVariant>(value).variant());
+    }
+    if (value.metaType() == QMetaType::fromType<QDBusObjectPath>()) {
+        return QVariant(qvariant_cast<QDBusObjectPath>(value).path());
+    }
+    if (value.metaType() == QMetaType::fromType<QDBusSignature>()) {
+        return QVariant(qvariant_cast<QDBusSignature>(value).signature());
+    }
+    if (value.metaType() == QMetaType::fromType<QDBusArgument>()) {
+        const QDBusArgument arg = qvariant_cast<QDBusArgument>(value);
+        if (arg.currentSignature() == u"a{sv}") {
+            QVariantMap map;
+            arg >> map;
+            QVariantMap out;
+            for (auto it = map.cbegin(); it != map.cend(); ++it) {
+                const QVariant v = payloadValue(it.value());
+                if (v.isValid()) {
+                    out.insert(it.key(), v);
+                }
+            }
+            return out;
+        }
+        if (arg.currentSignature() == u"av") {
+            QVariantList list;
+            arg >> list;
+            QVariantList out;
+            for (const QVariant& element : std::as_const(list)) {
+                const QVariant v = payloadValue(element);
+                if (v.isValid()) {
+                    out.append(v);
+                }
+            }
+            return out;
+        }
+    }
+    qCDebug(lcPlatform) << "dropping a payload value of unsupported type" << value.typeName();
+    return {};
+}
 
 DistributedNotificationCenter::DistributedNotificationCenter(const QDBusConnection& bus,
                                                              QObject* parent)
@@ -220,7 +231,7 @@ void DistributedNotificationCenter::onPost(const QDBusMessage& message) {
     }
     QVariantMap payload;
     for (auto it = userInfo.cbegin(); it != userInfo.cend(); ++it) {
-        const QVariant v = normalisedIncoming(it.value());
+        const QVariant v = payloadValue(it.value());
         if (v.isValid()) {
             payload.insert(it.key(), v);
         }

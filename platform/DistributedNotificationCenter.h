@@ -43,6 +43,12 @@ public:
     void setSuspended(bool suspended);
     bool isSuspended() const;
 
+    // A payload value reduced to the forms a notification carries: text,
+    // 64-bit integers, doubles, booleans, and dictionaries and lists of them
+    // (D-Bus variants and containers are unwrapped). Values of any other type
+    // come back invalid, and the caller drops them.
+    static QVariant payloadValue(const QVariant& value);
+
     static constexpr const char* kInterface = "com.vesko.DistributedNotification";
     static constexpr const char* kPath = "/com/vesko/DistributedNotification";
     static constexpr const char* kMember = "Post";
