@@ -119,25 +119,11 @@ QString AFHTTPRequestSerializer::defaultUserAgent() {
 }
 
 void AFHTTPRequestSerializer::setValue(const QString& value, const QString& field) {
-    for (qsizetype i = 0; i < _headers.size(); ++i) {
-        if (_headers[i].first.compare(field, Qt::CaseInsensitive) == 0) {
-            if (value.isNull())
-                _headers.removeAt(i);
-            else
-                _headers[i].second = value;
-            return;
-        }
-    }
-    if (!value.isNull())
-        _headers.append({field, value});
+    zq::net::setHeaderField(_headers, value, field);
 }
 
 QString AFHTTPRequestSerializer::value(const QString& field) const {
-    for (const auto& header : _headers) {
-        if (header.first.compare(field, Qt::CaseInsensitive) == 0)
-            return header.second;
-    }
-    return {};
+    return zq::net::headerField(_headers, field);
 }
 
 QByteArray AFHTTPRequestSerializer::percentEscaped(const QString& text) {

@@ -33,7 +33,7 @@ public:
     // Sets a default header field; a null value removes it.
     void setValue(const QString& value, const QString& field);
     QString value(const QString& field) const;
-    const QList<QPair<QString, QString>>& HTTPRequestHeaders() const { return _headers; }
+    const zq::net::HeaderFields& HTTPRequestHeaders() const { return _headers; }
 
     double timeoutInterval() const { return _timeout; }
     void setTimeoutInterval(double seconds) { _timeout = seconds; }
@@ -68,7 +68,7 @@ protected:
                             zq::net::OptionalError* error) const;
 
 private:
-    QList<QPair<QString, QString>> _headers;
+    zq::net::HeaderFields _headers;
     double _timeout = zq::net::Request::kDefaultTimeoutInterval;
     zq::net::CachePolicy _cachePolicy = zq::net::CachePolicy::kUseProtocolCachePolicy;
     QSet<QByteArray> _queryMethods{"GET", "HEAD", "DELETE"};

@@ -8,34 +8,38 @@
 
 namespace zq::net {
 
-void Request::setValue(const QString& value, const QString& field) {
-    for (qsizetype i = 0; i < _headers.size(); ++i) {
-        if (_headers[i].first.compare(field, Qt::CaseInsensitive) == 0) {
+void setHeaderField(HeaderFields& fields, const QString& value, const QString& field) {
+    for (qsizetype i = 0; i < fields.size(); ++i) {
+        if (fields[i].first.compare(field, Qt::CaseInsensitive) == 0) {
             if (value.isNull())
-                _headers.removeAt(i);
+                fields.removeAt(i);
             else
-                _headers[i].second = value;
+                fields[i].second = value;
             return;
         }
     }
     if (!value.isNull())
-        _headers.append({field, value});
+        fields.append({field, value});
 }
 
-QString Request::value(const QString& field) const {
-    for (const auto& header : _headers) {
-        if (header.first.compare(field, Qt::CaseInsensitive) == 0)
-            return header.second;
+QString headerField(const HeaderFields& fields, const QString& field) {
+    for (const auto& entry : fields) {
+        if (entry.first.compare(field, Qt::CaseInsensitive) == 0)
+            return entry.second;
     }
     return {};
 }
 
+void Request::setValue(const QString& value, const QString& field) {
+    setHeaderField(_headers, value, field);
+}
+
+QString Request::value(const QString& field) const {
+    return headerField(_headers, field);
+}
+
 bool Request::hasValue(const QString& field) const {
-    for (const auto& header : _headers) {
-        if (header.first.compare(field, Qt::CaseInsensitive) == 0)
-            return true;
-    }
-    return false;
+    return !headerField(_headers, field).isNull();
 }
 
 QByteArray Response::header(const QByteArray& name) const {

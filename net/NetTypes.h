@@ -62,6 +62,13 @@ enum class CachePolicy {
     kReloadIgnoringLocalAndRemoteCacheData,
 };
 
+// Header fields in the order they were first set; names compare without case.
+using HeaderFields = QList<QPair<QString, QString>>;
+// Sets a field in place (or appends it); a null value removes it.
+void setHeaderField(HeaderFields& fields, const QString& value, const QString& field);
+// The field's value, or a null string when it is not set.
+QString headerField(const HeaderFields& fields, const QString& field);
+
 // An HTTP request: address, method, header fields (in the order first set; a
 // later set of the same name, compared without regard to case, replaces the
 // value in place), body, timeout in seconds and cache policy.
@@ -91,12 +98,12 @@ public:
     void setValue(const QString& value, const QString& field);
     QString value(const QString& field) const;
     bool hasValue(const QString& field) const;
-    const QList<QPair<QString, QString>>& allHTTPHeaderFields() const { return _headers; }
+    const HeaderFields& allHTTPHeaderFields() const { return _headers; }
 
 private:
     QUrl _url;
     QByteArray _method = "GET";
-    QList<QPair<QString, QString>> _headers;
+    HeaderFields _headers;
     QByteArray _body;
     double _timeout = kDefaultTimeoutInterval;
     CachePolicy _cachePolicy = CachePolicy::kUseProtocolCachePolicy;
