@@ -405,46 +405,10 @@ QWidget* imageSample(const QString& name) {
     return frame;
 }
 
-const QStringList kImageNames = {"about_view_bg",
-                                 "evaluation_view_bg",
-                                 "closeNormal",
-                                 "closeHover",
-                                 "closeActive",
-                                 "close_icon_black",
-                                 "back_btn_normal",
-                                 "back_btn_hover",
-                                 "back_btn_click",
-                                 "back_btn_disable",
-                                 "forward_btn_normal",
-                                 "forward_btn_hover",
-                                 "forward_btn_click",
-                                 "forward_btn_disable",
-                                 "clear_btn_normal",
-                                 "clear_btn_hover",
-                                 "clear_btn_click",
-                                 "alert_logo",
-                                 "helpImageLoading",
-                                 "magnifier",
-                                 "evaluation_star_normal",
-                                 "evaluation_star_select",
-                                 "button_check_off",
-                                 "button_check_on",
-                                 "access_normal",
-                                 "access_hover",
-                                 "access_click",
-                                 "access_tip",
-                                 "access_step",
-                                 "contact_tip",
-                                 "contact_title",
-                                 "veskoInput_screenRecording",
-                                 "textRecognition_screenRecording",
-                                 "screen_step",
-                                 "microphone_access_tip",
-                                 "microphone_access_step",
-                                 "microphone_tip",
-                                 "microphone_step",
-                                 "loginBackground_tip",
-                                 "loginBackground_title"};
+// Every image compiled into the application, in the order of its resource file.
+QStringList imageNames() {
+    return QDir(QStringLiteral(":/images")).entryList(QDir::Files, QDir::Unsorted);
+}
 
 }  // namespace
 
@@ -490,7 +454,7 @@ QList<GalleryItem> galleryItems() {
         return new AlertSample(s == QLatin1String("about-page") ? QSize(390, 287)
                                                                 : QSize(390, 240));
     });
-    for (const QString& name : kImageNames) {
+    for (const QString& name : imageNames()) {
         items.append({QStringLiteral("images"), QStringLiteral("image-") + name,
                       QStringLiteral("own-size"), [name]() { return imageSample(name); }});
     }
