@@ -39,8 +39,9 @@ const QColor kSecondaryTextColor(0x88, 0x88, 0x88);
 ZQCustomButton* makeButton(QWidget* parent, const QString& title, bool primary) {
     auto* button = new ZQCustomButton(parent);
     if (primary) {
-        button->setBgColorForNormal(QColor(0x2F, 0x7C, 0xF6), QColor(0x4A, 0x8F, 0xF8),
-                                    QColor(0x25, 0x67, 0xD3), 6);
+        // The product's orange, lighter under the pointer, darker when pressed.
+        button->setBgColorForNormal(QColor(255, 100, 44), QColor(255, 128, 80), QColor(226, 84, 32),
+                                    6);
         button->setTitle(title, Qt::white, Qt::white, Qt::white,
                          zq::controls::namedFont(QStringLiteral("PingFangSC-Medium"), 14));
     } else {
