@@ -7,6 +7,7 @@
 #include <QByteArray>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -89,7 +90,7 @@ public:
     explicit MarkerProcess(const QString& marker) {
         m_process.start(QStringLiteral("/bin/sh"),
                         {QStringLiteral("-c"), QStringLiteral("read line"), marker});
-        m_started = m_process.waitForStarted(10000);
+        m_started = m_process.waitForStarted(10000) && waitUntilListed(marker);
     }
     ~MarkerProcess() { stop(); }
     MarkerProcess(const MarkerProcess&) = delete;
@@ -107,6 +108,25 @@ public:
     }
 
 private:
+    // The process counts as started once its command line, marker included,
+    // can be read from /proc: on a loaded machine that can lag behind the
+    // start notification.
+    bool waitUntilListed(const QString& marker) {
+        QFile cmdline(QStringLiteral("/proc/%1/cmdline").arg(m_process.processId()));
+        QDeadlineTimer deadline(10000);
+        while (!deadline.hasExpired()) {
+            if (cmdline.open(QIODevice::ReadOnly)) {
+                const bool listed = cmdline.readAll().contains(marker.toLocal8Bit());
+                cmdline.close();
+                if (listed) {
+                    return true;
+                }
+            }
+            QTest::qWait(5);
+        }
+        return false;
+    }
+
     QProcess m_process;
     bool m_started = false;
 };
