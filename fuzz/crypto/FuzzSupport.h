@@ -2,7 +2,7 @@
 
 // Shared by the crypto fuzz targets: each target defines
 // LLVMFuzzerTestOneInput; libFuzzer drives it in the fuzzing build, and
-// ReplayMain.cpp drives it in the normal build (seed corpus and a bounded
+// fuzz/common/ReplayMain.cpp drives it in the normal build (seed corpus and a bounded
 // set of deterministic pseudo-random inputs).
 
 #include <cstddef>
