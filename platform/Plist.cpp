@@ -120,6 +120,12 @@ std::optional<QVariant> toVariant(plist_t node, int depth, QString* error) {
             int32_t sec = 0;
             int32_t usec = 0;
             plist_get_date_val(node, &sec, &usec);
+            // libplist hands dates over as 32-bit seconds; a date beyond
+            // that range comes back with a microsecond part of a second or more.
+            if (usec <= -1000000 || usec >= 1000000) {
+                setError(error, QStringLiteral("a date outside the range of a property list"));
+                return std::nullopt;
+            }
             const qint64 msecs = (kReferenceDateOffset + sec) * 1000 + usec / 1000;
             return QVariant(QDateTime::fromMSecsSinceEpoch(msecs, QTimeZone::utc()));
         }
@@ -204,10 +210,16 @@ plist_t fromVariant(const QVariant& value, int depth, QString* error) {
             return plist_new_data(bytes.constData(), uint64_t(bytes.size()));
         }
         case QMetaType::QDateTime: {
-            const qint64 msecs = value.toDateTime().toMSecsSinceEpoch();
-            const qint64 rel = msecs - kReferenceDateOffset * 1000;
-            const qint64 sec = rel >= 0 ? rel / 1000 : -((-rel + 999) / 1000);
-            const qint64 usec = (rel - sec * 1000) * 1000;
+            // Seconds and microseconds from the reference date, both with
+            // the sign of the whole, as property lists read them.
+            const qint64 rel = value.toDateTime().toMSecsSinceEpoch() - kReferenceDateOffset * 1000;
+            const qint64 sec = rel / 1000;
+            const qint64 usec = (rel % 1000) * 1000;
+            if (sec < std::numeric_limits<int32_t>::min() ||
+                sec > std::numeric_limits<int32_t>::max()) {
+                setError(error, QStringLiteral("a date outside the range of a property list"));
+                return nullptr;
+            }
             return plist_new_date(int32_t(sec), int32_t(usec));
         }
         default:
