@@ -10,6 +10,7 @@
 
 #include <plist/plist.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -126,7 +127,8 @@ std::optional<QVariant> toVariant(plist_t node, int depth, QString* error) {
                 setError(error, QStringLiteral("a date outside the range of a property list"));
                 return std::nullopt;
             }
-            const qint64 msecs = (kReferenceDateOffset + sec) * 1000 + usec / 1000;
+            // Rounded: the microseconds come from a double and may fall just short.
+            const qint64 msecs = (kReferenceDateOffset + sec) * 1000 + std::lround(usec / 1000.0);
             return QVariant(QDateTime::fromMSecsSinceEpoch(msecs, QTimeZone::utc()));
         }
         case PLIST_UID:
