@@ -127,8 +127,13 @@ std::optional<QVariant> toVariant(plist_t node, int depth, QString* error) {
                 setError(error, QStringLiteral("a date outside the range of a property list"));
                 return std::nullopt;
             }
-            // Rounded: the microseconds come from a double and may fall just short.
-            const qint64 msecs = (kReferenceDateOffset + sec) * 1000 + std::lround(usec / 1000.0);
+            // libplist gives the seconds truncated toward zero and the
+            // microseconds without their sign (so a date less than a second
+            // before 2001 reads as the same distance after it), derived from
+            // a double: round them rather than truncate.
+            const qint64 fraction = std::lround(usec / 1000.0);
+            const qint64 msecs =
+                (kReferenceDateOffset + sec) * 1000 + (sec < 0 ? -fraction : fraction);
             return QVariant(QDateTime::fromMSecsSinceEpoch(msecs, QTimeZone::utc()));
         }
         case PLIST_UID:

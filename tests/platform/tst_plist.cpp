@@ -152,6 +152,7 @@ private slots:
     void failedWriteKeepsTheEarlierFile_data();
     void failedWriteKeepsTheEarlierFile();
     void writeCreatesMissingFolders();
+    void datesAgreeWithAnotherWriter();
 };
 
 void TestPlist::badInput_data() {
@@ -339,6 +340,23 @@ void TestPlist::writeCreatesMissingFolders() {
     const std::optional<QVariantList> read = Plist::readArray(path);
     QVERIFY(read.has_value());
     QCOMPARE(*read, (QVariantList{qint64(1), qint64(2)}));
+}
+
+void TestPlist::datesAgreeWithAnotherWriter() {
+    // Written by Python's plistlib; dates before 2001 are where libplist's
+    // seconds-and-microseconds hand-over loses the sign of the fraction.
+    const auto dates =
+        Plist::readArray(QStringLiteral(ZQ_SOURCE_DIR "/tests/data/platform/dates.bplist"));
+    QVERIFY(dates.has_value());
+    const QList<qint64> expected = {946684797812, 978307200500, 0, 1795348800125};
+    QCOMPARE(dates->size(), expected.size());
+    for (qsizetype i = 0; i < expected.size(); ++i) {
+        QCOMPARE(dates->at(i).toDateTime().toMSecsSinceEpoch(), expected.at(i));
+        // And they survive our own binary form.
+        const auto again = Plist::parse(Plist::serialize(dates->at(i), Plist::Format::Binary));
+        QVERIFY(again.has_value());
+        QCOMPARE(again->toDateTime().toMSecsSinceEpoch(), expected.at(i));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestPlist)
