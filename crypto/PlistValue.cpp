@@ -81,7 +81,11 @@ std::optional<QVariant> convert(plist_t node, int depth, QString* error) {
             int32_t seconds = 0;
             int32_t micros = 0;
             plist_get_date_val(node, &seconds, &micros);
-            return QVariant(dateFromReferenceSeconds(double(seconds) + double(micros) / 1e6));
+            // libplist truncates the seconds toward zero and drops the sign of
+            // the fraction.
+            const double fraction = double(micros) / 1e6;
+            return QVariant(
+                dateFromReferenceSeconds(double(seconds) + (seconds < 0 ? -fraction : fraction)));
         }
         case PLIST_UID:
         case PLIST_NONE:
