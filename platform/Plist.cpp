@@ -122,8 +122,9 @@ std::optional<QVariant> toVariant(plist_t node, int depth, QString* error) {
             int32_t usec = 0;
             plist_get_date_val(node, &sec, &usec);
             // libplist hands dates over as 32-bit seconds; a date beyond
-            // that range comes back with a microsecond part of a second or more.
-            if (usec <= -1000000 || usec >= 1000000) {
+            // that range comes back with the lowest seconds value or a
+            // microsecond part of a second or more.
+            if (usec <= -1000000 || usec >= 1000000 || sec == std::numeric_limits<int32_t>::min()) {
                 setError(error, QStringLiteral("a date outside the range of a property list"));
                 return std::nullopt;
             }
