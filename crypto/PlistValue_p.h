@@ -32,10 +32,4 @@ std::optional<qint64> integerValue(plist_t node);
 QDateTime dateFromReferenceSeconds(double seconds);
 double referenceSecondsFromDate(const QDateTime& date);
 
-// A plain property-list value (no UIDs) as a QVariant: dictionary ->
-// QVariantMap, array -> QVariantList, string, integer -> qint64, real ->
-// double, boolean -> bool, data -> QByteArray, date -> QDateTime (UTC).
-// nullopt (and a message) for UIDs or nesting deeper than a sane bound.
-std::optional<QVariant> plistToVariant(plist_t node, QString* error);
-
 }  // namespace zq::crypto::detail

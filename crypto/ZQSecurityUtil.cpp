@@ -4,7 +4,7 @@
 #include "crypto/Base64.h"
 #include "crypto/CryptoLog.h"
 #include "crypto/KeyedArchive.h"
-#include "crypto/PlistValue_p.h"
+#include "platform/Plist.h"
 
 #include <QDir>
 #include <QFile>
@@ -34,13 +34,8 @@ std::optional<QByteArray> readWhole(const QString& path) {
 // The plain property-list dictionary that older versions stored, if the
 // bytes are one.
 std::optional<QVariantMap> plainDictionary(const QByteArray& bytes) {
-    zq::crypto::detail::PlistPtr root = zq::crypto::detail::parsePlist(bytes);
-    if (!root || plist_get_node_type(root.get()) != PLIST_DICT) {
-        return std::nullopt;
-    }
-    QString error;
-    const auto value = zq::crypto::detail::plistToVariant(root.get(), &error);
-    if (!value) {
+    const std::optional<QVariant> value = platform::Plist::parse(bytes);
+    if (!value || value->metaType().id() != QMetaType::QVariantMap) {
         return std::nullopt;
     }
     return value->toMap();
