@@ -1,0 +1,60 @@
+#pragma once
+
+#include "net/NetTypes.h"
+
+#include <QByteArray>
+#include <QByteArrayView>
+
+#include <memory>
+#include <vector>
+
+namespace zq::net {
+
+class Inflater;
+
+// Undoes the content codings of an answer ("Content-Encoding") while its
+// bytes arrive, as the client layer does for every request:
+//   - "gzip" (and its old name "x-gzip"): one or more gzip members;
+//   - "deflate": a zlib stream, or a bare DEFLATE stream as some services
+//     send (told apart by the zlib header);
+//   - "identity": nothing to undo.
+// Codings are listed in the order they were applied and undone in reverse
+// ("gzip, deflate" is inflated, then gunzipped); names compare without case.
+// Any other coding is an error from the start; so are corrupt data, data
+// after the end of a deflate stream, a stream that ends before its end
+// (kErrorCannotDecodeRawData) and a decoded answer longer than
+// kMaximumDecodedContentLength (kErrorDataLengthExceedsMaximum), checked
+// after every layer, so that a small answer that inflates without end stops
+// there. An empty body decodes to an empty one whatever its codings.
+class ContentDecoder {
+public:
+    // The most bytes any layer may produce for one answer: far above the
+    // largest answer the system expects (help pictures of a few hundred KB),
+    // low enough that a compressed bomb cannot exhaust memory.
+    static constexpr qint64 kMaximumDecodedContentLength = 64 * 1024 * 1024;
+
+    explicit ContentDecoder(const QByteArray& contentEncoding);
+    ~ContentDecoder();
+    ContentDecoder(const ContentDecoder&) = delete;
+    ContentDecoder& operator=(const ContentDecoder&) = delete;
+
+    // True when there is nothing to undo: the bytes pass through as they are.
+    bool isIdentity() const { return _layers.empty() && !_error; }
+
+    // Decodes the next bytes of the body, appending the result to *out. False
+    // once an error has occurred (then error() says which).
+    bool write(QByteArrayView data, QByteArray* out);
+    // The body is complete: false when a stream has not reached its end.
+    bool finish();
+
+    const OptionalError& error() const { return _error; }
+
+private:
+    bool run(size_t layer, QByteArrayView data, QByteArray* out);
+
+    // Innermost coding first: the body goes through the last layer first.
+    std::vector<std::unique_ptr<Inflater>> _layers;
+    OptionalError _error;
+};
+
+}  // namespace zq::net
