@@ -28,10 +28,11 @@ class Inflater;
 // there. An empty body decodes to an empty one whatever its codings.
 class ContentDecoder {
 public:
-    // The most bytes any layer may produce for one answer: far above the
-    // largest answer the system expects (help pictures of a few hundred KB),
-    // low enough that a compressed bomb cannot exhaust memory.
-    static constexpr qint64 kMaximumDecodedContentLength = 64 * 1024 * 1024;
+    // The most bytes any layer may produce for one answer. The answers of
+    // this system are a few KB of JSON or a picture of a few hundred KB; the
+    // whole decoded answer is held in memory (and copied on its way to the
+    // caller), so the bound is kept at a safe multiple of the largest.
+    static constexpr qint64 kMaximumDecodedContentLength = 16 * 1024 * 1024;
 
     explicit ContentDecoder(const QByteArray& contentEncoding);
     ~ContentDecoder();
