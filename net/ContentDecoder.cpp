@@ -40,15 +40,16 @@ public:
     Inflater(const Inflater&) = delete;
     Inflater& operator=(const Inflater&) = delete;
 
-    // Decodes data, handing each decoded chunk to sink. False on an error of
-    // this layer (*error filled) or when sink refused a chunk.
-    bool write(QByteArrayView data, const Sink& sink, OptionalError* error);
+    // Decodes data: into the end of *out for the innermost coding (no sink),
+    // else in pieces handed to sink. False on an error of this layer (*error
+    // filled) or when sink refused a piece.
+    bool write(QByteArrayView data, QByteArray* out, const Sink& sink, OptionalError* error);
     // True when every byte received belonged to complete streams.
     bool finish(OptionalError* error) const;
 
 private:
     bool start(OptionalError* error);
-    bool inflateSome(const Sink& sink, OptionalError* error);
+    bool inflateSome(QByteArray* out, const Sink& sink, OptionalError* error);
 
     Kind _kind;
     QString _name;
@@ -57,7 +58,7 @@ private:
     bool _ended = false;     // the last stream reached its end
     bool _sawInput = false;  // any byte arrived at all
     QByteArray _header;      // "deflate": bytes held until the header can be judged
-    QByteArray _buffer;
+    QByteArray _buffer;      // the pieces handed to a sink
     qint64 _produced = 0;
 };
 
@@ -71,11 +72,10 @@ bool Inflater::start(OptionalError* error) {
         return false;
     }
     _initialised = true;
-    _buffer.resize(kChunkSize);
     return true;
 }
 
-bool Inflater::write(QByteArrayView data, const Sink& sink, OptionalError* error) {
+bool Inflater::write(QByteArrayView data, QByteArray* out, const Sink& sink, OptionalError* error) {
     if (data.isEmpty())
         return true;
     _sawInput = true;
@@ -95,10 +95,12 @@ bool Inflater::write(QByteArrayView data, const Sink& sink, OptionalError* error
     }
     _stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
     _stream.avail_in = uInt(data.size());
-    return inflateSome(sink, error);
+    return inflateSome(out, sink, error);
 }
 
-bool Inflater::inflateSome(const Sink& sink, OptionalError* error) {
+bool Inflater::inflateSome(QByteArray* out, const Sink& sink, OptionalError* error) {
+    if (sink && _buffer.isEmpty())
+        _buffer.resize(kChunkSize);
     while (_stream.avail_in > 0) {
         if (_ended) {
             // Another gzip member may follow one that ended; nothing may
@@ -111,9 +113,16 @@ bool Inflater::inflateSome(const Sink& sink, OptionalError* error) {
             _ended = false;
         }
         do {
-            _stream.next_out = reinterpret_cast<Bytef*>(_buffer.data());
-            _stream.avail_out = uInt(_buffer.size());
+            const qsizetype start = sink ? 0 : out->size();
+            if (!sink)
+                out->resize(start + kChunkSize);
+            char* target = sink ? _buffer.data() : out->data() + start;
+            _stream.next_out = reinterpret_cast<Bytef*>(target);
+            _stream.avail_out = uInt(kChunkSize);
             const int result = inflate(&_stream, Z_NO_FLUSH);
+            const qsizetype count = kChunkSize - qsizetype(_stream.avail_out);
+            if (!sink)
+                out->resize(start + count);
             if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR) {
                 const QString reason = result == Z_NEED_DICT ? QStringLiteral("needs a dictionary")
                                        : _stream.msg         ? QString::fromLatin1(_stream.msg)
@@ -121,7 +130,6 @@ bool Inflater::inflateSome(const Sink& sink, OptionalError* error) {
                 *error = decodeError(_name, reason);
                 return false;
             }
-            const qsizetype count = _buffer.size() - qsizetype(_stream.avail_out);
             if (count > 0) {
                 _produced += count;
                 if (_produced > ContentDecoder::kMaximumDecodedContentLength) {
@@ -131,7 +139,7 @@ bool Inflater::inflateSome(const Sink& sink, OptionalError* error) {
                                              .arg(ContentDecoder::kMaximumDecodedContentLength));
                     return false;
                 }
-                if (!sink(QByteArrayView(_buffer.constData(), count)))
+                if (sink && !sink(QByteArrayView(target, count)))
                     return false;
             }
             if (result == Z_STREAM_END) {
@@ -176,14 +184,11 @@ ContentDecoder::ContentDecoder(const QByteArray& contentEncoding) {
 ContentDecoder::~ContentDecoder() = default;
 
 bool ContentDecoder::run(size_t layer, QByteArrayView data, QByteArray* out) {
-    if (layer == _layers.size()) {
-        out->append(data.data(), data.size());
-        return true;
-    }
+    Inflater::Sink sink;
+    if (layer + 1 < _layers.size())
+        sink = [this, layer, out](QByteArrayView piece) { return run(layer + 1, piece, out); };
     OptionalError error;
-    const bool done = _layers[layer]->write(
-        data, [this, layer, out](QByteArrayView chunk) { return run(layer + 1, chunk, out); },
-        &error);
+    const bool done = _layers[layer]->write(data, out, sink, &error);
     if (error && !_error)
         _error = error;
     return done && !_error;
