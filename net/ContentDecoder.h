@@ -39,9 +39,6 @@ public:
     ContentDecoder(const ContentDecoder&) = delete;
     ContentDecoder& operator=(const ContentDecoder&) = delete;
 
-    // True when there is nothing to undo: the bytes pass through as they are.
-    bool isIdentity() const { return _layers.empty() && !_error; }
-
     // Decodes the next bytes of the body, appending the result to *out. False
     // once an error has occurred (then error() says which).
     bool write(QByteArrayView data, QByteArray* out);
@@ -53,7 +50,8 @@ public:
 private:
     bool run(size_t layer, QByteArrayView data, QByteArray* out);
 
-    // Innermost coding first: the body goes through the last layer first.
+    // In the order they are undone: the body enters the first; the last
+    // writes the answer.
     std::vector<std::unique_ptr<Inflater>> _layers;
     OptionalError _error;
 };
