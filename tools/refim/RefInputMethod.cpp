@@ -215,7 +215,10 @@ bool RefInputMethod::writeInstalledVersion(QString* error) {
     // the rewrite and closed again.
     const QString folder = QFileInfo(path).absolutePath();
     const QFileInfo folderInfo(folder);
-    const QFile::Permissions before = folderInfo.permissions();
+    // The "user" bits describe this process's access, not the folder's mode;
+    // Qt would read them back as the owner's when setting.
+    const QFile::Permissions before =
+        folderInfo.permissions() & ~(QFile::ReadUser | QFile::WriteUser | QFile::ExeUser);
     const bool lift = m_installRequest == u"kVeskoNotifyDownloadInstaller" &&
                       !(before & QFile::WriteOwner) && folderInfo.ownerId() == ::geteuid();
     if (lift && !QFile::setPermissions(folder, before | QFile::WriteOwner)) {
