@@ -133,11 +133,11 @@ void RefInputMethod::onNotification(const QString& name, const QVariantMap& user
         return;
     }
     m_journal->write(notificationEntry("in", name, userInfo));
-    if (name == u"kVeskoCloudManualCheckUpdate") {
+    if (name == QLatin1String(kCheckUpdate)) {
         answerCheck();
-    } else if (name == u"kVeskoNotifyRemoteVersion" || name == u"kVeskoNotifyDownloadInstaller") {
+    } else if (name == QLatin1String(kRemoteVersion) || name == QLatin1String(kDownloadInstaller)) {
         startInstallation(name);
-    } else if (name == u"kVeskoNotifyStartDebugModeByHand") {
+    } else if (name == QLatin1String(kDebugMode)) {
         switchDebugMode(userInfo);
     }
 }
@@ -219,7 +219,7 @@ bool RefInputMethod::writeInstalledVersion(QString* error) {
     // Qt would read them back as the owner's when setting.
     const QFile::Permissions before =
         folderInfo.permissions() & ~(QFile::ReadUser | QFile::WriteUser | QFile::ExeUser);
-    const bool lift = m_installRequest == u"kVeskoNotifyDownloadInstaller" &&
+    const bool lift = m_installRequest == QLatin1String(kDownloadInstaller) &&
                       !(before & QFile::WriteOwner) && folderInfo.ownerId() == ::geteuid();
     if (lift && !QFile::setPermissions(folder, before | QFile::WriteOwner)) {
         *error = QStringLiteral("cannot open %1 for the installer").arg(folder);
