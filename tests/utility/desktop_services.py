@@ -1,0 +1,140 @@
+#!/usr/bin/env python3
+"""The desktop's services the permission checks ask, on the test's private bus:
+the accessibility bus status (org.a11y.Bus), the desktop portal (Settings,
+ScreenCast, Background) and the portal's permission store. The test sets the
+answers through com.vesko.test.Desktop.Configure(json) on /control; names of
+services left out of "own" are released. Calls() lists the portal calls seen.
+Prints "ready" once every name is owned."""
+import json
+import sys
+
+import dbus
+import dbus.lowlevel
+import dbus.service
+from dbus.mainloop.glib import DBusGMainLoop
+from gi.repository import GLib
+
+PROPS = dbus.PROPERTIES_IFACE
+PORTAL = "/org/freedesktop/portal/desktop"
+NAMES = {"a11y": "org.a11y.Bus", "portal": "org.freedesktop.portal.Desktop",
+         "store": "org.freedesktop.impl.portal.PermissionStore"}
+DBusGMainLoop(set_as_default=True)
+bus = dbus.SessionBus()
+state = {"config": {}, "calls": [], "names": {}, "hung": []}
+
+
+def cfg(key, default=None):
+    return state["config"].get(key, default)
+
+
+def fail(name):
+    raise dbus.exceptions.DBusException("not here", name=name)
+
+
+def property_of(interface, name, reply, error):
+    if cfg("hang"):
+        state["hung"].append(reply)  # never answered
+        return
+    props = {"org.a11y.Status": {"IsEnabled": cfg("a11y")},
+             "org.freedesktop.portal.ScreenCast": {"AvailableSourceTypes": cfg("sourceTypes"),
+                                                   "version": 4 if cfg("sourceTypes") is not None else None},
+             "org.freedesktop.portal.Background": {"version": cfg("background")}}
+    value = props.get(interface, {}).get(name)
+    if value is None:
+        error(dbus.exceptions.DBusException("no", name="org.freedesktop.DBus.Error.UnknownProperty"))
+    elif isinstance(value, bool):
+        reply(dbus.Boolean(value, variant_level=1))
+    else:
+        reply(dbus.UInt32(value, variant_level=1))
+
+
+class A11y(dbus.service.Object):
+    @dbus.service.method(PROPS, in_signature="ss", out_signature="v", async_callbacks=("reply", "error"))
+    def Get(self, interface, name, reply, error):
+        property_of(interface, name, reply, error)
+
+
+class Portal(dbus.service.Object):
+    @dbus.service.method(PROPS, in_signature="ss", out_signature="v", async_callbacks=("reply", "error"))
+    def Get(self, interface, name, reply, error):
+        property_of(interface, name, reply, error)
+
+    @dbus.service.method("org.freedesktop.portal.Settings", in_signature="ss", out_signature="v",
+                         async_callbacks=("reply", "error"))
+    def Read(self, namespace, key, reply, error):
+        if cfg("hang"):
+            state["hung"].append(reply)
+        elif cfg("colorScheme") is None or (namespace, key) != ("org.freedesktop.appearance", "color-scheme"):
+            error(dbus.exceptions.DBusException("no", name="org.freedesktop.portal.Error.NotFound"))
+        else:
+            reply(dbus.UInt32(cfg("colorScheme"), variant_level=2))
+
+    def request(self, method, sender, options, results):
+        state["calls"].append([method, {k: v for k, v in options.items() if k in ("types", "multiple")}])
+        path = "%s/request/%s/%s" % (PORTAL, sender[1:].replace(".", "_"), options["handle_token"])
+        responses = cfg("responses", {})
+
+        def respond():
+            signal = dbus.lowlevel.SignalMessage(path, "org.freedesktop.portal.Request", "Response")
+            signal.append(dbus.UInt32(responses.get(method, 0)), dbus.Dictionary(results, signature="sv"))
+            bus.send_message(signal)
+        GLib.idle_add(respond)
+        return dbus.ObjectPath(path)
+
+    @dbus.service.method("org.freedesktop.portal.ScreenCast", in_signature="a{sv}", out_signature="o",
+                         sender_keyword="sender")
+    def CreateSession(self, options, sender):
+        session = "%s/session/%s/%s" % (PORTAL, sender[1:].replace(".", "_"), options["session_handle_token"])
+        return self.request("CreateSession", sender, options, {"session_handle": session})
+
+    @dbus.service.method("org.freedesktop.portal.ScreenCast", in_signature="oa{sv}", out_signature="o",
+                         sender_keyword="sender")
+    def SelectSources(self, session, options, sender):
+        return self.request("SelectSources", sender, options, {})
+
+    @dbus.service.method("org.freedesktop.portal.ScreenCast", in_signature="osa{sv}", out_signature="o",
+                         sender_keyword="sender")
+    def Start(self, session, parent, options, sender):
+        return self.request("Start", sender, options, {})
+
+
+class Sessions(dbus.service.FallbackObject):
+    @dbus.service.method("org.freedesktop.portal.Session", in_signature="", out_signature="")
+    def Close(self):
+        state["calls"].append(["Close", {}])
+
+
+class Store(dbus.service.Object):
+    @dbus.service.method("org.freedesktop.impl.portal.PermissionStore", in_signature="ss", out_signature="a{sas}v")
+    def Lookup(self, table, ident):
+        if (table, ident) != ("background", "background") or cfg("decisions") is None:
+            fail("org.freedesktop.portal.Error.NotFound")
+        return ({k: [v] for k, v in cfg("decisions").items()}, dbus.Byte(0, variant_level=1))
+
+
+class Control(dbus.service.Object):
+    @dbus.service.method("com.vesko.test.Desktop", in_signature="s", out_signature="")
+    def Configure(self, text):
+        state["config"] = json.loads(text)
+        state["calls"] = []
+        wanted = set(cfg("own", list(NAMES)))
+        for key, name in NAMES.items():
+            if key in wanted and key not in state["names"]:
+                state["names"][key] = dbus.service.BusName(name, bus)
+            elif key not in wanted and key in state["names"]:
+                del state["names"][key]
+                bus.release_name(name)
+
+    @dbus.service.method("com.vesko.test.Desktop", in_signature="", out_signature="s")
+    def Calls(self):
+        return json.dumps(state["calls"])
+
+
+A11y(bus, "/org/a11y/bus")
+Portal(bus, PORTAL)
+Sessions(bus, PORTAL + "/session")
+Store(bus, "/org/freedesktop/impl/portal/PermissionStore")
+control_name = dbus.service.BusName("com.vesko.test.Desktop", bus)
+Control(bus, "/control").Configure("{}")
+print("ready", flush=True)
+GLib.MainLoop().run()
