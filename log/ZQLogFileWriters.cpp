@@ -106,9 +106,9 @@ void RecordLogToFile(const QString& fileName, const QString& content) {
         QMutexLocker lock(&recordLogLock());
         const QString folder = zq::utility::tempLogFolder();
         QDir().mkpath(folder);
-        const QString name = fileName.isNull() ? QStringLiteral("macime_%1.log").arg(
-                                                     zq::log::currentProcessName())
-                                               : fileName;
+        const QString name =
+            fileName.isNull() ? QStringLiteral("macime_%1.log").arg(zq::log::currentProcessName())
+                              : fileName;
         const QString path = folder + QLatin1Char('/') + name;
         QVariantList lines;
         bool writable = true;
@@ -137,8 +137,8 @@ void RecordCrashLogToFile(const QString& text) {
     }
     QMutexLocker lock(&recordLogLock());
     const QString folder = reportFolder(zq::utility::kCrashFolderName);
-    writeText(folder, folder + QStringLiteral("/VeskoServices_%1.log").arg(now("yyyy-MM-dd-HHmmss")),
-              text);
+    writeText(folder,
+              folder + QStringLiteral("/VeskoServices_%1.log").arg(now("yyyy-MM-dd-HHmmss")), text);
 }
 
 void RecordStrackLogToFile(const QString& stackText) {
@@ -148,9 +148,10 @@ void RecordStrackLogToFile(const QString& stackText) {
     QMutexLocker lock(&recordLogLock());
     const zq::log::ReportFacts facts = currentFacts();
     const QString folder = reportFolder(zq::utility::kPerfFolderName);
-    writeText(folder,
-              folder + QStringLiteral("/perf_%1_%2.crash").arg(facts.version, now("yyyyMMddHHmmss")),
-              zq::log::stackReport(facts, stackText));
+    writeText(
+        folder,
+        folder + QStringLiteral("/perf_%1_%2.crash").arg(facts.version, now("yyyyMMddHHmmss")),
+        zq::log::stackReport(facts, stackText));
 }
 
 void RecordStrackLogAndDateToFile(const QString& stackText, qint64 blockTimeCount,
@@ -161,9 +162,9 @@ void RecordStrackLogAndDateToFile(const QString& stackText, qint64 blockTimeCoun
     QMutexLocker lock(&recordLogLock());
     const zq::log::ReportFacts facts = currentFacts();
     QStringList perfLines;
-    const QString perfLog = zq::utility::expandProductPath(
-        QString::fromLatin1(zq::utility::kDesignTempLogFolder) +
-        QStringLiteral("/macimeperf_VeskoInput.log"));
+    const QString perfLog =
+        zq::utility::expandProductPath(QString::fromLatin1(zq::utility::kDesignTempLogFolder) +
+                                       QStringLiteral("/macimeperf_VeskoInput.log"));
     if (const std::optional<QVariantList> held = platform::Plist::readArray(perfLog)) {
         for (const QVariant& item : *held) {
             perfLines.append(ZQLogManager::descriptionOf(item));

@@ -136,7 +136,8 @@ std::optional<QVariantList> ZQGetPreferenceUserSetArray(const QString& userFolde
 }
 
 std::optional<QVariantList> ZQGetSymbolSubsituteArray(const QString& userFolder) {
-    std::optional<QVariantList> list = ZQGetPreferenceUserSetArray(userFolder, kSymbolSubstituteName);
+    std::optional<QVariantList> list =
+        ZQGetPreferenceUserSetArray(userFolder, kSymbolSubstituteName);
     if (!list) {
         return list;
     }
@@ -194,8 +195,8 @@ bool IsInZhihuBrowser(const QString& bundleIdentifier) {
 }
 
 QColor getColorWithName(const QString& name, const QColor&) {
-    static const std::optional<QVariantMap> kColors =
-        platform::Plist::readDictionary(zq::utility::imDataFilePath(QStringLiteral("colors.plist")));
+    static const std::optional<QVariantMap> kColors = platform::Plist::readDictionary(
+        zq::utility::imDataFilePath(QStringLiteral("colors.plist")));
     if (!kColors || !kColors->contains(name)) {
         return {};
     }
@@ -275,7 +276,8 @@ double getZQInputRunTime() {
 void resetXcodeVersion() {
     const std::optional<QVariantMap> info = platform::Plist::readDictionary(
         QStringLiteral("Applications/Xcode.app/Contents/version.plist"));
-    const QVariant version = info ? info->value(QStringLiteral("CFBundleShortVersionString")) : QVariant();
+    const QVariant version =
+        info ? info->value(QStringLiteral("CFBundleShortVersionString")) : QVariant();
     xcodeFlag() = version.typeId() == QMetaType::QString &&
                   zq::utility::xcodeVersionHidesLine(version.toString());
 }

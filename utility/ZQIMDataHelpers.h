@@ -27,8 +27,7 @@
 // file exists. With a user folder and `preferUserCopy`, the user data
 // folder's <fileName> is copied when it exists. True when the target did not
 // exist (also when the copy failed).
-bool ZQCopyAbbrUserSetFile(const QString& userFolder, const QString& fileName,
-                           bool preferUserCopy);
+bool ZQCopyAbbrUserSetFile(const QString& userFolder, const QString& fileName, bool preferUserCopy);
 // The user's list <fileName>: the user folder's copy, else the user data
 // folder's, else the default, writing the copy that was missing.
 std::optional<QVariantList> ZQGetPreferenceUserSetArray(const QString& userFolder,

@@ -47,8 +47,7 @@ std::optional<QVariantList> ask(const QDBusConnection& bus, const QDBusMessage& 
     if (!bus.isConnected()) {
         return std::nullopt;
     }
-    const QDBusMessage reply =
-        bus.call(message, QDBus::Block, zq::utility::kDesktopQueryTimeoutMs);
+    const QDBusMessage reply = bus.call(message, QDBus::Block, zq::utility::kDesktopQueryTimeoutMs);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
         qCDebug(lcPermissions) << message.service() << message.member() << reply.errorName();
         return std::nullopt;
@@ -124,7 +123,8 @@ bool probeWrite(const char* designPath) {
     if (!QFileInfo(QFileInfo(path).absolutePath()).isDir()) {
         return false;
     }
-    if (!platform::Plist::writeFile(path, QVariantMap{{QStringLiteral("key"), QStringLiteral("0")}})) {
+    if (!platform::Plist::writeFile(path,
+                                    QVariantMap{{QStringLiteral("key"), QStringLiteral("0")}})) {
         return false;
     }
     QFile::remove(path);
@@ -149,14 +149,15 @@ public:
     void begin() {
         const QString sessionToken = token();
         call(QStringLiteral("CreateSession"),
-             {QVariant::fromValue(QVariantMap{{QStringLiteral("session_handle_token"),
-                                               sessionToken}})},
+             {QVariant::fromValue(
+                 QVariantMap{{QStringLiteral("session_handle_token"), sessionToken}})},
              &ScreenCastRequest::sessionCreated);
     }
 
 private slots:
     void onResponse(uint response, const QVariantMap& results) {
-        m_bus.disconnect(kPortalService, m_requestPath, QStringLiteral("org.freedesktop.portal.Request"),
+        m_bus.disconnect(kPortalService, m_requestPath,
+                         QStringLiteral("org.freedesktop.portal.Request"),
                          QStringLiteral("Response"), this, SLOT(onResponse(uint, QVariantMap)));
         const auto next = m_next;
         m_next = nullptr;
@@ -187,8 +188,8 @@ private:
         QVariantMap options = qvariant_cast<QVariantMap>(arguments.takeLast());
         options.insert(QStringLiteral("handle_token"), handleToken);
         arguments.append(options);
-        QDBusMessage message =
-            QDBusMessage::createMethodCall(kPortalService, kPortalPath, kScreenCastInterface, method);
+        QDBusMessage message = QDBusMessage::createMethodCall(kPortalService, kPortalPath,
+                                                              kScreenCastInterface, method);
         message.setArguments(arguments);
         auto* watcher = new QDBusPendingCallWatcher(
             m_bus.asyncCall(message, zq::utility::kDesktopQueryTimeoutMs), this);
@@ -231,9 +232,9 @@ private:
         }
         m_finished = true;
         if (!m_session.isEmpty()) {
-            m_bus.send(QDBusMessage::createMethodCall(kPortalService, m_session,
-                                                      QStringLiteral("org.freedesktop.portal.Session"),
-                                                      QStringLiteral("Close")));
+            m_bus.send(QDBusMessage::createMethodCall(
+                kPortalService, m_session, QStringLiteral("org.freedesktop.portal.Session"),
+                QStringLiteral("Close")));
         }
         deleteLater();
     }
@@ -297,7 +298,8 @@ std::optional<uint> portalColorScheme(const QDBusConnection& bus) {
 }
 
 std::optional<uint> portalInterfaceVersion(const QDBusConnection& bus, const QString& interface) {
-    return asUnsigned(property(bus, kPortalService, kPortalPath, interface, QStringLiteral("version")));
+    return asUnsigned(
+        property(bus, kPortalService, kPortalPath, interface, QStringLiteral("version")));
 }
 
 std::optional<uint> screenCastSourceTypes(const QDBusConnection& bus) {
@@ -335,7 +337,8 @@ DesktopAppearance desktopOwnAppearance(const QStringList& desktops) {
     if (desktops.contains(QStringLiteral("KDE"), Qt::CaseInsensitive)) {
         const QSettings globals(configHome() + QStringLiteral("/kdeglobals"), QSettings::IniFormat);
         own.automatic = truthy(globals.value(QStringLiteral("KDE/AutomaticLookAndFeel")));
-        QString scheme = globals.value(QStringLiteral("General/ColorScheme")).toString();
+        // QSettings reads the [General] section as the top-level keys.
+        QString scheme = globals.value(QStringLiteral("ColorScheme")).toString();
         if (scheme.isEmpty()) {
             scheme = globals.value(QStringLiteral("KDE/LookAndFeelPackage")).toString();
         }
@@ -345,13 +348,14 @@ DesktopAppearance desktopOwnAppearance(const QStringList& desktops) {
         return own;
     }
     for (const char* version : {"gtk-4.0", "gtk-3.0"}) {
-        const QString path =
-            configHome() + QLatin1Char('/') + QString::fromLatin1(version) + QStringLiteral("/settings.ini");
+        const QString path = configHome() + QLatin1Char('/') + QString::fromLatin1(version) +
+                             QStringLiteral("/settings.ini");
         if (!QFileInfo(path).isFile()) {
             continue;
         }
         const QSettings gtk(path, QSettings::IniFormat);
-        const QVariant prefer = gtk.value(QStringLiteral("Settings/gtk-application-prefer-dark-theme"));
+        const QVariant prefer =
+            gtk.value(QStringLiteral("Settings/gtk-application-prefer-dark-theme"));
         const QString theme = gtk.value(QStringLiteral("Settings/gtk-theme-name")).toString();
         if (prefer.isValid() || !theme.isEmpty()) {
             own.dark = truthy(prefer) || darkName(theme);
@@ -478,7 +482,8 @@ void resetFacadeMode() {
     // Both of the input method's sources (the application's effective
     // appearance, the global interface style) are the desktop's colour
     // preference here, so a first and a renewed decision ask the same.
-    const QString decision = desktopPrefersDark() ? QStringLiteral("dark") : QStringLiteral("light");
+    const QString decision =
+        desktopPrefersDark() ? QStringLiteral("dark") : QStringLiteral("light");
     QMutexLocker lock(&facadeMutex());
     facadeCache() = decision;
 }

@@ -53,15 +53,8 @@ bool startCommand(const QStringList& command) {
 
 QString SettingsPaneTarget::displayText() const {
     switch (kind) {
-        case Kind::Command: {
-            QStringList words;
-            for (const QString& word : command) {
-                const bool plain = !word.isEmpty() && !word.contains(QLatin1Char(' ')) &&
-                                   !word.contains(QLatin1Char('"'));
-                words.append(plain ? word : QLatin1Char('"') + word + QLatin1Char('"'));
-            }
-            return words.join(QLatin1Char(' '));
-        }
+        case Kind::Command:
+            return command.join(QLatin1Char(' '));
         case Kind::Address:
             return url.isLocalFile() ? url.toLocalFile() : url.toString();
         case Kind::None:

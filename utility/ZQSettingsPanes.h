@@ -24,7 +24,7 @@
 // The key is the address's pane name (settingsPaneName). A value beginning
 // with "/" or holding "://" is an address opened with the desktop's handler;
 // any other value is a command line (program and arguments separated by
-// blanks, double quotes group). An empty value means "nothing on this desktop"
+// blanks). An empty value means "nothing on this desktop"
 // and ends the search. Without an entry there is no handler: the caller shows
 // the address so that the user can act on it.
 //

@@ -47,7 +47,8 @@ void TestLogWriters::initTestCase() {
         m_seen.append(name == u"kZQShowImeLog" ? info.value(QStringLiteral("log")).toString()
                                                : QStringLiteral("marker"));
     });
-    const QString info = zq::utility::installedBundleRoot() + QStringLiteral("/Contents/Info.plist");
+    const QString info =
+        zq::utility::installedBundleRoot() + QStringLiteral("/Contents/Info.plist");
     QVERIFY(platform::Plist::writeFile(info, QVariantMap{{"CFBundleFullVersion", "6.10.1"}}));
 }
 
@@ -73,15 +74,15 @@ void TestLogWriters::lineLog() {
     const QVariantMap notAList{{QStringLiteral("lines"), 3}};
     if (held != -1) {
         QVariantList lines(qMax(held, 0), QStringLiteral("old"));
-        QVERIFY(platform::Plist::writeFile(lineLogPath(), held == -2 ? QVariant(notAList)
-                                                                      : QVariant(lines)));
+        QVERIFY(platform::Plist::writeFile(lineLogPath(),
+                                           held == -2 ? QVariant(notAList) : QVariant(lines)));
     }
     RecordLogToFile(QStringLiteral("t.log"), QStringLiteral("内容 %1"));
     const QStringList posted = postedLines();
     QCOMPARE(posted.size(), 1);
-    QVERIFY2(QRegularExpression(QStringLiteral("^%1 \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d "
-                                               "tst_logwriters: 内容 %1$")
-                                    .arg(number))
+    QVERIFY2(QRegularExpression(QStringLiteral("^") + QString::number(number) +
+                                QStringLiteral(" \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d "
+                                               "tst_logwriters: 内容 %1$"))
                  .match(posted.first())
                  .hasMatch(),
              qPrintable(posted.first()));
@@ -134,9 +135,9 @@ void TestLogWriters::reportTexts() {
 
 void TestLogWriters::reportFiles() {
     const QString perf = zq::utility::userDataFolder() + QStringLiteral("/Perf");
-    QVERIFY(platform::Plist::writeFile(zq::utility::tempLogFolder() +
-                                           QStringLiteral("/macimeperf_VeskoInput.log"),
-                                       QVariantList{QStringLiteral("p1"), 7}));
+    QVERIFY(platform::Plist::writeFile(
+        zq::utility::tempLogFolder() + QStringLiteral("/macimeperf_VeskoInput.log"),
+        QVariantList{QStringLiteral("p1"), 7}));
     RecordStrackLogAndDateToFile(QStringLiteral("堆栈"), 42, QStringLiteral("BeforeWaiting"));
     RecordStrackLogToFile(QStringLiteral("堆栈"));
     RecordCrashLogToFile(QStringLiteral("崩溃"));

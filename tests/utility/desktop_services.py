@@ -2,9 +2,11 @@
 """The desktop's services the permission checks ask, on the test's private bus:
 the accessibility bus status (org.a11y.Bus), the desktop portal (Settings,
 ScreenCast, Background) and the portal's permission store. The test sets the
-answers through com.vesko.test.Desktop.Configure(json) on /control; names of
-services left out of "own" are released. Calls() lists the portal calls seen.
-Prints "ready" once every name is owned."""
+answers through com.vesko.test.Desktop.Configure(json) on /control; services
+left out of "own" answer every call with ServiceUnknown, as an absent one
+does (the names stay owned, so that the bus never starts the real service in
+their place). Calls() lists the portal calls seen. Prints "ready" once every
+name is owned."""
 import json
 import sys
 
@@ -20,7 +22,7 @@ NAMES = {"a11y": "org.a11y.Bus", "portal": "org.freedesktop.portal.Desktop",
          "store": "org.freedesktop.impl.portal.PermissionStore"}
 DBusGMainLoop(set_as_default=True)
 bus = dbus.SessionBus()
-state = {"config": {}, "calls": [], "names": {}, "hung": []}
+state = {"config": {}, "calls": [], "hung": []}
 
 
 def cfg(key, default=None):
@@ -31,7 +33,13 @@ def fail(name):
     raise dbus.exceptions.DBusException("not here", name=name)
 
 
+def present(service):
+    if service not in cfg("own", list(NAMES)):
+        fail("org.freedesktop.DBus.Error.ServiceUnknown")
+
+
 def property_of(interface, name, reply, error):
+    present("a11y" if interface == "org.a11y.Status" else "portal")
     if cfg("hang"):
         state["hung"].append(reply)  # never answered
         return
@@ -62,6 +70,7 @@ class Portal(dbus.service.Object):
     @dbus.service.method("org.freedesktop.portal.Settings", in_signature="ss", out_signature="v",
                          async_callbacks=("reply", "error"))
     def Read(self, namespace, key, reply, error):
+        present("portal")
         if cfg("hang"):
             state["hung"].append(reply)
         elif cfg("colorScheme") is None or (namespace, key) != ("org.freedesktop.appearance", "color-scheme"):
@@ -70,7 +79,10 @@ class Portal(dbus.service.Object):
             reply(dbus.UInt32(cfg("colorScheme"), variant_level=2))
 
     def request(self, method, sender, options, results):
-        state["calls"].append([method, {k: v for k, v in options.items() if k in ("types", "multiple")}])
+        present("portal")
+        kept = {k: v for k, v in options.items() if k in ("types", "multiple")}
+        state["calls"].append([method, {k: bool(v) if isinstance(v, dbus.Boolean) else int(v)
+                                        for k, v in kept.items()}])
         path = "%s/request/%s/%s" % (PORTAL, sender[1:].replace(".", "_"), options["handle_token"])
         responses = cfg("responses", {})
 
@@ -107,6 +119,7 @@ class Sessions(dbus.service.FallbackObject):
 class Store(dbus.service.Object):
     @dbus.service.method("org.freedesktop.impl.portal.PermissionStore", in_signature="ss", out_signature="a{sas}v")
     def Lookup(self, table, ident):
+        present("store")
         if (table, ident) != ("background", "background") or cfg("decisions") is None:
             fail("org.freedesktop.portal.Error.NotFound")
         return ({k: [v] for k, v in cfg("decisions").items()}, dbus.Byte(0, variant_level=1))
@@ -117,13 +130,6 @@ class Control(dbus.service.Object):
     def Configure(self, text):
         state["config"] = json.loads(text)
         state["calls"] = []
-        wanted = set(cfg("own", list(NAMES)))
-        for key, name in NAMES.items():
-            if key in wanted and key not in state["names"]:
-                state["names"][key] = dbus.service.BusName(name, bus)
-            elif key not in wanted and key in state["names"]:
-                del state["names"][key]
-                bus.release_name(name)
 
     @dbus.service.method("com.vesko.test.Desktop", in_signature="", out_signature="s")
     def Calls(self):
@@ -134,7 +140,7 @@ A11y(bus, "/org/a11y/bus")
 Portal(bus, PORTAL)
 Sessions(bus, PORTAL + "/session")
 Store(bus, "/org/freedesktop/impl/portal/PermissionStore")
-control_name = dbus.service.BusName("com.vesko.test.Desktop", bus)
+names = [dbus.service.BusName(name, bus) for name in list(NAMES.values()) + ["com.vesko.test.Desktop"]]
 Control(bus, "/control").Configure("{}")
 print("ready", flush=True)
 GLib.MainLoop().run()

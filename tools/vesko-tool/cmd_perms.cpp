@@ -53,8 +53,7 @@ int runPerms(const QStringList& args) {
         {QStringLiteral("isScreenRecordEnabled"), p.screenRecording},
         {QStringLiteral("hasAppWriteAuth"), p.appWrite},
         {QStringLiteral("veskoServiceRequireApprovalInBackground"), p.serviceNeedsApproval},
-        {QStringLiteral("veskoTaskManagerRequireApprovalInBackground"),
-         p.taskManagerNeedsApproval},
+        {QStringLiteral("veskoTaskManagerRequireApprovalInBackground"), p.taskManagerNeedsApproval},
         {QStringLiteral("sysFacadePreferenceSetting"), p.appearanceSetting},
         {QStringLiteral("hasDarkMode"), p.dark},
     };

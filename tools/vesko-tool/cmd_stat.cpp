@@ -65,7 +65,7 @@ int runStat(const QStringList& args) {
     return 0;
 }
 
-const vesko::tool::ToolCommand kCommand{"stat", "add to or read the usage statistics store",
-                                        kUsage, &runStat};
+const vesko::tool::ToolCommand kCommand{"stat", "add to or read the usage statistics store", kUsage,
+                                        &runStat};
 
 }  // namespace
