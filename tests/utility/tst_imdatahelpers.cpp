@@ -1,0 +1,241 @@
+// The input method's data helpers: per-user copies of the shipped files, and
+// the question-and-answer site in a browser window on a real X server, where
+// the test plays the window manager's part of listing the client windows.
+
+#include "platform/Plist.h"
+#include "utility/ProductLocations.h"
+#include "utility/ZQIMDataHelpers.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTest>
+
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+QByteArray contents(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(missing)");
+}
+
+}  // namespace
+
+class TestIMDataHelpers : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase() { xcb_disconnect(m_x); }
+    void browserWindows_data();
+    void browserWindows();
+    void copyAbbreviations_data();
+    void copyAbbreviations();
+    void symbolSubstitutesFirstRun();
+    void conversions_data();
+    void conversions();
+
+private:
+    xcb_window_t window(const char* wmClass, size_t classSize, const char* title, bool mapped);
+    xcb_atom_t atom(const char* name) {
+        xcb_intern_atom_reply_t* reply = xcb_intern_atom_reply(
+            m_x, xcb_intern_atom(m_x, 0, uint16_t(strlen(name)), name), nullptr);
+        const xcb_atom_t value = reply->atom;
+        free(reply);
+        return value;
+    }
+
+    xcb_connection_t* m_x = nullptr;
+    xcb_screen_t* m_screen = nullptr;
+};
+
+xcb_window_t TestIMDataHelpers::window(const char* wmClass, size_t classSize, const char* title,
+                                       bool mapped) {
+    const xcb_window_t id = xcb_generate_id(m_x);
+    xcb_create_window(m_x, XCB_COPY_FROM_PARENT, id, m_screen->root, 0, 0, 100, 100, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, m_screen->root_visual, 0, nullptr);
+    xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, id, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+                        uint32_t(classSize), wmClass);
+    xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, id, atom("_NET_WM_NAME"), atom("UTF8_STRING"),
+                        8, uint32_t(strlen(title)), title);
+    if (mapped) {
+        xcb_map_window(m_x, id);
+    }
+    return id;
+}
+
+void TestIMDataHelpers::initTestCase() {
+    m_x = xcb_connect(nullptr, nullptr);
+    QVERIFY(!xcb_connection_has_error(m_x));
+    m_screen = xcb_setup_roots_iterator(xcb_get_setup(m_x)).data;
+    const xcb_window_t clients[] = {
+        window("chrome\0Google-chrome", 21, "如何看待 - 知乎 - Google Chrome", true),
+        window("gedit\0Gedit", 12, "知乎 - 草稿", true),
+        window("Navigator\0firefox", 18, "知乎 - 首页", false),
+        window("opera\0Opera", 12, "新闻", true),
+    };
+    xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, m_screen->root, atom("_NET_CLIENT_LIST"),
+                        XCB_ATOM_WINDOW, 32, 4, clients);
+    // A round trip: the server has handled every request before it answers.
+    free(xcb_get_input_focus_reply(m_x, xcb_get_input_focus(m_x), nullptr));
+}
+
+void TestIMDataHelpers::browserWindows_data() {
+    QTest::addColumn<QString>("browser");
+    QTest::addColumn<QByteArray>("session");
+    QTest::addColumn<bool>("shown");
+    QTest::newRow("Chrome on the site") << "com.google.Chrome" << QByteArray("x11") << true;
+    QTest::newRow("Opera elsewhere") << "com.operasoftware.Opera" << QByteArray("x11") << false;
+    QTest::newRow("minimised Firefox") << "org.mozilla.firefox" << QByteArray("x11") << false;
+    QTest::newRow("unlisted application") << "org.gnome.gedit" << QByteArray("x11") << false;
+    QTest::newRow("Wayland") << "com.google.Chrome" << QByteArray("wayland") << false;
+    QTest::newRow("no identifier") << QString() << QByteArray("x11") << false;
+}
+
+void TestIMDataHelpers::browserWindows() {
+    QFETCH(QString, browser);
+    QFETCH(QByteArray, session);
+    QFETCH(bool, shown);
+    qputenv("XDG_SESSION_TYPE", session);
+    QCOMPARE(IsInZhihuBrowser(browser), shown);
+}
+
+void TestIMDataHelpers::copyAbbreviations_data() {
+    QTest::addColumn<bool>("withFolder");
+    QTest::addColumn<bool>("targetExists");
+    QTest::addColumn<bool>("userCopyExists");
+    QTest::addColumn<bool>("prefer");
+    QTest::addColumn<bool>("copied");
+    QTest::addColumn<QString>("from");  // "default", "user" or "target" (untouched)
+    QTest::newRow("no folder, first run") << false << false << false << false << true << "default";
+    QTest::newRow("no folder, copy exists") << false << true << true << false << false << "target";
+    QTest::newRow("folder, user copy preferred") << true << false << true << true << true << "user";
+    QTest::newRow("folder, no user copy") << true << false << false << true << true << "default";
+    QTest::newRow("folder, user copy not preferred")
+        << true << false << true << false << true << "default";
+    QTest::newRow("folder, target exists") << true << true << true << true << false << "target";
+}
+
+void TestIMDataHelpers::copyAbbreviations() {
+    QFETCH(bool, withFolder);
+    QFETCH(bool, targetExists);
+    QFETCH(bool, userCopyExists);
+    QFETCH(bool, prefer);
+    QFETCH(bool, copied);
+    QFETCH(QString, from);
+    const QString folder = QDir::homePath() + QStringLiteral("/target");
+    QDir(folder).removeRecursively();
+    QDir(zq::utility::userDataFolder()).removeRecursively();
+    QDir().mkpath(folder);
+    QDir().mkpath(zq::utility::userDataFolder());
+    const QString name = QStringLiteral("phrases.bin");
+    const QString userCopy = zq::utility::userDataFilePath(name);
+    const QString target = withFolder ? folder + QLatin1Char('/') + name : userCopy;
+    const auto put = [](const QString& path, const QByteArray& bytes) {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    };
+    if (userCopyExists) {
+        put(userCopy, "user");
+    }
+    if (targetExists) {
+        put(target, "target");
+    }
+    QCOMPARE(ZQCopyAbbrUserSetFile(withFolder ? folder : QString(), name, prefer), copied);
+    const QByteArray shipped =
+        contents(zq::utility::imDataFilePath(QStringLiteral("zqim_phrases_user.bin")));
+    QVERIFY(platform::Plist::parse(shipped).has_value());
+    QCOMPARE(contents(target), from == u"default" ? shipped : from.toUtf8());
+}
+
+void TestIMDataHelpers::symbolSubstitutesFirstRun() {
+    QDir(zq::utility::userDataFolder()).removeRecursively();
+    QDir().mkpath(zq::utility::userDataFolder());
+    const std::optional<QVariantList> shown = ZQGetSymbolSubsituteArray(QString());
+    const std::optional<QVariantList> written = platform::Plist::readArray(
+        zq::utility::userDataFilePath(QStringLiteral("symbolSubsitute.plist")));
+    QVERIFY(shown && written);
+    QCOMPARE(shown->size(), written->size());
+    QStringList shownKeys, writtenKeys;
+    for (qsizetype i = 0; i < shown->size(); ++i) {
+        shownKeys.append(shown->at(i).toMap().value(QStringLiteral("key")).toString());
+        writtenKeys.append(written->at(i).toMap().value(QStringLiteral("key")).toString());
+    }
+    QVERIFY(writtenKeys.contains(QStringLiteral("【")) &&
+            writtenKeys.contains(QStringLiteral("】")));
+    QVERIFY(!shownKeys.contains(QStringLiteral("【")) && !shownKeys.contains(QStringLiteral("】")));
+    QCOMPARE(shownKeys.indexOf(QStringLiteral("[")), writtenKeys.indexOf(QStringLiteral("【")));
+    QCOMPARE(shownKeys.indexOf(QStringLiteral("]")), writtenKeys.indexOf(QStringLiteral("】")));
+    // The other shipped lists read as their kinds.
+    QVERIFY(ZQGetForbidEnHelperArray().value_or(QVariantList()).size() > 0);
+    QVERIFY(ZQGetSymbolSet().value_or(QVariantMap()).size() > 0);
+    QVERIFY(ZQGetContactsLayout().value_or(QVariantList()).size() > 0);
+}
+
+void TestIMDataHelpers::conversions_data() {
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QString>("input");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("int with blanks") << "int"
+                                     << " -12\n"
+                                     << "1";
+    QTest::newRow("int with plus") << "int"
+                                   << "+5"
+                                   << "1";
+    QTest::newRow("decimal") << "int"
+                             << "1.5"
+                             << "0";
+    QTest::newRow("empty") << "int"
+                           << ""
+                           << "0";
+    QTest::newRow("int then letters") << "int"
+                                      << "12a"
+                                      << "0";
+    QTest::newRow("editor 13.0") << "xcode"
+                                 << "13.0"
+                                 << "1";
+    QTest::newRow("editor 13.3.5") << "xcode"
+                                   << "13.3.5"
+                                   << "1";
+    QTest::newRow("editor 13.4") << "xcode"
+                                 << "13.4"
+                                 << "0";
+    QTest::newRow("editor 12.5") << "xcode"
+                                 << "12.5"
+                                 << "0";
+    QTest::newRow("png") << "image"
+                         << "8950"
+                         << ".png";  // bytes in hexadecimal
+    QTest::newRow("jpeg") << "image"
+                          << "ffd8"
+                          << ".jpg";
+    QTest::newRow("other") << "image"
+                           << "5249"
+                           << "none";
+    QTest::newRow("no bytes") << "image"
+                              << ""
+                              << "none";
+}
+
+void TestIMDataHelpers::conversions() {
+    QFETCH(QString, kind);
+    QFETCH(QString, input);
+    QFETCH(QString, expected);
+    QString got;
+    if (kind == u"int") {
+        got = QString::number(isPureInt(input));
+    } else if (kind == u"xcode") {
+        got = QString::number(zq::utility::xcodeVersionHidesLine(input));
+    } else {
+        got = getImageTypeByData(QByteArray::fromHex(input.toLatin1()))
+                  .value_or(QStringLiteral("none"));
+    }
+    QCOMPARE(got, expected);
+}
+
+QTEST_GUILESS_MAIN(TestIMDataHelpers)
+#include "tst_imdatahelpers.moc"
