@@ -8,7 +8,6 @@ does (the names stay owned, so that the bus never starts the real service in
 their place). Calls() lists the portal calls seen. Prints "ready" once every
 name is owned."""
 import json
-import sys
 
 import dbus
 import dbus.lowlevel
@@ -30,7 +29,7 @@ def cfg(key, default=None):
 
 
 def fail(name):
-    raise dbus.exceptions.DBusException("not here", name=name)
+    raise dbus.exceptions.DBusException("no", name=name)
 
 
 def present(service):
@@ -56,17 +55,13 @@ def property_of(interface, name, reply, error):
         reply(dbus.UInt32(value, variant_level=1))
 
 
-class A11y(dbus.service.Object):
+class Properties(dbus.service.Object):
     @dbus.service.method(PROPS, in_signature="ss", out_signature="v", async_callbacks=("reply", "error"))
     def Get(self, interface, name, reply, error):
         property_of(interface, name, reply, error)
 
 
-class Portal(dbus.service.Object):
-    @dbus.service.method(PROPS, in_signature="ss", out_signature="v", async_callbacks=("reply", "error"))
-    def Get(self, interface, name, reply, error):
-        property_of(interface, name, reply, error)
-
+class Portal(Properties):
     @dbus.service.method("org.freedesktop.portal.Settings", in_signature="ss", out_signature="v",
                          async_callbacks=("reply", "error"))
     def Read(self, namespace, key, reply, error):
@@ -136,7 +131,7 @@ class Control(dbus.service.Object):
         return json.dumps(state["calls"])
 
 
-A11y(bus, "/org/a11y/bus")
+Properties(bus, "/org/a11y/bus")
 Portal(bus, PORTAL)
 Sessions(bus, PORTAL + "/session")
 Store(bus, "/org/freedesktop/impl/portal/PermissionStore")

@@ -35,8 +35,6 @@ private slots:
     void copyAbbreviations_data();
     void copyAbbreviations();
     void symbolSubstitutesFirstRun();
-    void conversions_data();
-    void conversions();
 
 private:
     xcb_window_t window(const char* wmClass, size_t classSize, const char* title, bool mapped);
@@ -113,7 +111,6 @@ void TestIMDataHelpers::copyAbbreviations_data() {
     QTest::newRow("no folder, first run") << false << false << false << false << true << "default";
     QTest::newRow("no folder, copy exists") << false << true << true << false << false << "target";
     QTest::newRow("folder, user copy preferred") << true << false << true << true << true << "user";
-    QTest::newRow("folder, no user copy") << true << false << false << true << true << "default";
     QTest::newRow("folder, user copy not preferred")
         << true << false << true << false << true << "default";
     QTest::newRow("folder, target exists") << true << true << true << true << false << "target";
@@ -174,67 +171,6 @@ void TestIMDataHelpers::symbolSubstitutesFirstRun() {
     QVERIFY(ZQGetForbidEnHelperArray().value_or(QVariantList()).size() > 0);
     QVERIFY(ZQGetSymbolSet().value_or(QVariantMap()).size() > 0);
     QVERIFY(ZQGetContactsLayout().value_or(QVariantList()).size() > 0);
-}
-
-void TestIMDataHelpers::conversions_data() {
-    QTest::addColumn<QString>("kind");
-    QTest::addColumn<QString>("input");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("int with blanks") << "int"
-                                     << " -12\n"
-                                     << "1";
-    QTest::newRow("int with plus") << "int"
-                                   << "+5"
-                                   << "1";
-    QTest::newRow("decimal") << "int"
-                             << "1.5"
-                             << "0";
-    QTest::newRow("empty") << "int"
-                           << ""
-                           << "0";
-    QTest::newRow("int then letters") << "int"
-                                      << "12a"
-                                      << "0";
-    QTest::newRow("editor 13.0") << "xcode"
-                                 << "13.0"
-                                 << "1";
-    QTest::newRow("editor 13.3.5") << "xcode"
-                                   << "13.3.5"
-                                   << "1";
-    QTest::newRow("editor 13.4") << "xcode"
-                                 << "13.4"
-                                 << "0";
-    QTest::newRow("editor 12.5") << "xcode"
-                                 << "12.5"
-                                 << "0";
-    QTest::newRow("png") << "image"
-                         << "8950"
-                         << ".png";  // bytes in hexadecimal
-    QTest::newRow("jpeg") << "image"
-                          << "ffd8"
-                          << ".jpg";
-    QTest::newRow("other") << "image"
-                           << "5249"
-                           << "none";
-    QTest::newRow("no bytes") << "image"
-                              << ""
-                              << "none";
-}
-
-void TestIMDataHelpers::conversions() {
-    QFETCH(QString, kind);
-    QFETCH(QString, input);
-    QFETCH(QString, expected);
-    QString got;
-    if (kind == u"int") {
-        got = QString::number(isPureInt(input));
-    } else if (kind == u"xcode") {
-        got = QString::number(zq::utility::xcodeVersionHidesLine(input));
-    } else {
-        got = getImageTypeByData(QByteArray::fromHex(input.toLatin1()))
-                  .value_or(QStringLiteral("none"));
-    }
-    QCOMPARE(got, expected);
 }
 
 QTEST_GUILESS_MAIN(TestIMDataHelpers)
