@@ -6,6 +6,7 @@
 #include "platform/Workspace.h"
 #include "utility/ProductLocations.h"
 #include "utility/SystemInfo.h"
+#include "utility/ZQPermissions.h"
 #include "utility/ZQSettingsPanes.h"
 
 #include <QCoreApplication>
@@ -524,11 +525,12 @@ bool doAppleScript(const QString& command) {
 // Background approval
 
 bool ZQAuthUtility::veskoServiceRequireApprovalInBackground() {
-    return false;
+    return zq::utility::requiresBackgroundApproval(QString::fromLatin1(zq::utility::kServiceAppId));
 }
 
 bool ZQAuthUtility::veskoTaskManagerRequireApprovalInBackground() {
-    return false;
+    return zq::utility::requiresBackgroundApproval(
+        QString::fromLatin1(zq::utility::kTaskManagerAppId));
 }
 
 // ---------------------------------------------------------------------------

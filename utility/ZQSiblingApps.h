@@ -94,8 +94,10 @@ bool doAppleScript(const QString& command);
 // "sync_phrase": false, "sync_expression": false}.
 void sendNotificationUploadUserSettings();
 
-// Whether the input method's launch agents wait for the user's approval to
-// run in the background. Linux has no such approval: always false.
+// Whether the input method's background agents wait for the user's approval
+// to run in the background: the desktop's Background portal holds the user's
+// refusal for their application id (utility/ZQPermissions.h). False where the
+// desktop has no Background portal. A bounded D-Bus round trip.
 class ZQAuthUtility {
 public:
     static bool veskoServiceRequireApprovalInBackground();

@@ -27,11 +27,120 @@ class TestLogWriters : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void lineLog_data();
-    void lineLog();
-    void concurrentLinesKeepTheirNumbers();
-    void reportFiles();
+    void initTestCase() {
+        m_listener = std::make_unique<platform::DistributedNotificationCenter>(
+            QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("listener")));
+        m_listener->addObserver(this, QString(),
+                                [this](const QString& name, const QVariantMap& info) {
+                                    m_seen.append(name == u"kZQShowImeLog"
+                                                      ? info.value(QStringLiteral("log")).toString()
+                                                      : QStringLiteral("marker"));
+                                });
+        const QString info =
+            zq::utility::installedBundleRoot() + QStringLiteral("/Contents/Info.plist");
+        QVERIFY(platform::Plist::writeFile(info, QVariantMap{{"CFBundleFullVersion", "6.10.1"}}));
+    }
+    void lineLog_data() {
+        QTest::addColumn<int>("held");  // lines in the file before; -1 no folder, -2 not a list
+        QTest::addColumn<int>("number");
+        QTest::addColumn<int>("after");
+        QTest::newRow("fresh system") << -1 << 1 << 1;
+        QTest::newRow("500 lines") << 500 << 501 << 501;
+        QTest::newRow("501 lines") << 501 << 1 << 1;
+        QTest::newRow("not a list of lines") << -2 << 1 << -2;
+    }
+    void lineLog() {
+        QFETCH(int, held);
+        QFETCH(int, number);
+        QFETCH(int, after);
+        QDir(zq::utility::tempLogFolder()).removeRecursively();
+        RecordLogToFile(QStringLiteral("t.log"), QString());
+        QVERIFY2(!QFileInfo::exists(zq::utility::tempLogFolder()), "none leaves no trace");
+        QVERIFY(postedLines().isEmpty());
+
+        const QVariantMap notAList{{QStringLiteral("lines"), 3}};
+        if (held != -1) {
+            QVariantList lines(qMax(held, 0), QStringLiteral("old"));
+            QVERIFY(platform::Plist::writeFile(lineLogPath(),
+                                               held == -2 ? QVariant(notAList) : QVariant(lines)));
+        }
+        RecordLogToFile(QStringLiteral("t.log"), QStringLiteral("内容 %1"));
+        const QStringList posted = postedLines();
+        QCOMPARE(posted.size(), 1);
+        QVERIFY2(QRegularExpression(QStringLiteral("^") + QString::number(number) +
+                                    QStringLiteral(" \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d "
+                                                   "tst_logwriters: 内容 %1$"))
+                     .match(posted.first())
+                     .hasMatch(),
+                 qPrintable(posted.first()));
+        if (after == -2) {
+            QCOMPARE(platform::Plist::readFile(lineLogPath()), QVariant(notAList));
+            return;
+        }
+        const std::optional<QVariantList> lines = platform::Plist::readArray(lineLogPath());
+        QVERIFY(lines);
+        QCOMPARE(lines->size(), after);
+        QCOMPARE(lines->last().toString(), posted.first());
+    }
+    void concurrentLinesKeepTheirNumbers() {
+        QFile::remove(lineLogPath());
+        QList<QThread*> threads;
+        for (int t = 0; t < 4; ++t) {
+            threads.append(QThread::create([] {
+                for (int i = 0; i < 40; ++i) {
+                    RecordLogToFile(QStringLiteral("t.log"), QStringLiteral("x"));
+                }
+            }));
+            threads.last()->start();
+        }
+        for (QThread* thread : threads) {
+            QVERIFY(thread->wait(60000));
+            delete thread;
+        }
+        const std::optional<QVariantList> lines = platform::Plist::readArray(lineLogPath());
+        QVERIFY(lines);
+        QCOMPARE(lines->size(), 160);
+        for (int i = 0; i < 160; ++i) {
+            QVERIFY(lines->at(i).toString().startsWith(QString::number(i + 1) + u' '));
+        }
+        QCOMPARE(postedLines().size(), 160);
+    }
+    void reportFiles() {
+        const QString perf = zq::utility::userDataFolder() + QStringLiteral("/Perf");
+        QVERIFY(platform::Plist::writeFile(
+            zq::utility::tempLogFolder() + QStringLiteral("/macimeperf_VeskoInput.log"),
+            QVariantList{QStringLiteral("p1"), 7}));
+        RecordStrackLogAndDateToFile(QStringLiteral("堆栈"), 42, QStringLiteral("BeforeWaiting"));
+        RecordStrackLogToFile(QStringLiteral("堆栈"));
+        RecordCrashLogToFile(QStringLiteral("崩溃"));
+        RecordCrashLogToFile(QString());
+        const QStringList reports = QDir(perf).entryList(QDir::Files, QDir::Name);
+        QCOMPARE(reports.size(), 2);
+        // The labels' widths are part of the format.
+        const QString model = GetHardwareModel();
+        const QString uuid = GetUUID().value_or(QStringLiteral("(null)"));
+        const QRegularExpression stack(
+            QStringLiteral("^catchType:2\nIncident Identifier: ") +
+            QRegularExpression::escape(uuid) + QStringLiteral("\nHardware Model:      ") +
+            QRegularExpression::escape(model) +
+            QStringLiteral("\nIdentifier:          com\\.vesko\\.tst_logwriters\n"
+                           "Version:             6\\.10\\.1\nTouchBar:            0\n堆栈\n\n$"));
+        const QString stall = QStringLiteral("Hardware Model:  ") + model +
+                              QStringLiteral("\nUUID:            ") + uuid +
+                              QStringLiteral(
+                                  "\nTouchBar:        0\nblockTimecount:  42\n"
+                                  "RunloopActive:   BeforeWaiting\n\n堆栈\n\nLOG:    2\np1\n7\n");
+        QVERIFY(QRegularExpression(QStringLiteral("^perf_6\\.10\\.1_\\d{14}\\.crash$"))
+                    .match(reports.at(0))
+                    .hasMatch());
+        QVERIFY(stack.match(QString::fromUtf8(contents(perf + u'/' + reports.at(0)))).hasMatch());
+        QCOMPARE(QString::fromUtf8(contents(perf + u'/' + reports.at(1))), stall);
+        const QDir crash(zq::utility::userDataFolder() + QStringLiteral("/crash"));
+        const QStringList crashes = crash.entryList(QDir::Files);
+        QCOMPARE(crashes.size(), 1);
+        QCOMPARE(QString::fromUtf8(contents(crash.filePath(crashes.first()))),
+                 QStringLiteral("崩溃"));
+    }
 
 private:
     // The "kZQShowImeLog" lines posted since the last call, once a marker
@@ -49,121 +158,6 @@ private:
     std::unique_ptr<platform::DistributedNotificationCenter> m_listener;
     QStringList m_seen;
 };
-
-void TestLogWriters::initTestCase() {
-    m_listener = std::make_unique<platform::DistributedNotificationCenter>(
-        QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("listener")));
-    m_listener->addObserver(this, QString(), [this](const QString& name, const QVariantMap& info) {
-        m_seen.append(name == u"kZQShowImeLog" ? info.value(QStringLiteral("log")).toString()
-                                               : QStringLiteral("marker"));
-    });
-    const QString info =
-        zq::utility::installedBundleRoot() + QStringLiteral("/Contents/Info.plist");
-    QVERIFY(platform::Plist::writeFile(info, QVariantMap{{"CFBundleFullVersion", "6.10.1"}}));
-}
-
-void TestLogWriters::lineLog_data() {
-    QTest::addColumn<int>("held");  // lines in the file before; -1 no folder, -2 not a list
-    QTest::addColumn<int>("number");
-    QTest::addColumn<int>("after");
-    QTest::newRow("fresh system") << -1 << 1 << 1;
-    QTest::newRow("500 lines") << 500 << 501 << 501;
-    QTest::newRow("501 lines") << 501 << 1 << 1;
-    QTest::newRow("not a list of lines") << -2 << 1 << -2;
-}
-
-void TestLogWriters::lineLog() {
-    QFETCH(int, held);
-    QFETCH(int, number);
-    QFETCH(int, after);
-    QDir(zq::utility::tempLogFolder()).removeRecursively();
-    RecordLogToFile(QStringLiteral("t.log"), QString());
-    QVERIFY2(!QFileInfo::exists(zq::utility::tempLogFolder()), "none leaves no trace");
-    QVERIFY(postedLines().isEmpty());
-
-    const QVariantMap notAList{{QStringLiteral("lines"), 3}};
-    if (held != -1) {
-        QVariantList lines(qMax(held, 0), QStringLiteral("old"));
-        QVERIFY(platform::Plist::writeFile(lineLogPath(),
-                                           held == -2 ? QVariant(notAList) : QVariant(lines)));
-    }
-    RecordLogToFile(QStringLiteral("t.log"), QStringLiteral("内容 %1"));
-    const QStringList posted = postedLines();
-    QCOMPARE(posted.size(), 1);
-    QVERIFY2(QRegularExpression(QStringLiteral("^") + QString::number(number) +
-                                QStringLiteral(" \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d "
-                                               "tst_logwriters: 内容 %1$"))
-                 .match(posted.first())
-                 .hasMatch(),
-             qPrintable(posted.first()));
-    if (after == -2) {
-        QCOMPARE(platform::Plist::readFile(lineLogPath()), QVariant(notAList));
-        return;
-    }
-    const std::optional<QVariantList> lines = platform::Plist::readArray(lineLogPath());
-    QVERIFY(lines);
-    QCOMPARE(lines->size(), after);
-    QCOMPARE(lines->last().toString(), posted.first());
-}
-
-void TestLogWriters::concurrentLinesKeepTheirNumbers() {
-    QFile::remove(lineLogPath());
-    QList<QThread*> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.append(QThread::create([] {
-            for (int i = 0; i < 40; ++i) {
-                RecordLogToFile(QStringLiteral("t.log"), QStringLiteral("x"));
-            }
-        }));
-        threads.last()->start();
-    }
-    for (QThread* thread : threads) {
-        QVERIFY(thread->wait(60000));
-        delete thread;
-    }
-    const std::optional<QVariantList> lines = platform::Plist::readArray(lineLogPath());
-    QVERIFY(lines);
-    QCOMPARE(lines->size(), 160);
-    for (int i = 0; i < 160; ++i) {
-        QVERIFY(lines->at(i).toString().startsWith(QString::number(i + 1) + u' '));
-    }
-    QCOMPARE(postedLines().size(), 160);
-}
-
-void TestLogWriters::reportFiles() {
-    const QString perf = zq::utility::userDataFolder() + QStringLiteral("/Perf");
-    QVERIFY(platform::Plist::writeFile(
-        zq::utility::tempLogFolder() + QStringLiteral("/macimeperf_VeskoInput.log"),
-        QVariantList{QStringLiteral("p1"), 7}));
-    RecordStrackLogAndDateToFile(QStringLiteral("堆栈"), 42, QStringLiteral("BeforeWaiting"));
-    RecordStrackLogToFile(QStringLiteral("堆栈"));
-    RecordCrashLogToFile(QStringLiteral("崩溃"));
-    RecordCrashLogToFile(QString());
-    const QStringList reports = QDir(perf).entryList(QDir::Files, QDir::Name);
-    QCOMPARE(reports.size(), 2);
-    // The labels' widths are part of the format.
-    const QString model = GetHardwareModel();
-    const QString uuid = GetUUID().value_or(QStringLiteral("(null)"));
-    const QRegularExpression stack(
-        QStringLiteral("^catchType:2\nIncident Identifier: ") + QRegularExpression::escape(uuid) +
-        QStringLiteral("\nHardware Model:      ") + QRegularExpression::escape(model) +
-        QStringLiteral("\nIdentifier:          com\\.vesko\\.tst_logwriters\n"
-                       "Version:             6\\.10\\.1\nTouchBar:            0\n堆栈\n\n$"));
-    const QString stall = QStringLiteral("Hardware Model:  ") + model +
-                          QStringLiteral("\nUUID:            ") + uuid +
-                          QStringLiteral(
-                              "\nTouchBar:        0\nblockTimecount:  42\n"
-                              "RunloopActive:   BeforeWaiting\n\n堆栈\n\nLOG:    2\np1\n7\n");
-    QVERIFY(QRegularExpression(QStringLiteral("^perf_6\\.10\\.1_\\d{14}\\.crash$"))
-                .match(reports.at(0))
-                .hasMatch());
-    QVERIFY(stack.match(QString::fromUtf8(contents(perf + u'/' + reports.at(0)))).hasMatch());
-    QCOMPARE(QString::fromUtf8(contents(perf + u'/' + reports.at(1))), stall);
-    const QDir crash(zq::utility::userDataFolder() + QStringLiteral("/crash"));
-    const QStringList crashes = crash.entryList(QDir::Files);
-    QCOMPARE(crashes.size(), 1);
-    QCOMPARE(QString::fromUtf8(contents(crash.filePath(crashes.first()))), QStringLiteral("崩溃"));
-}
 
 QTEST_GUILESS_MAIN(TestLogWriters)
 #include "tst_logwriters.moc"

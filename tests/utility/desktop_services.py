@@ -1,12 +1,9 @@
 #!/usr/bin/env python3
-"""The desktop's services the permission checks ask, on the test's private bus:
-the accessibility bus status (org.a11y.Bus), the desktop portal (Settings,
-ScreenCast, Background) and the portal's permission store. The test sets the
-answers through com.vesko.test.Desktop.Configure(json) on /control; services
-left out of "own" answer every call with ServiceUnknown, as an absent one
-does (the names stay owned, so that the bus never starts the real service in
-their place). Calls() lists the portal calls seen. Prints "ready" once every
-name is owned."""
+# The desktop services the permission checks ask, on the test's private bus:
+# org.a11y.Bus, the desktop portal (Settings, ScreenCast, Background) and its
+# permission store. Configure(json) on /control sets the answers; services left
+# out of "own" answer ServiceUnknown, as absent ones do (the names stay owned so
+# that the bus never starts the real services). Calls() lists portal calls.
 import json
 
 import dbus
@@ -40,13 +37,10 @@ def present(service):
 def property_of(interface, name, reply, error):
     present("a11y" if interface == "org.a11y.Status" else "portal")
     if cfg("hang"):
-        state["hung"].append(reply)  # never answered
-        return
-    props = {"org.a11y.Status": {"IsEnabled": cfg("a11y")},
-             "org.freedesktop.portal.ScreenCast": {"AvailableSourceTypes": cfg("sourceTypes"),
-                                                   "version": 4 if cfg("sourceTypes") is not None else None},
-             "org.freedesktop.portal.Background": {"version": cfg("background")}}
-    value = props.get(interface, {}).get(name)
+        return state["hung"].append(reply)  # never answered
+    value = {("org.a11y.Status", "IsEnabled"): cfg("a11y"),
+             ("org.freedesktop.portal.ScreenCast", "AvailableSourceTypes"): cfg("sourceTypes"),
+             ("org.freedesktop.portal.Background", "version"): cfg("background")}.get((interface, name))
     if value is None:
         error(dbus.exceptions.DBusException("no", name="org.freedesktop.DBus.Error.UnknownProperty"))
     elif isinstance(value, bool):
@@ -67,11 +61,10 @@ class Portal(Properties):
     def Read(self, namespace, key, reply, error):
         present("portal")
         if cfg("hang"):
-            state["hung"].append(reply)
-        elif cfg("colorScheme") is None or (namespace, key) != ("org.freedesktop.appearance", "color-scheme"):
-            error(dbus.exceptions.DBusException("no", name="org.freedesktop.portal.Error.NotFound"))
-        else:
-            reply(dbus.UInt32(cfg("colorScheme"), variant_level=2))
+            return state["hung"].append(reply)
+        if cfg("colorScheme") is None or (namespace, key) != ("org.freedesktop.appearance", "color-scheme"):
+            return error(dbus.exceptions.DBusException("no", name="org.freedesktop.portal.Error.NotFound"))
+        reply(dbus.UInt32(cfg("colorScheme"), variant_level=2))
 
     def request(self, method, sender, options, results):
         present("portal")
@@ -79,13 +72,9 @@ class Portal(Properties):
         state["calls"].append([method, {k: bool(v) if isinstance(v, dbus.Boolean) else int(v)
                                         for k, v in kept.items()}])
         path = "%s/request/%s/%s" % (PORTAL, sender[1:].replace(".", "_"), options["handle_token"])
-        responses = cfg("responses", {})
-
-        def respond():
-            signal = dbus.lowlevel.SignalMessage(path, "org.freedesktop.portal.Request", "Response")
-            signal.append(dbus.UInt32(responses.get(method, 0)), dbus.Dictionary(results, signature="sv"))
-            bus.send_message(signal)
-        GLib.idle_add(respond)
+        signal = dbus.lowlevel.SignalMessage(path, "org.freedesktop.portal.Request", "Response")
+        signal.append(dbus.UInt32(cfg("responses", {}).get(method, 0)), dbus.Dictionary(results, signature="sv"))
+        GLib.idle_add(lambda: bus.send_message(signal) and False)  # once, after the reply
         return dbus.ObjectPath(path)
 
     @dbus.service.method("org.freedesktop.portal.ScreenCast", in_signature="a{sv}", out_signature="o",

@@ -28,13 +28,105 @@ class TestIMDataHelpers : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
+    void initTestCase() {
+        m_x = xcb_connect(nullptr, nullptr);
+        QVERIFY(!xcb_connection_has_error(m_x));
+        m_screen = xcb_setup_roots_iterator(xcb_get_setup(m_x)).data;
+        const xcb_window_t clients[] = {
+            window("chrome\0Google-chrome", 21, "如何看待 - 知乎 - Google Chrome", true),
+            window("gedit\0Gedit", 12, "知乎 - 草稿", true),
+            window("Navigator\0firefox", 18, "知乎 - 首页", false),
+            window("opera\0Opera", 12, "新闻", true),
+        };
+        xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, m_screen->root, atom("_NET_CLIENT_LIST"),
+                            XCB_ATOM_WINDOW, 32, 4, clients);
+        // A round trip: the server has handled every request before it answers.
+        free(xcb_get_input_focus_reply(m_x, xcb_get_input_focus(m_x), nullptr));
+    }
     void cleanupTestCase() { xcb_disconnect(m_x); }
-    void browserWindows_data();
-    void browserWindows();
-    void copyAbbreviations_data();
-    void copyAbbreviations();
-    void symbolSubstitutesFirstRun();
+    void browserWindows_data() {
+        QTest::addColumn<QString>("browser");
+        QTest::addColumn<QByteArray>("session");
+        QTest::addColumn<bool>("shown");
+        QTest::newRow("Chrome on the site") << "com.google.Chrome" << QByteArray("x11") << true;
+        QTest::newRow("Opera elsewhere") << "com.operasoftware.Opera" << QByteArray("x11") << false;
+        QTest::newRow("minimised Firefox") << "org.mozilla.firefox" << QByteArray("x11") << false;
+        QTest::newRow("unlisted application") << "org.gnome.gedit" << QByteArray("x11") << false;
+        QTest::newRow("Wayland") << "com.google.Chrome" << QByteArray("wayland") << false;
+        QTest::newRow("no identifier") << QString() << QByteArray("x11") << false;
+    }
+    void browserWindows() {
+        QFETCH(QString, browser);
+        QFETCH(QByteArray, session);
+        QFETCH(bool, shown);
+        qputenv("XDG_SESSION_TYPE", session);
+        QCOMPARE(IsInZhihuBrowser(browser), shown);
+    }
+    void copyAbbreviations_data() {
+        QTest::addColumn<bool>("withFolder");
+        QTest::addColumn<bool>("targetExists");
+        QTest::addColumn<bool>("userCopyExists");
+        QTest::addColumn<bool>("prefer");
+        QTest::addColumn<bool>("copied");
+        QTest::addColumn<QString>("from");  // "default", "user" or "target" (untouched)
+        QTest::newRow("no folder, first run")
+            << false << false << false << false << true << "default";
+        QTest::newRow("no folder, copy exists")
+            << false << true << true << false << false << "target";
+        QTest::newRow("folder, user copy preferred")
+            << true << false << true << true << true << "user";
+        QTest::newRow("folder, user copy not preferred")
+            << true << false << true << false << true << "default";
+        QTest::newRow("folder, target exists") << true << true << true << true << false << "target";
+    }
+    void copyAbbreviations() {
+        QFETCH(bool, withFolder);
+        QFETCH(bool, targetExists);
+        QFETCH(bool, userCopyExists);
+        QFETCH(bool, prefer);
+        QFETCH(bool, copied);
+        QFETCH(QString, from);
+        const QString folder = QDir::homePath() + QStringLiteral("/target");
+        QDir(folder).removeRecursively();
+        QDir(zq::utility::userDataFolder()).removeRecursively();
+        QDir().mkpath(folder);
+        QDir().mkpath(zq::utility::userDataFolder());
+        const QString name = QStringLiteral("phrases.bin");
+        const QString userCopy = zq::utility::userDataFilePath(name);
+        const QString target = withFolder ? folder + QLatin1Char('/') + name : userCopy;
+        for (const auto& [path, wanted] :
+             {std::pair{userCopy, userCopyExists}, {target, targetExists}}) {
+            QFile file(path);
+            if (wanted) {
+                QVERIFY(file.open(QIODevice::WriteOnly));
+                file.write(path == target ? "target" : "user");
+            }
+        }
+        QCOMPARE(ZQCopyAbbrUserSetFile(withFolder ? folder : QString(), name, prefer), copied);
+        const QByteArray shipped =
+            contents(zq::utility::imDataFilePath(QStringLiteral("zqim_phrases_user.bin")));
+        QVERIFY(platform::Plist::parse(shipped).has_value());
+        QCOMPARE(contents(target), from == u"default" ? shipped : from.toUtf8());
+    }
+    void symbolSubstitutesFirstRun() {
+        QDir(zq::utility::userDataFolder()).removeRecursively();
+        QDir().mkpath(zq::utility::userDataFolder());
+        const std::optional<QVariantList> shown = ZQGetSymbolSubsituteArray(QString());
+        const std::optional<QVariantList> written = platform::Plist::readArray(
+            zq::utility::userDataFilePath(QStringLiteral("symbolSubsitute.plist")));
+        QVERIFY(shown && written && shown->size() == written->size());
+        QString shownKeys, writtenKeys;  // the one- and two-character keys, in order
+        for (qsizetype i = 0; i < shown->size(); ++i) {
+            shownKeys += shown->at(i).toMap().value(QStringLiteral("key")).toString() + u' ';
+            writtenKeys += written->at(i).toMap().value(QStringLiteral("key")).toString() + u' ';
+        }
+        QVERIFY(writtenKeys.contains(QStringLiteral("【 】")));
+        QCOMPARE(shownKeys, QString(writtenKeys).replace(u'【', u'[').replace(u'】', u']'));
+        // The other shipped lists read as their kinds.
+        QVERIFY(ZQGetForbidEnHelperArray().value_or(QVariantList()).size() > 0);
+        QVERIFY(ZQGetSymbolSet().value_or(QVariantMap()).size() > 0);
+        QVERIFY(ZQGetContactsLayout().value_or(QVariantList()).size() > 0);
+    }
 
 private:
     xcb_window_t window(const char* wmClass, size_t classSize, const char* title, bool mapped);
@@ -63,114 +155,6 @@ xcb_window_t TestIMDataHelpers::window(const char* wmClass, size_t classSize, co
         xcb_map_window(m_x, id);
     }
     return id;
-}
-
-void TestIMDataHelpers::initTestCase() {
-    m_x = xcb_connect(nullptr, nullptr);
-    QVERIFY(!xcb_connection_has_error(m_x));
-    m_screen = xcb_setup_roots_iterator(xcb_get_setup(m_x)).data;
-    const xcb_window_t clients[] = {
-        window("chrome\0Google-chrome", 21, "如何看待 - 知乎 - Google Chrome", true),
-        window("gedit\0Gedit", 12, "知乎 - 草稿", true),
-        window("Navigator\0firefox", 18, "知乎 - 首页", false),
-        window("opera\0Opera", 12, "新闻", true),
-    };
-    xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, m_screen->root, atom("_NET_CLIENT_LIST"),
-                        XCB_ATOM_WINDOW, 32, 4, clients);
-    // A round trip: the server has handled every request before it answers.
-    free(xcb_get_input_focus_reply(m_x, xcb_get_input_focus(m_x), nullptr));
-}
-
-void TestIMDataHelpers::browserWindows_data() {
-    QTest::addColumn<QString>("browser");
-    QTest::addColumn<QByteArray>("session");
-    QTest::addColumn<bool>("shown");
-    QTest::newRow("Chrome on the site") << "com.google.Chrome" << QByteArray("x11") << true;
-    QTest::newRow("Opera elsewhere") << "com.operasoftware.Opera" << QByteArray("x11") << false;
-    QTest::newRow("minimised Firefox") << "org.mozilla.firefox" << QByteArray("x11") << false;
-    QTest::newRow("unlisted application") << "org.gnome.gedit" << QByteArray("x11") << false;
-    QTest::newRow("Wayland") << "com.google.Chrome" << QByteArray("wayland") << false;
-    QTest::newRow("no identifier") << QString() << QByteArray("x11") << false;
-}
-
-void TestIMDataHelpers::browserWindows() {
-    QFETCH(QString, browser);
-    QFETCH(QByteArray, session);
-    QFETCH(bool, shown);
-    qputenv("XDG_SESSION_TYPE", session);
-    QCOMPARE(IsInZhihuBrowser(browser), shown);
-}
-
-void TestIMDataHelpers::copyAbbreviations_data() {
-    QTest::addColumn<bool>("withFolder");
-    QTest::addColumn<bool>("targetExists");
-    QTest::addColumn<bool>("userCopyExists");
-    QTest::addColumn<bool>("prefer");
-    QTest::addColumn<bool>("copied");
-    QTest::addColumn<QString>("from");  // "default", "user" or "target" (untouched)
-    QTest::newRow("no folder, first run") << false << false << false << false << true << "default";
-    QTest::newRow("no folder, copy exists") << false << true << true << false << false << "target";
-    QTest::newRow("folder, user copy preferred") << true << false << true << true << true << "user";
-    QTest::newRow("folder, user copy not preferred")
-        << true << false << true << false << true << "default";
-    QTest::newRow("folder, target exists") << true << true << true << true << false << "target";
-}
-
-void TestIMDataHelpers::copyAbbreviations() {
-    QFETCH(bool, withFolder);
-    QFETCH(bool, targetExists);
-    QFETCH(bool, userCopyExists);
-    QFETCH(bool, prefer);
-    QFETCH(bool, copied);
-    QFETCH(QString, from);
-    const QString folder = QDir::homePath() + QStringLiteral("/target");
-    QDir(folder).removeRecursively();
-    QDir(zq::utility::userDataFolder()).removeRecursively();
-    QDir().mkpath(folder);
-    QDir().mkpath(zq::utility::userDataFolder());
-    const QString name = QStringLiteral("phrases.bin");
-    const QString userCopy = zq::utility::userDataFilePath(name);
-    const QString target = withFolder ? folder + QLatin1Char('/') + name : userCopy;
-    const auto put = [](const QString& path, const QByteArray& bytes) {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
-    };
-    if (userCopyExists) {
-        put(userCopy, "user");
-    }
-    if (targetExists) {
-        put(target, "target");
-    }
-    QCOMPARE(ZQCopyAbbrUserSetFile(withFolder ? folder : QString(), name, prefer), copied);
-    const QByteArray shipped =
-        contents(zq::utility::imDataFilePath(QStringLiteral("zqim_phrases_user.bin")));
-    QVERIFY(platform::Plist::parse(shipped).has_value());
-    QCOMPARE(contents(target), from == u"default" ? shipped : from.toUtf8());
-}
-
-void TestIMDataHelpers::symbolSubstitutesFirstRun() {
-    QDir(zq::utility::userDataFolder()).removeRecursively();
-    QDir().mkpath(zq::utility::userDataFolder());
-    const std::optional<QVariantList> shown = ZQGetSymbolSubsituteArray(QString());
-    const std::optional<QVariantList> written = platform::Plist::readArray(
-        zq::utility::userDataFilePath(QStringLiteral("symbolSubsitute.plist")));
-    QVERIFY(shown && written);
-    QCOMPARE(shown->size(), written->size());
-    QStringList shownKeys, writtenKeys;
-    for (qsizetype i = 0; i < shown->size(); ++i) {
-        shownKeys.append(shown->at(i).toMap().value(QStringLiteral("key")).toString());
-        writtenKeys.append(written->at(i).toMap().value(QStringLiteral("key")).toString());
-    }
-    QVERIFY(writtenKeys.contains(QStringLiteral("【")) &&
-            writtenKeys.contains(QStringLiteral("】")));
-    QVERIFY(!shownKeys.contains(QStringLiteral("【")) && !shownKeys.contains(QStringLiteral("】")));
-    QCOMPARE(shownKeys.indexOf(QStringLiteral("[")), writtenKeys.indexOf(QStringLiteral("【")));
-    QCOMPARE(shownKeys.indexOf(QStringLiteral("]")), writtenKeys.indexOf(QStringLiteral("】")));
-    // The other shipped lists read as their kinds.
-    QVERIFY(ZQGetForbidEnHelperArray().value_or(QVariantList()).size() > 0);
-    QVERIFY(ZQGetSymbolSet().value_or(QVariantMap()).size() > 0);
-    QVERIFY(ZQGetContactsLayout().value_or(QVariantList()).size() > 0);
 }
 
 QTEST_GUILESS_MAIN(TestIMDataHelpers)
