@@ -12,7 +12,6 @@
 #include <QDir>
 #include <QRegularExpression>
 #include <QTest>
-#include <QThread>
 
 namespace {
 
@@ -81,29 +80,6 @@ private slots:
         QVERIFY(lines);
         QCOMPARE(lines->size(), after);
         QCOMPARE(lines->last().toString(), posted.first());
-    }
-    void concurrentLinesKeepTheirNumbers() {
-        QFile::remove(lineLogPath());
-        QList<QThread*> threads;
-        for (int t = 0; t < 4; ++t) {
-            threads.append(QThread::create([] {
-                for (int i = 0; i < 40; ++i) {
-                    RecordLogToFile(QStringLiteral("t.log"), QStringLiteral("x"));
-                }
-            }));
-            threads.last()->start();
-        }
-        for (QThread* thread : threads) {
-            QVERIFY(thread->wait(60000));
-            delete thread;
-        }
-        const std::optional<QVariantList> lines = platform::Plist::readArray(lineLogPath());
-        QVERIFY(lines);
-        QCOMPARE(lines->size(), 160);
-        for (int i = 0; i < 160; ++i) {
-            QVERIFY(lines->at(i).toString().startsWith(QString::number(i + 1) + u' '));
-        }
-        QCOMPARE(postedLines().size(), 160);
     }
     void reportFiles() {
         const QString perf = zq::utility::userDataFolder() + QStringLiteral("/Perf");

@@ -14,6 +14,7 @@ from gi.repository import GLib
 
 PROPS = dbus.PROPERTIES_IFACE
 PORTAL = "/org/freedesktop/portal/desktop"
+CAST = "org.freedesktop.portal.ScreenCast"
 NAMES = {"a11y": "org.a11y.Bus", "portal": "org.freedesktop.portal.Desktop",
          "store": "org.freedesktop.impl.portal.PermissionStore"}
 DBusGMainLoop(set_as_default=True)
@@ -29,7 +30,7 @@ def fail(name):
     raise dbus.exceptions.DBusException("no", name=name)
 
 
-def present(service):
+def present(service):  # an absent service's answer
     if service not in cfg("own", list(NAMES)):
         fail("org.freedesktop.DBus.Error.ServiceUnknown")
 
@@ -39,7 +40,7 @@ def property_of(interface, name, reply, error):
     if cfg("hang"):
         return state["hung"].append(reply)  # never answered
     value = {("org.a11y.Status", "IsEnabled"): cfg("a11y"),
-             ("org.freedesktop.portal.ScreenCast", "AvailableSourceTypes"): cfg("sourceTypes"),
+             (CAST, "AvailableSourceTypes"): cfg("sourceTypes"),
              ("org.freedesktop.portal.Background", "version"): cfg("background")}.get((interface, name))
     if value is None:
         error(dbus.exceptions.DBusException("no", name="org.freedesktop.DBus.Error.UnknownProperty"))
@@ -77,19 +78,16 @@ class Portal(Properties):
         GLib.idle_add(lambda: bus.send_message(signal) and False)  # once, after the reply
         return dbus.ObjectPath(path)
 
-    @dbus.service.method("org.freedesktop.portal.ScreenCast", in_signature="a{sv}", out_signature="o",
-                         sender_keyword="sender")
+    @dbus.service.method(CAST, in_signature="a{sv}", out_signature="o", sender_keyword="sender")
     def CreateSession(self, options, sender):
         session = "%s/session/%s/%s" % (PORTAL, sender[1:].replace(".", "_"), options["session_handle_token"])
         return self.request("CreateSession", sender, options, {"session_handle": session})
 
-    @dbus.service.method("org.freedesktop.portal.ScreenCast", in_signature="oa{sv}", out_signature="o",
-                         sender_keyword="sender")
+    @dbus.service.method(CAST, in_signature="oa{sv}", out_signature="o", sender_keyword="sender")
     def SelectSources(self, session, options, sender):
         return self.request("SelectSources", sender, options, {})
 
-    @dbus.service.method("org.freedesktop.portal.ScreenCast", in_signature="osa{sv}", out_signature="o",
-                         sender_keyword="sender")
+    @dbus.service.method(CAST, in_signature="osa{sv}", out_signature="o", sender_keyword="sender")
     def Start(self, session, parent, options, sender):
         return self.request("Start", sender, options, {})
 

@@ -78,66 +78,50 @@ private slots:
         resetFacadeModeParamNil();
     }
     void permissions_data() {
-        QTest::addColumn<QByteArray>("services");
-        QTest::addColumn<QByteArray>("session");
-        QTest::addColumn<QByteArray>("desktop");
-        QTest::addColumn<QByteArray>("file");  // a settings file of the desktop, "path=content"
-        QTest::addColumn<bool>("accessibility");
-        QTest::addColumn<bool>("screen");
-        QTest::addColumn<qint64>("setting");
-        QTest::addColumn<bool>("approval");
-
-        const QByteArray all =
-            R"({"a11y": true, "colorScheme": 1, "sourceTypes": 3, "background": 1,
-            "decisions": {"com.vesko.VeskoServices": "no", "com.vesko.VeskoTaskManager": "yes"}})";
-        const QByteArray kdeDark =
-            B("kdeglobals=[General]\nColorScheme=BreezeDark\n[KDE]\nAutomaticLookAndFeel=true\n");
-        const QByteArray gtkDark =
-            B("gtk-3.0/settings.ini=[Settings]\ngtk-application-prefer-dark-theme=1\n");
+        // The services' answers, and the session, the desktop and a settings file of it.
+        QTest::addColumn<QByteArray>("world");
+        QTest::addColumn<QString>("expected");
         QTest::newRow("everything answers, dark")
-            << all << B("wayland") << B("GNOME") << B("") << true << true << qint64(1) << true;
+            << B(R"({"a11y": true, "colorScheme": 1, "sourceTypes": 3, "background": 1,
+                "decisions": {"com.vesko.VeskoServices": "no", "com.vesko.VeskoTaskManager": "yes"},
+                "session": "wayland", "desktop": "GNOME"})")
+            << "a11y 1 screen 1 setting 1 dark 1 approval 1/0";
         QTest::newRow("off, light, windows only")
-            << QByteArray(R"({"a11y": false, "colorScheme": 2, "sourceTypes": 2})") << B("wayland")
-            << B("GNOME") << B("") << false << false << qint64(0) << false;
-        QTest::newRow("no services, wayland")
-            << QByteArray(R"({"own": []})") << B("wayland") << B("GNOME") << B("") << false << false
-            << qint64(0) << false;
-        QTest::newRow("no session") << QByteArray(R"({"own": []})") << B("") << B("") << B("")
-                                    << false << false << qint64(0) << false;
+            << B(R"({"a11y": false, "colorScheme": 2, "sourceTypes": 2, "session": "wayland"})")
+            << "a11y 0 screen 0 setting 0 dark 0 approval 0/0";
+        QTest::newRow("no services, wayland") << B(R"({"own": [], "session": "wayland"})")
+                                              << "a11y 0 screen 0 setting 0 dark 0 approval 0/0";
+        QTest::newRow("no session")
+            << B(R"({"own": []})") << "a11y 0 screen 0 setting 0 dark 0 approval 0/0";
         QTest::newRow("no preference, KDE dark and automatic")
-            << QByteArray(R"({"colorScheme": 0})") << B("x11") << B("KDE") << kdeDark << false
-            << true << qint64(2) << false;
+            << B(R"({"colorScheme": 0, "session": "x11", "desktop": "KDE", "file": "kdeglobals",
+                "content": "[General]\nColorScheme=BreezeDark\n[KDE]\nAutomaticLookAndFeel=true"})")
+            << "a11y 0 screen 1 setting 2 dark 1 approval 0/0";
+        const QByteArray gtkDark = R"("session": "x11", "desktop": "XFCE", "file":
+            "gtk-3.0/settings.ini", "content": "[Settings]\ngtk-application-prefer-dark-theme=1"})";
         QTest::newRow("no portal, GTK prefers dark")
-            << QByteArray(R"({"own": ["a11y"], "a11y": true})") << B("x11") << B("XFCE") << gtkDark
-            << true << true << qint64(1) << false;
+            << R"({"own": ["a11y"], "a11y": true, )" + gtkDark
+            << "a11y 1 screen 1 setting 1 dark 1 approval 0/0";
         QTest::newRow("portal light over dark files")
-            << QByteArray(R"({"colorScheme": 2})") << B("x11") << B("XFCE") << gtkDark << false
-            << true << qint64(0) << false;
+            << R"({"colorScheme": 2, )" + gtkDark
+            << "a11y 0 screen 1 setting 0 dark 0 approval 0/0";
         QTest::newRow("refusal stored, no Background portal")
-            << QByteArray(R"({"decisions": {"com.vesko.VeskoServices": "no"}})") << B("x11")
-            << B("GNOME") << B("") << false << true << qint64(0) << false;
-        QTest::newRow("services never answer")
-            << QByteArray(R"({"hang": true})") << B("wayland") << B("GNOME") << B("") << false
-            << false << qint64(0) << false;
+            << B(R"({"decisions": {"com.vesko.VeskoServices": "no"}, "session": "x11"})")
+            << "a11y 0 screen 1 setting 0 dark 0 approval 0/0";
+        QTest::newRow("services never answer") << B(R"({"hang": true, "session": "wayland"})")
+                                               << "a11y 0 screen 0 setting 0 dark 0 approval 0/0";
     }
     void permissions() {
-        QFETCH(QByteArray, services);
-        QFETCH(QByteArray, session);
-        QFETCH(QByteArray, desktop);
-        QFETCH(QByteArray, file);
-        QFETCH(bool, accessibility);
-        QFETCH(bool, screen);
-        QFETCH(qint64, setting);
-        QFETCH(bool, approval);
-        QCOMPARE(control("Configure", {QString::fromUtf8(services)}), QString());
-        setEnv("XDG_SESSION_TYPE", session);
-        setEnv("XDG_CURRENT_DESKTOP", desktop);
-        if (!file.isEmpty()) {
-            const qsizetype at = file.indexOf('=');
-            writeFile(m_configHome + QLatin1Char('/') + QString::fromUtf8(file.left(at)),
-                      file.mid(at + 1));
+        QFETCH(QByteArray, world);
+        QFETCH(QString, expected);
+        QCOMPARE(control("Configure", {QString::fromUtf8(world)}), QString());
+        const QJsonObject env = QJsonDocument::fromJson(world).object();
+        setEnv("XDG_SESSION_TYPE", env.value(QStringLiteral("session")).toString().toUtf8());
+        setEnv("XDG_CURRENT_DESKTOP", env.value(QStringLiteral("desktop")).toString().toUtf8());
+        if (env.contains(QStringLiteral("file"))) {
+            writeFile(m_configHome + u'/' + env.value(QStringLiteral("file")).toString(),
+                      env.value(QStringLiteral("content")).toString().toUtf8());
         }
-
         std::optional<zq::utility::DesktopPermissions> got;
         QObject context;
         zq::utility::queryDesktopPermissions(&context, [&got](const auto& permissions) {
@@ -145,15 +129,17 @@ private slots:
             got = permissions;
         });
         QTRY_VERIFY_WITH_TIMEOUT(got.has_value(), 20000);
-        QCOMPARE(got->accessibility, accessibility);
-        QCOMPARE(got->screenRecording, screen);
-        QCOMPARE(got->appearanceSetting, setting);
-        QCOMPARE(got->serviceNeedsApproval, approval);
-        QCOMPARE(got->taskManagerNeedsApproval, false);
-        QCOMPARE(isScreenRecordEnabled(), screen);
+        QCOMPARE(QStringLiteral("a11y %1 screen %2 setting %3 dark %4 approval %5/%6")
+                     .arg(got->accessibility)
+                     .arg(got->screenRecording)
+                     .arg(got->appearanceSetting)
+                     .arg(got->dark)
+                     .arg(got->serviceNeedsApproval)
+                     .arg(got->taskManagerNeedsApproval),
+                 expected);
+        QCOMPARE(isScreenRecordEnabled(), got->screenRecording);
         // The skin follows the desktop only in mode 0 and only for the default skin.
-        const bool dark = setting == 1 || (setting == 2 && desktop == "KDE");
-        QCOMPARE(hasSkinDarkMode(QStringLiteral("经典Vesko输入法默认皮肤"), 0), dark);
+        QCOMPARE(hasSkinDarkMode(QStringLiteral("经典Vesko输入法默认皮肤"), 0), got->dark);
         QCOMPARE(hasDarkMode(1) || !hasDarkMode(2), false);
         QCOMPARE(hasSkinDarkMode(QStringLiteral("Vesko输入法默认皮肤 夜间"), 2), false);
     }

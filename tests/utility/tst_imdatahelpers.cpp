@@ -75,8 +75,6 @@ private slots:
             << false << true << true << false << false << "target";
         QTest::newRow("folder, user copy preferred")
             << true << false << true << true << true << "user";
-        QTest::newRow("folder, user copy not preferred")
-            << true << false << true << false << true << "default";
         QTest::newRow("folder, target exists") << true << true << true << true << false << "target";
     }
     void copyAbbreviations() {
@@ -122,10 +120,6 @@ private slots:
         }
         QVERIFY(writtenKeys.contains(QStringLiteral("【 】")));
         QCOMPARE(shownKeys, QString(writtenKeys).replace(u'【', u'[').replace(u'】', u']'));
-        // The other shipped lists read as their kinds.
-        QVERIFY(ZQGetForbidEnHelperArray().value_or(QVariantList()).size() > 0);
-        QVERIFY(ZQGetSymbolSet().value_or(QVariantMap()).size() > 0);
-        QVERIFY(ZQGetContactsLayout().value_or(QVariantList()).size() > 0);
     }
 
 private:
