@@ -24,7 +24,7 @@
 
 namespace {
 
-Q_LOGGING_CATEGORY(lcPermissions, "vesko.utility.permissions")
+Q_LOGGING_CATEGORY(lcPermissions, "vesko.utility.permissions", QtInfoMsg)
 
 constexpr qint64 kSystemSettingsProcess = 10;
 
