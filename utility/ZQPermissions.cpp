@@ -204,7 +204,11 @@ private:
     }
 
     void sessionCreated(const QVariantMap& results) {
-        m_session = unwrapped(results.value(QStringLiteral("session_handle"))).toString();
+        // A text in the portal's description; some portals send an object path.
+        const QVariant handle = unwrapped(results.value(QStringLiteral("session_handle")));
+        m_session = handle.metaType() == QMetaType::fromType<QDBusObjectPath>()
+                        ? qvariant_cast<QDBusObjectPath>(handle).path()
+                        : handle.toString();
         if (m_session.isEmpty()) {
             finish();
             return;
