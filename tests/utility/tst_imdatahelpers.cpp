@@ -62,49 +62,28 @@ private slots:
         qputenv("XDG_SESSION_TYPE", session);
         QCOMPARE(IsInZhihuBrowser(browser), shown);
     }
-    void copyAbbreviations_data() {
-        QTest::addColumn<bool>("withFolder");
-        QTest::addColumn<bool>("targetExists");
-        QTest::addColumn<bool>("userCopyExists");
-        QTest::addColumn<bool>("prefer");
-        QTest::addColumn<bool>("copied");
-        QTest::addColumn<QString>("from");  // "default", "user" or "target" (untouched)
-        QTest::newRow("no folder, first run")
-            << false << false << false << false << true << "default";
-        QTest::newRow("no folder, copy exists")
-            << false << true << true << false << false << "target";
-        QTest::newRow("folder, user copy preferred")
-            << true << false << true << true << true << "user";
-        QTest::newRow("folder, target exists") << true << true << true << true << false << "target";
-    }
     void copyAbbreviations() {
-        QFETCH(bool, withFolder);
-        QFETCH(bool, targetExists);
-        QFETCH(bool, userCopyExists);
-        QFETCH(bool, prefer);
-        QFETCH(bool, copied);
-        QFETCH(QString, from);
-        const QString folder = QDir::homePath() + QStringLiteral("/target");
-        QDir(folder).removeRecursively();
-        QDir(zq::utility::userDataFolder()).removeRecursively();
-        QDir().mkpath(folder);
         QDir().mkpath(zq::utility::userDataFolder());
         const QString name = QStringLiteral("phrases.bin");
         const QString userCopy = zq::utility::userDataFilePath(name);
-        const QString target = withFolder ? folder + QLatin1Char('/') + name : userCopy;
-        for (const auto& [path, wanted] :
-             {std::pair{userCopy, userCopyExists}, {target, targetExists}}) {
-            QFile file(path);
-            if (wanted) {
-                QVERIFY(file.open(QIODevice::WriteOnly));
-                file.write(path == target ? "target" : "user");
-            }
-        }
-        QCOMPARE(ZQCopyAbbrUserSetFile(withFolder ? folder : QString(), name, prefer), copied);
         const QByteArray shipped =
             contents(zq::utility::imDataFilePath(QStringLiteral("zqim_phrases_user.bin")));
         QVERIFY(platform::Plist::parse(shipped).has_value());
-        QCOMPARE(contents(target), from == u"default" ? shipped : from.toUtf8());
+        // No user folder: the user data copy is made from the shipped file, once.
+        QVERIFY(ZQCopyAbbrUserSetFile(QString(), name, true));
+        QCOMPARE(contents(userCopy), shipped);
+        QVERIFY(!ZQCopyAbbrUserSetFile(QString(), name, true));
+        // A user folder: the user data copy when preferred, else the shipped file; never
+        // over an existing target.
+        QFile(userCopy).resize(3);
+        const QString folder = QDir::homePath();
+        QVERIFY(ZQCopyAbbrUserSetFile(folder, name, true));
+        QCOMPARE(contents(folder + u'/' + name), shipped.left(3));
+        QVERIFY(QFile::copy(userCopy, zq::utility::userDataFilePath(QStringLiteral("other.bin"))));
+        QVERIFY(ZQCopyAbbrUserSetFile(folder, QStringLiteral("other.bin"), false));
+        QCOMPARE(contents(folder + QStringLiteral("/other.bin")), shipped);
+        QVERIFY(!ZQCopyAbbrUserSetFile(folder, name, false));
+        QCOMPARE(contents(folder + u'/' + name), shipped.left(3));
     }
     void symbolSubstitutesFirstRun() {
         QDir(zq::utility::userDataFolder()).removeRecursively();
