@@ -4,6 +4,7 @@
 #include <QFontMetricsF>
 #include <QGuiApplication>
 #include <QHash>
+#include <QStringList>
 
 #include <cmath>
 
@@ -45,15 +46,13 @@ FontName parseName(const QString& name) {
     return result;
 }
 
+// Whether a family of exactly that name is installed. The installed
+// families are listed once; QFontDatabase::hasFamily would also resolve
+// the name through fontconfig's substitution rules, which costs more than
+// everything else a page does before its first paint.
 bool hasFamily(const QString& family) {
-    static QHash<QString, bool> known;
-    auto it = known.constFind(family);
-    if (it != known.constEnd()) {
-        return *it;
-    }
-    const bool found = QFontDatabase::hasFamily(family);
-    known.insert(family, found);
-    return found;
+    static const QStringList installed = QFontDatabase::families();
+    return installed.contains(family, Qt::CaseInsensitive);
 }
 
 void setSize(QFont* font, qreal size) {
