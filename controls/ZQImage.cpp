@@ -1,6 +1,7 @@
 #include "controls/ZQImage.h"
 
 #include "controls/ControlsLog.h"
+#include "platform/FileRead.h"
 
 #include <QFile>
 #include <QHash>
@@ -30,11 +31,11 @@ struct ZQImage::Data {
 namespace {
 
 std::shared_ptr<ZQImage::Data> loadData(const QString& path, const QString& name) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
+    const std::optional<QByteArray> read = platform::readFile(path, platform::ReadLimit::kPicture);
+    if (!read) {
         return nullptr;
     }
-    const QByteArray bytes = file.readAll();
+    const QByteArray& bytes = *read;
     auto data = std::make_shared<ZQImage::Data>();
     data->name = name;
     const QByteArray head = bytes.left(512).trimmed();

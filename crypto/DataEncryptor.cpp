@@ -6,6 +6,7 @@
 #include "crypto/KeyStore.h"
 #include "crypto/RsaKeyHandle_p.h"
 #include "crypto/ServicePublicKey.h"
+#include "platform/FileRead.h"
 #include "platform/Locations.h"
 
 #include <QFile>
@@ -104,11 +105,11 @@ bool DataEncryptor::getPublicKey(const QString& certificatePath) {
     const QString path = certificatePath.isEmpty() ? platform::Locations::resourcesDir() +
                                                          QStringLiteral("/public_key.der")
                                                    : certificatePath;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > 64 * 1024) {
+    const std::optional<QByteArray> read = platform::readFile(path, 64 * 1024);
+    if (!read) {
         return false;
     }
-    const QByteArray der = file.readAll();
+    const QByteArray der = *read;
     const auto* cursor = reinterpret_cast<const unsigned char*>(der.constData());
     X509* certificate = d2i_X509(nullptr, &cursor, der.size());
     if (certificate == nullptr) {

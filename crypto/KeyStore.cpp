@@ -1,6 +1,7 @@
 #include "crypto/KeyStore.h"
 
 #include "crypto/CryptoLog.h"
+#include "platform/FileRead.h"
 #include "platform/Locations.h"
 
 #include <QDir>
@@ -49,15 +50,14 @@ QByteArray makeRef(KeyStore::ItemClass itemClass, const QByteArray& tag) {
 }
 
 int readItem(const QString& path, QByteArray* keyData) {
-    QFile file(path);
-    if (!file.exists()) {
-        return KeyStore::kItemNotFound;
-    }
-    if (!file.open(QIODevice::ReadOnly) || file.size() > kMaxItemSize) {
-        return KeyStore::kIoError;
+    platform::ReadFailure failure = platform::ReadFailure::None;
+    std::optional<QByteArray> bytes = platform::readFile(path, kMaxItemSize, nullptr, &failure);
+    if (!bytes) {
+        return failure == platform::ReadFailure::Missing ? KeyStore::kItemNotFound
+                                                         : KeyStore::kIoError;
     }
     if (keyData != nullptr) {
-        *keyData = file.readAll();
+        *keyData = std::move(*bytes);
     }
     return KeyStore::kSuccess;
 }

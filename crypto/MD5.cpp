@@ -1,9 +1,12 @@
 #include "crypto/MD5.h"
 
+#include "platform/FileRead.h"
+
 #include <QFile>
 
 #include <openssl/evp.h>
 
+#include <limits>
 #include <memory>
 
 namespace zq::crypto {
@@ -57,6 +60,10 @@ QString MD5Encrypt(const QString& text) {
 }
 
 QString getMD5(const QString& path) {
+    // Streamed, so any size of regular file; never a FIFO or device.
+    if (!platform::isReadableRegularFile(path, std::numeric_limits<qint64>::max())) {
+        return {};
+    }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         return {};

@@ -4,6 +4,7 @@
 #include "crypto/Base64.h"
 #include "crypto/CryptoLog.h"
 #include "crypto/KeyedArchive.h"
+#include "platform/FileRead.h"
 #include "platform/Plist.h"
 
 #include <QDir>
@@ -20,15 +21,13 @@ namespace {
 constexpr qint64 kMaxFileSize = 64 * 1024 * 1024;
 
 std::optional<QByteArray> readWhole(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        return std::nullopt;
+    platform::ReadFailure failure = platform::ReadFailure::None;
+    QString error;
+    std::optional<QByteArray> bytes = platform::readFile(path, kMaxFileSize, &error, &failure);
+    if (!bytes && failure != platform::ReadFailure::Missing) {
+        qCWarning(lcCrypto) << "encrypted dictionary file not read:" << error;
     }
-    if (file.size() > kMaxFileSize) {
-        qCWarning(lcCrypto) << "encrypted dictionary file too large:" << path;
-        return std::nullopt;
-    }
-    return file.readAll();
+    return bytes;
 }
 
 // The plain property-list dictionary that older versions stored, if the

@@ -6,6 +6,7 @@
 #include "help/HelpValues.h"
 #include "help/ZQHelpListInfoDataManager.h"
 #include "net/VeskoNetworking.h"
+#include "platform/FileRead.h"
 #include "utility/ProductLocations.h"
 
 #include "crypto/PingbackUtil.h"
@@ -36,11 +37,11 @@ QString boundary() {
 // The bytes of a file named by the user ("~" expanded); none when it cannot
 // be read.
 QByteArray readUserFile(const QString& path) {
-    QFile file(zq::utility::expandTilde(path));
-    if (path.isEmpty() || !file.open(QIODevice::ReadOnly)) {
+    if (path.isEmpty()) {
         return {};
     }
-    return file.readAll();
+    return platform::readFile(zq::utility::expandTilde(path), platform::ReadLimit::kPicture)
+        .value_or(QByteArray());
 }
 
 // The answer as a JSON dictionary, or none.

@@ -7,6 +7,7 @@
 #include "crypto/PingbackUtil.h"
 #include "help/HelpCommon_p.h"
 #include "help/HelpValues.h"
+#include "platform/FileRead.h"
 #include "platform/Locations.h"
 #include "platform/Plist.h"
 
@@ -306,7 +307,8 @@ void ZQHelpListInfoDataManager::loadPictureForEntry(const ZQHelpInfoDataModel& e
                                                     const PictureCompletion& complete) {
     const QString cached = pictureCachePath(entry.helpId, entry.imageSuffix);
     if (QFileInfo(cached).isFile()) {
-        const QImage image(cached);
+        const QImage image = QImage::fromData(
+            platform::readFile(cached, platform::ReadLimit::kPicture).value_or(QByteArray()));
         if (!image.isNull()) {
             complete(image);
             return;
@@ -375,11 +377,12 @@ void ZQHelpListInfoDataManager::checkUserHelpInfoFile() {
     const QString seeds = seedFolder();
     const QString seed = seeds + u'/' + kHelpInfoPlistName;
     copy(seed, folder + u'/' + kHelpInfoPlistName);
-    QFile seedFile(seed);
-    if (!seedFile.open(QIODevice::ReadOnly)) {
+    const std::optional<QByteArray> seedBytes =
+        platform::readFile(seed, platform::ReadLimit::kPropertyList);
+    if (!seedBytes) {
         return;
     }
-    const std::optional<QVariant> seedList = platform::Plist::parse(seedFile.readAll());
+    const std::optional<QVariant> seedList = platform::Plist::parse(*seedBytes);
     if (!seedList) {
         return;
     }

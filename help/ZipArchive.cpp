@@ -1,5 +1,7 @@
 #include "help/ZipArchive.h"
 
+#include "platform/FileRead.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -453,22 +455,12 @@ bool ZipArchive::addFileToZip(const QString& path, const QString& newname) {
     const QFileInfo source(path);
     QByteArray data;
     if (source.exists()) {
-        if (source.isDir() || source.size() > kMaxEntryBytes) {
+        std::optional<QByteArray> read = platform::readFile(path, kMaxEntryBytes);
+        if (!read) {
             return false;
         }
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly)) {
-            return false;
-        }
-        data = file.readAll();
-        if (file.error() != QFileDevice::NoError) {
-            return false;
-        }
+        data = std::move(*read);
     }
-    if (data.size() > kMaxEntryBytes) {
-        return false;
-    }
-
     zip_fileinfo info{};
     const QDateTime modified = source.exists() ? source.lastModified() : QDateTime();
     info.tmz_date = toZipTime(modified.isValid() ? modified : QDateTime::currentDateTime());

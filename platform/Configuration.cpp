@@ -1,6 +1,8 @@
 #include "platform/Configuration.h"
 
+#include "platform/FileRead.h"
 #include "platform/Locations.h"
+#include "platform/PlatformLog.h"
 
 #include <QFileInfo>
 #include <QMutex>
@@ -39,6 +41,13 @@ QSettings& settingsLocked() {
     State& s = state();
     if (!s.settings) {
         s.file = locateFile();
+        QString error;
+        if (!s.file.isEmpty() &&
+            !isReadableRegularFile(s.file, ReadLimit::kConfiguration, &error)) {
+            // The built-in defaults stand in for a configuration that cannot be read.
+            qCWarning(lcPlatform) << "configuration not read:" << error;
+            s.file.clear();
+        }
         const QString path =
             s.file.isEmpty() ? QStringLiteral(":/config/ZQAssistPanel.ini") : s.file;
         s.settings = std::make_unique<QSettings>(path, QSettings::IniFormat);

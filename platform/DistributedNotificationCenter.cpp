@@ -1,4 +1,5 @@
 #include "platform/DistributedNotificationCenter.h"
+#include "platform/PlatformLog.h"
 
 #include <QCoreApplication>
 #include <QDBusArgument>
@@ -8,8 +9,6 @@
 #include <QLoggingCategory>
 #include <QPointer>
 #include <QThread>
-
-Q_LOGGING_CATEGORY(lcPlatform, "vesko.platform")
 
 namespace platform {
 

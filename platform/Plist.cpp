@@ -1,5 +1,7 @@
 #include "platform/Plist.h"
 
+#include "platform/FileRead.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -346,12 +348,12 @@ std::optional<QVariant> parse(const QByteArray& bytes, QString* error) {
 }
 
 std::optional<QVariant> readFile(const QString& path, QString* error) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        setError(error, QStringLiteral("%1: %2").arg(path, file.errorString()));
+    const std::optional<QByteArray> bytes =
+        platform::readFile(path, platform::ReadLimit::kPropertyList, error);
+    if (!bytes) {
         return std::nullopt;
     }
-    return parse(file.readAll(), error);
+    return parse(*bytes, error);
 }
 
 std::optional<QVariantMap> readDictionary(const QString& path, QString* error) {

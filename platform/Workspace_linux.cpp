@@ -1,5 +1,8 @@
 #include "platform/Workspace.h"
 
+#include "platform/FileRead.h"
+#include "platform/PlatformLog.h"
+
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QDir>
@@ -11,8 +14,6 @@
 #include <QPointer>
 #include <QProcess>
 #include <QTimer>
-
-Q_DECLARE_LOGGING_CATEGORY(lcPlatform)
 
 namespace platform::Workspace {
 namespace {
@@ -116,11 +117,12 @@ QStringList commandLines() {
         if (!numeric) {
             continue;
         }
-        QFile file(QStringLiteral("/proc/%1/cmdline").arg(entry));
-        if (!file.open(QIODevice::ReadOnly)) {
+        std::optional<QByteArray> read = platform::readFile(
+            QStringLiteral("/proc/%1/cmdline").arg(entry), ReadLimit::kSystemFact);
+        if (!read) {
             continue;  // ended meanwhile, or not ours to read
         }
-        QByteArray raw = file.readAll();
+        QByteArray raw = std::move(*read);
         while (raw.endsWith('\0')) {
             raw.chop(1);
         }

@@ -1,6 +1,7 @@
 #include "utility/DeviceIdentity.h"
 
 #include "log/ZQLogManager.h"
+#include "platform/FileRead.h"
 #include "platform/Locations.h"
 #include "platform/Plist.h"
 #include "utility/ProcessCache.h"
@@ -102,11 +103,12 @@ std::optional<QString> platformUUIDFromMachineId(const QByteArray& content) {
 }
 
 std::optional<QString> readPlatformUUID() {
-    QFile file(platform::Locations::machineIdPath());
-    if (!file.open(QIODevice::ReadOnly)) {
+    const std::optional<QByteArray> bytes =
+        platform::readFile(platform::Locations::machineIdPath(), platform::ReadLimit::kSystemFact);
+    if (!bytes) {
         return std::nullopt;
     }
-    return platformUUIDFromMachineId(file.read(256));
+    return platformUUIDFromMachineId(bytes->left(256));
 }
 
 }  // namespace zq::utility

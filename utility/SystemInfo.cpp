@@ -1,6 +1,7 @@
 #include "utility/SystemInfo.h"
 
 #include "log/ZQLogManager.h"
+#include "platform/FileRead.h"
 #include "platform/Locations.h"
 #include "platform/Plist.h"
 #include "utility/ProcessCache.h"
@@ -114,14 +115,17 @@ SystemVersionValues readSystemVersionValues() {
         }
         qCWarning(lcUtility) << "system version file unreadable, using os-release:" << error;
     }
-    QFile file(platform::Locations::osReleasePath());
-    if (!file.open(QIODevice::ReadOnly)) {
-        file.setFileName(platform::Locations::systemRoot() + QStringLiteral("/usr/lib/os-release"));
-        if (!file.open(QIODevice::ReadOnly)) {
+    std::optional<QByteArray> osRelease =
+        platform::readFile(platform::Locations::osReleasePath(), platform::ReadLimit::kSystemFact);
+    if (!osRelease) {
+        osRelease = platform::readFile(
+            platform::Locations::systemRoot() + QStringLiteral("/usr/lib/os-release"),
+            platform::ReadLimit::kSystemFact);
+        if (!osRelease) {
             return {};
         }
     }
-    const QVariantMap values = zq::utility::parseOsRelease(file.read(64 * 1024));
+    const QVariantMap values = zq::utility::parseOsRelease(*osRelease);
     SystemVersionValues result;
     const QString version = values.value(QStringLiteral("VERSION_ID")).toString();
     if (!version.isEmpty()) {
@@ -132,11 +136,9 @@ SystemVersionValues readSystemVersionValues() {
 }
 
 QByteArray readSmallFile(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        return {};
-    }
-    return file.read(4096);
+    return platform::readFile(path, platform::ReadLimit::kSystemFact)
+        .value_or(QByteArray())
+        .left(4096);
 }
 
 }  // namespace
@@ -399,11 +401,9 @@ QString GetCpuArchitecture() {
 }
 
 double GetSystemBootTime() {
-    QFile file(QStringLiteral("/proc/stat"));
-    if (!file.open(QIODevice::ReadOnly)) {
-        return 0.0;
-    }
-    return zq::utility::bootTimeFromProcStat(file.readAll());
+    const std::optional<QByteArray> stat =
+        platform::readFile(QStringLiteral("/proc/stat"), platform::ReadLimit::kSystemFact);
+    return stat ? zq::utility::bootTimeFromProcStat(*stat) : 0.0;
 }
 
 QString GetCpuRamStates() {

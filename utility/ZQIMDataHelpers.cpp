@@ -1,5 +1,7 @@
 #include "utility/ZQIMDataHelpers.h"
 
+#include "platform/FileRead.h"
+
 #include "log/ZQLogManager.h"
 #include "platform/Plist.h"
 #include "utility/ProductLocations.h"
@@ -13,11 +15,23 @@
 #include <QGuiApplication>
 #include <QHash>
 #include <QRegularExpression>
+#include <QSaveFile>
 
 #include <atomic>
 #include <mutex>
 
 namespace {
+
+// Copies a regular file of bounded size (never a FIFO or device in its place).
+bool copyRegularFile(const QString& from, const QString& to) {
+    const std::optional<QByteArray> bytes =
+        platform::readFile(from, platform::ReadLimit::kPropertyList);
+    if (!bytes) {
+        return false;
+    }
+    QSaveFile file(to);
+    return file.open(QIODevice::WriteOnly) && file.write(*bytes) == bytes->size() && file.commit();
+}
 
 constexpr int kLogType = ZQLogType::Utility;
 const QString kSymbolSubstituteName = QStringLiteral("symbolSubsitute.plist");
@@ -108,13 +122,13 @@ bool ZQCopyAbbrUserSetFile(const QString& userFolder, const QString& fileName,
             return false;
         }
         const bool fromUser = preferUserCopy && QFileInfo::exists(userCopy);
-        QFile::copy(fromUser ? userCopy : defaults, target);
+        copyRegularFile(fromUser ? userCopy : defaults, target);
         return true;
     }
     if (QFileInfo::exists(userCopy)) {
         return false;
     }
-    QFile::copy(defaults, userCopy);
+    copyRegularFile(defaults, userCopy);
     return true;
 }
 

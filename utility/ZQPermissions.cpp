@@ -1,5 +1,6 @@
 #include "utility/ZQPermissions.h"
 
+#include "platform/FileRead.h"
 #include "platform/Plist.h"
 #include "utility/ProductLocations.h"
 #include "utility/ZQSettingsPanes.h"
@@ -339,7 +340,11 @@ DesktopAppearance desktopOwnAppearance(const QStringList& desktops) {
         return name.contains(QStringLiteral("dark"), Qt::CaseInsensitive);
     };
     if (desktops.contains(QStringLiteral("KDE"), Qt::CaseInsensitive)) {
-        const QSettings globals(configHome() + QStringLiteral("/kdeglobals"), QSettings::IniFormat);
+        const QString path = configHome() + QStringLiteral("/kdeglobals");
+        if (!platform::isReadableRegularFile(path, platform::ReadLimit::kConfiguration)) {
+            return own;
+        }
+        const QSettings globals(path, QSettings::IniFormat);
         own.automatic = truthy(globals.value(QStringLiteral("KDE/AutomaticLookAndFeel")));
         // QSettings reads the [General] section as the top-level keys.
         QString scheme = globals.value(QStringLiteral("ColorScheme")).toString();
@@ -354,7 +359,7 @@ DesktopAppearance desktopOwnAppearance(const QStringList& desktops) {
     for (const char* version : {"gtk-4.0", "gtk-3.0"}) {
         const QString path = configHome() + QLatin1Char('/') + QString::fromLatin1(version) +
                              QStringLiteral("/settings.ini");
-        if (!QFileInfo(path).isFile()) {
+        if (!platform::isReadableRegularFile(path, platform::ReadLimit::kConfiguration)) {
             continue;
         }
         const QSettings gtk(path, QSettings::IniFormat);

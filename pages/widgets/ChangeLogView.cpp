@@ -1,9 +1,9 @@
 #include "pages/widgets/ChangeLogView.h"
 
+#include "platform/FileRead.h"
 #include "platform/Locations.h"
 
 #include <QColor>
-#include <QFile>
 #include <QFileInfo>
 #include <QLoggingCategory>
 #include <QPluginLoader>
@@ -32,9 +32,9 @@ public:
         const QString path = url.isLocalFile()                      ? url.toLocalFile()
                              : url.scheme() == QLatin1String("qrc") ? u':' + url.path()
                                                                     : QString();
-        QFile file(path);
-        if (!path.isEmpty() && file.open(QIODevice::ReadOnly)) {
-            html = QString::fromUtf8(file.read(kMaxPageBytes));
+        if (const std::optional<QByteArray> page =
+                platform::readFile(path, platform::ReadLimit::kDocument)) {
+            html = QString::fromUtf8(*page);
             ok = true;
         }
         setHtml(html);
@@ -56,7 +56,6 @@ public:
     }
 
 private:
-    static constexpr qint64 kMaxPageBytes = 1 << 20;
     std::function<void(bool)> _handler;
 };
 

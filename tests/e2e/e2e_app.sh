@@ -206,8 +206,8 @@ atspi press "$title" "忽略该版本" "push button" || fail "no ignore button t
 wait_exit "$pid"
 [[ $exit_status -eq 0 ]] || fail "the application ended with status $exit_status"
 
-step "closing the last window ends the process"
-"$app" -ZQUpdateDetail "-$pkg" -UpdateByPkg -2.1.0 2> "$ZQ_TEST_ROOT/app1d.log" &
+step "Qt's own option names are page parameters; closing the last window ends the process"
+"$app" -ZQUpdateDetail -style -reverse -platform xcb 2> "$ZQ_TEST_ROOT/app1d.log" &
 pid=$!
 wait_windows "$title" 1
 "$xclose" "$title" > /dev/null || fail "no window to close"

@@ -1,6 +1,7 @@
 // Property-list files: bad input never crashes and never reads as a
 // dictionary; every write is atomic, so a failed one leaves the earlier file.
 
+#include "platform/FileRead.h"
 #include "platform/Plist.h"
 
 #include <QDateTime>
@@ -12,6 +13,7 @@
 #include <QTimeZone>
 
 #include <linux/capability.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -146,6 +148,7 @@ private slots:
     void badInput_data();
     void badInput();
     void everyTruncationOfABinaryListIsRefused();
+    void unreadablePaths_data();
     void unreadablePaths();
     void roundTrip_data();
     void roundTrip();
@@ -249,15 +252,51 @@ void TestPlist::everyTruncationOfABinaryListIsRefused() {
     }
 }
 
+// Whatever is in a file's place, a reader neither hangs nor reads without
+// bound: only a regular file (links followed) up to the limit is read.
+void TestPlist::unreadablePaths_data() {
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<bool>("readable");
+    QTest::newRow("missing") << "missing" << false;
+    QTest::newRow("folder") << "folder" << false;
+    QTest::newRow("FIFO") << "fifo" << false;
+    QTest::newRow("link to /dev/zero") << "zero" << false;
+    QTest::newRow("dangling link") << "dangling" << false;
+    QTest::newRow("larger than a property list may be") << "large" << false;
+    QTest::newRow("link to a property list") << "link" << true;
+}
+
 void TestPlist::unreadablePaths() {
+    QFETCH(QString, kind);
+    QFETCH(bool, readable);
     QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("logConfig.plist"));
+    const QString good = dir.filePath(QStringLiteral("good.plist"));
+    QVERIFY(Plist::writeFile(good, QVariantMap{{"maxcount", qint64(3)}}));
+    const QByteArray name = QFile::encodeName(path);
+    if (kind == QLatin1String("folder")) {
+        QVERIFY(QDir().mkpath(path));
+    } else if (kind == QLatin1String("fifo")) {
+        QCOMPARE(::mkfifo(name.constData(), 0600), 0);
+    } else if (kind == QLatin1String("zero")) {
+        QVERIFY(QFile::link(QStringLiteral("/dev/zero"), path));
+    } else if (kind == QLatin1String("dangling")) {
+        QVERIFY(QFile::link(dir.filePath(QStringLiteral("gone")), path));
+    } else if (kind == QLatin1String("large")) {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.resize(platform::ReadLimit::kPropertyList + 1));  // sparse
+    } else if (kind == QLatin1String("link")) {
+        QVERIFY(QFile::link(good, path));
+    }
     QString error;
-    QVERIFY(!Plist::readFile(dir.filePath(QStringLiteral("missing.plist")), &error).has_value());
-    QVERIFY(!error.isEmpty());
-    error.clear();
-    QVERIFY(!Plist::readDictionary(dir.path(), &error).has_value());  // a folder
-    QVERIFY(!error.isEmpty());
-    QVERIFY(!Plist::readArray(dir.path()).has_value());
+    const std::optional<QVariantMap> read = Plist::readDictionary(path, &error);
+    QCOMPARE(read.has_value(), readable);
+    if (readable) {
+        QCOMPARE(read->value("maxcount"), QVariant(qint64(3)));
+    } else {
+        QVERIFY2(error.contains(path), qPrintable(error));
+    }
 }
 
 void TestPlist::roundTrip_data() {

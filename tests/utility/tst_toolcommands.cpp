@@ -9,6 +9,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <sys/stat.h>
+
 #include <memory>
 
 using namespace testsupport;
@@ -167,6 +169,40 @@ private slots:
         const Run show = run({QStringLiteral("log"), QStringLiteral("show")});
         QCOMPARE(show.status, 0);
         QCOMPARE(show.json().value("readable").toBool(), false);
+    }
+
+    // A FIFO or a link to a device in the configuration's place never hangs
+    // a command; it is reported like an unreadable configuration.
+    void hostileConfigurationNeverHangs_data() {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QStringList>("command");
+        for (const char* kind : {"fifo", "zero"}) {
+            QTest::addRow("%s, system-info", kind) << kind << QStringList{"system-info"};
+            QTest::addRow("%s, log show", kind) << kind << QStringList{"log", "show"};
+            QTest::addRow("%s, log enable", kind) << kind << QStringList{"log", "enable", "88"};
+            QTest::addRow("%s, store pub get", kind)
+                << kind << QStringList{"store", "pub", "get", "VeskoInputNewVersion"};
+        }
+    }
+
+    void hostileConfigurationNeverHangs() {
+        QFETCH(QString, kind);
+        QFETCH(QStringList, command);
+        QVERIFY(QDir().mkpath(QFileInfo(configPath()).path()));
+        if (kind == QLatin1String("fifo")) {
+            QCOMPARE(::mkfifo(QFile::encodeName(configPath()).constData(), 0600), 0);
+        } else {
+            QVERIFY(QFile::link(QStringLiteral("/dev/zero"), configPath()));
+        }
+        const Run result = run(command);
+        QVERIFY2(result.status == 0 || result.status == 1,
+                 qPrintable(QStringLiteral("status %1: %2")
+                                .arg(result.status)
+                                .arg(QString::fromUtf8(result.err))));
+        // What was in the configuration's place is still there.
+        struct stat after {};
+        QCOMPARE(::lstat(QFile::encodeName(configPath()).constData(), &after), 0);
+        QVERIFY(kind == QLatin1String("fifo") ? S_ISFIFO(after.st_mode) : S_ISLNK(after.st_mode));
     }
 
     void argumentErrors_data() {

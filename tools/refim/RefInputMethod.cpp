@@ -1,6 +1,7 @@
 #include "tools/refim/RefInputMethod.h"
 
 #include "platform/DistributedNotificationCenter.h"
+#include "platform/FileRead.h"
 #include "platform/Plist.h"
 #include "stats/ZQCloudStatitician.h"
 #include "utility/ProductLocations.h"
@@ -192,13 +193,14 @@ void RefInputMethod::finishInstallation() {
 // disk stays as it was.
 bool RefInputMethod::writeInstalledVersion(QString* error) {
     const QString path = zq::utility::infoPlistPath();
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        *error = QStringLiteral("cannot read %1: %2").arg(path, file.errorString());
+    QString readError;
+    const std::optional<QByteArray> read =
+        platform::readFile(path, platform::ReadLimit::kPropertyList, &readError);
+    if (!read) {
+        *error = QStringLiteral("cannot read ") + readError;
         return false;
     }
-    const QByteArray bytes = file.readAll();
-    file.close();
+    const QByteArray& bytes = *read;
     QString parseError;
     const std::optional<QVariant> info = platform::Plist::parse(bytes, &parseError);
     if (!info || info->typeId() != QMetaType::QVariantMap) {
