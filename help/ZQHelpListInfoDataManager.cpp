@@ -51,31 +51,14 @@ QNetworkRequest helpListRequest(const QUrl& url) {
 // Processing of an answer dictionary, shared by both requests.
 void processAnswer(const QVariantMap& answer, const std::optional<QString>& heldVersion,
                    const ZQHelpListInfoDataManager::HelpListCompletion& complete) {
-    const QString version = textForm(answer.value(QStringLiteral("version")));
-    if (integerValueOfText(version) <= integerValueOfText(textOrNull(heldVersion))) {
+    const ZQHelpListInfoDataManager::HelpListAnswer read =
+        ZQHelpListInfoDataManager::readHelpListAnswer(answer, heldVersion);
+    if (!read.newer) {
         complete(true, false, std::nullopt, std::nullopt, std::nullopt);
         return;
     }
-    QVariantList stored;
-    ZQHelpInfoDataList accepted;
-    const QVariant list = answer.value(QStringLiteral("helplist"));
-    if (list.metaType().id() == QMetaType::QVariantList) {
-        const QVariantList elements = list.toList();
-        for (const QVariant& element : elements) {
-            if (element.metaType().id() != QMetaType::QVariantMap) {
-                continue;  // not an entry at all: neither stored nor shown
-            }
-            const QVariantMap object = element.toMap();
-            stored.append(ZQHelpListInfoDataManager::convertMutableDictionaryWithObj(object));
-            ZQHelpInfoDataModel model(object);
-            if (model.hasRequiredFieldsForLayout()) {
-                accepted.append(model);
-            }
-        }
-    }
-    ZQHelpListInfoDataManager::writeHelpInfoToPlistFileWithExpandValue(answer, stored);
-    complete(false, boolValue(answer.value(QStringLiteral("expandFirst"))), version, accepted,
-             std::nullopt);
+    ZQHelpListInfoDataManager::writeHelpInfoToPlistFileWithExpandValue(answer, read.stored);
+    complete(false, read.expandFirst, read.version, read.accepted, std::nullopt);
 }
 
 void fail(const ZQHelpListInfoDataManager::HelpListCompletion& complete, const QString& error) {
@@ -178,13 +161,42 @@ void ZQHelpListInfoDataManager::requestHelpListInfoWithVersion(
     });
 }
 
+ZQHelpListInfoDataManager::HelpListAnswer ZQHelpListInfoDataManager::readHelpListAnswer(
+    const QVariantMap& answer, const std::optional<QString>& heldVersion) {
+    HelpListAnswer read;
+    read.version = textForm(answer.value(QStringLiteral("version")));
+    if (integerValueOfText(read.version) <= integerValueOfText(textOrNull(heldVersion))) {
+        return read;
+    }
+    read.newer = true;
+    read.expandFirst = boolValue(answer.value(QStringLiteral("expandFirst")));
+    const QVariant list = answer.value(QStringLiteral("helplist"));
+    if (list.metaType().id() == QMetaType::QVariantList) {
+        const QVariantList elements = list.toList();
+        for (const QVariant& element : elements) {
+            if (element.metaType().id() != QMetaType::QVariantMap) {
+                continue;  // not an entry at all: neither stored nor shown
+            }
+            const QVariantMap object = element.toMap();
+            read.stored.append(convertMutableDictionaryWithObj(object));
+            ZQHelpInfoDataModel model(object);
+            if (model.hasRequiredFieldsForLayout()) {
+                read.accepted.append(model);
+            }
+        }
+    }
+    return read;
+}
+
 QVariantMap ZQHelpListInfoDataManager::convertMutableDictionaryWithObj(const QVariantMap& obj) {
     static const QStringList keys = {"id", "type", "title", "brief", "detail", "image"};
     QVariantMap stored;
     for (const QString& key : keys) {
         const auto it = obj.constFind(key);
         if (it != obj.cend()) {
-            stored.insert(key, textForm(it.value()));
+            // A zero character is nothing a list can show, and a property list
+            // cannot hold it: it is dropped from the stored text.
+            stored.insert(key, textForm(it.value()).remove(QChar(0)));
         }
     }
     return stored;

@@ -71,6 +71,19 @@ public:
     // than a list from the service.
     static void getHelpListInfoFromLocalPlist(const LocalHelpListCompletion& completion);
 
+    // A help list answer, read without touching the cache.
+    struct HelpListAnswer {
+        // Its version is higher than the one held; when not, nothing else is read.
+        bool newer = false;
+        bool expandFirst = false;
+        QString version;
+        // The cache's form of every entry, and the entries the list can show.
+        QVariantList stored;
+        ZQHelpInfoDataList accepted;
+    };
+    static HelpListAnswer readHelpListAnswer(const QVariantMap& answer,
+                                             const std::optional<QString>& heldVersion);
+
     // Asks the service, through the encrypted wall, for a list newer than
     // `version` (none when the caller holds no list; sent as "(null)").
     // Fails at once, before returning, with "failed to encrypt data" when the
@@ -84,7 +97,8 @@ public:
                                                const HelpListCompletion& complete);
 
     // The stored form of one answer element: the keys "id", "type", "title",
-    // "brief", "detail" and "image" that it has, each value in its text form;
+    // "brief", "detail" and "image" that it has, each value in its text form
+    // (zero characters dropped);
     // every other key dropped.
     static QVariantMap convertMutableDictionaryWithObj(const QVariantMap& obj);
 

@@ -158,6 +158,11 @@ plist_t fromVariant(const QVariant& value, int depth, QString* error) {
             Node dict(plist_new_dict());
             const QVariantMap map = value.toMap();
             for (auto it = map.cbegin(); it != map.cend(); ++it) {
+                if (it.key().contains(QChar(0))) {
+                    setError(error,
+                             QStringLiteral("a key with a zero character cannot be written"));
+                    return nullptr;
+                }
                 plist_t item = fromVariant(it.value(), depth + 1, error);
                 if (!item) {
                     return nullptr;
@@ -188,8 +193,15 @@ plist_t fromVariant(const QVariant& value, int depth, QString* error) {
             }
             return static_cast<plist_t>(array.release());
         }
-        case QMetaType::QString:
-            return plist_new_string(value.toString().toUtf8().constData());
+        case QMetaType::QString: {
+            // libplist takes C strings: a zero character would cut the text short.
+            const QString text = value.toString();
+            if (text.contains(QChar(0))) {
+                setError(error, QStringLiteral("a text with a zero character cannot be written"));
+                return nullptr;
+            }
+            return plist_new_string(text.toUtf8().constData());
+        }
         case QMetaType::Bool:
             return plist_new_bool(value.toBool() ? 1 : 0);
         case QMetaType::Int:

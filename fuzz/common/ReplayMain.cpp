@@ -15,6 +15,8 @@
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+// Optional, as with libFuzzer: a target that needs set-up defines it.
+extern "C" __attribute__((weak)) int LLVMFuzzerInitialize(int* argc, char*** argv);
 
 namespace {
 
@@ -99,6 +101,9 @@ QByteArray mutate(const QByteArray& seed, XorShift& random) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (LLVMFuzzerInitialize) {
+        LLVMFuzzerInitialize(&argc, &argv);
+    }
     QList<QByteArray> seeds;
 #ifdef FUZZ_CORPUS_DIR
     collect(QStringLiteral(FUZZ_CORPUS_DIR), seeds);

@@ -327,6 +327,7 @@ void TestPlist::failedWriteKeepsTheEarlierFile_data() {
     QTest::newRow("value with no property-list form") << "unserialisable";
     QTest::newRow("unsigned integer beyond the signed range") << "uint64";
     QTest::newRow("nested value with no property-list form") << "nested";
+    QTest::newRow("text with a zero character (it would come back cut)") << "zero";
 }
 
 void TestPlist::failedWriteKeepsTheEarlierFile() {
@@ -347,6 +348,8 @@ void TestPlist::failedWriteKeepsTheEarlierFile() {
     } else if (failure == u"nested") {
         value = QVariantMap{{QStringLiteral("ok"), qint64(1)},
                             {QStringLiteral("list"), QVariantList{QVariant(QPointF(1, 2))}}};
+    } else if (failure == u"zero") {
+        value = QVariantMap{{QStringLiteral("title"), QStringLiteral("a") + QChar(0) + u'b'}};
     }
 
     QString error;
