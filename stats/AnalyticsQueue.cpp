@@ -1,5 +1,6 @@
 #include "stats/AnalyticsQueue.h"
 
+#include "stats/ClaimOwner.h"
 #include "stats/StatsLog.h"
 
 #include <QDateTime>
@@ -116,13 +117,17 @@ bool AnalyticsQueue::openDatabase() {
                                               " realtime INTEGER NOT NULL,"
                                               " created_ms INTEGER NOT NULL,"
                                               " body BLOB NOT NULL,"
-                                              " claimed_until INTEGER NOT NULL DEFAULT 0)")) &&
+                                              " claimed_until INTEGER NOT NULL DEFAULT 0,"
+                                              " owner_pid INTEGER NOT NULL DEFAULT 0,"
+                                              " owner_start INTEGER NOT NULL DEFAULT 0,"
+                                              " owner_scope TEXT NOT NULL DEFAULT '',"
+                                              " owner_until INTEGER NOT NULL DEFAULT 0)")) &&
                     query.exec(QStringLiteral("CREATE INDEX IF NOT EXISTS events_pending"
                                               " ON events(realtime, claimed_until, seq)"));
-                if (ok) {
+                failure = query.lastError();
+                if (ok && migrate(db, &failure)) {
                     return true;
                 }
-                failure = query.lastError();
             }
             db.close();
         }
@@ -216,10 +221,95 @@ bool AnalyticsQueue::enqueue(const QString& id, bool realTime, qint64 createdMs,
     return true;
 }
 
-QList<QueuedEvent> AnalyticsQueue::claim(bool realTime, int limit, qint64 nowMs,
+bool AnalyticsQueue::migrate(QSqlDatabase& db, QSqlError* failure) {
+    // Queues made before claims named their owner lack the owner columns.
+    // Checked again inside the write transaction: another process may be
+    // adding them at the same moment.
+    const auto hasOwner = [&db] {
+        QSqlQuery info(db);
+        if (!info.exec(QStringLiteral("PRAGMA table_info(events)"))) {
+            return false;
+        }
+        while (info.next()) {
+            if (info.value(1).toString() == u"owner_until") {
+                return true;
+            }
+        }
+        return false;
+    };
+    if (hasOwner()) {
+        return true;
+    }
+    Transaction transaction(db);
+    if (!transaction.active()) {
+        *failure = transaction.error();
+        return false;
+    }
+    if (!hasOwner()) {
+        QSqlQuery alter(db);
+        for (const char* column :
+             {"owner_pid INTEGER NOT NULL DEFAULT 0", "owner_start INTEGER NOT NULL DEFAULT 0",
+              "owner_scope TEXT NOT NULL DEFAULT ''", "owner_until INTEGER NOT NULL DEFAULT 0"}) {
+            if (!alter.exec(QStringLiteral("ALTER TABLE events ADD COLUMN ") +
+                            QLatin1String(column))) {
+                *failure = alter.lastError();
+                return false;
+            }
+        }
+    }
+    if (!transaction.commit()) {
+        *failure = transaction.error();
+        return false;
+    }
+    return true;
+}
+
+int AnalyticsQueue::voidClaimsOfEndedOwners(QSqlDatabase& db, qint64 nowMs) {
+    // An owner is known only while its claim is the one it made: a client of
+    // an older version renews the lease without naming itself, and then the
+    // lease alone decides.
+    QSqlQuery owners(db);
+    owners.prepare(QStringLiteral(
+        "SELECT DISTINCT owner_pid, owner_start, owner_scope FROM events"
+        " WHERE claimed_until > ? AND owner_pid > 0 AND owner_until = claimed_until"));
+    owners.addBindValue(nowMs);
+    if (!owners.exec()) {
+        return 0;
+    }
+    QList<ClaimOwner> ended;
+    while (owners.next()) {
+        const ClaimOwner owner{owners.value(0).toLongLong(), owners.value(1).toLongLong(),
+                               owners.value(2).toString()};
+        if (owner.state() == ClaimOwner::State::Gone) {
+            ended << owner;
+        }
+    }
+    owners.finish();
+    int voided = 0;
+    for (const ClaimOwner& owner : std::as_const(ended)) {
+        QSqlQuery update(db);
+        update.prepare(QStringLiteral(
+            "UPDATE events SET claimed_until = 0, owner_pid = 0, owner_start = 0,"
+            " owner_scope = '', owner_until = 0 WHERE claimed_until > ? AND owner_pid = ?"
+            " AND owner_start = ? AND owner_scope = ? AND owner_until = claimed_until"));
+        update.addBindValue(nowMs);
+        update.addBindValue(owner.pid);
+        update.addBindValue(owner.startTicks);
+        update.addBindValue(owner.scope);
+        if (update.exec()) {
+            voided += update.numRowsAffected();
+            qCInfo(lcStats) << "took back" << update.numRowsAffected()
+                            << "analytics events claimed by process" << owner.pid
+                            << ", which no longer runs";
+        }
+    }
+    return voided;
+}
+
+QList<QueuedEvent> AnalyticsQueue::claim(const Selection& selection, int limit, qint64 nowMs,
                                          qint64 leaseUntilMs) {
     QList<QueuedEvent> claimed;
-    if (!_open || limit <= 0) {
+    if (!_open || limit <= 0 || (!selection.realTime && !selection.normal)) {
         return claimed;
     }
     QSqlDatabase db = QSqlDatabase::database(_connection, false);
@@ -228,13 +318,17 @@ QList<QueuedEvent> AnalyticsQueue::claim(bool realTime, int limit, qint64 nowMs,
         setError(QStringLiteral("begin"), transaction.error());
         return claimed;
     }
+    voidClaimsOfEndedOwners(db, nowMs);
     {
         QSqlQuery select(db);
-        select.prepare(
-            QStringLiteral("SELECT seq, id, created_ms, body FROM events"
-                           " WHERE realtime = ? AND claimed_until <= ? ORDER BY seq LIMIT ?"));
-        select.addBindValue(realTime ? 1 : 0);
+        select.prepare(QStringLiteral(
+            "SELECT seq, id, realtime, created_ms, body FROM events WHERE claimed_until <= ?"
+            " AND ((realtime = 1 AND ?) OR (realtime = 0 AND ? AND seq <= ?))"
+            " ORDER BY realtime DESC, seq LIMIT ?"));
         select.addBindValue(nowMs);
+        select.addBindValue(selection.realTime ? 1 : 0);
+        select.addBindValue(selection.normal ? 1 : 0);
+        select.addBindValue(selection.normalUpToSeq);
         select.addBindValue(limit);
         if (!select.exec()) {
             setError(QStringLiteral("claim"), select.lastError());
@@ -244,23 +338,33 @@ QList<QueuedEvent> AnalyticsQueue::claim(bool realTime, int limit, qint64 nowMs,
             QueuedEvent event;
             event.seq = select.value(0).toLongLong();
             event.id = select.value(1).toString();
-            event.realTime = realTime;
-            event.createdMs = select.value(2).toLongLong();
-            event.body = select.value(3).toByteArray();
+            event.realTime = select.value(2).toInt() != 0;
+            event.createdMs = select.value(3).toLongLong();
+            event.body = select.value(4).toByteArray();
             claimed << event;
         }
     }
     if (claimed.isEmpty()) {
+        // Claims of ended owners were given back: keep that.
+        transaction.commit();
         return claimed;
     }
     QList<qint64> seqs;
     for (const QueuedEvent& event : std::as_const(claimed)) {
         seqs << event.seq;
     }
+    const ClaimOwner& self = ClaimOwner::current();
     QSqlQuery update(db);
-    if (!update.exec(QStringLiteral("UPDATE events SET claimed_until = %1 WHERE seq IN (%2)")
-                         .arg(leaseUntilMs)
-                         .arg(seqList(seqs)))) {
+    update.prepare(QStringLiteral("UPDATE events SET claimed_until = ?, owner_pid = ?,"
+                                  " owner_start = ?, owner_scope = ?, owner_until = ?"
+                                  " WHERE seq IN (%1)")
+                       .arg(seqList(seqs)));
+    update.addBindValue(leaseUntilMs);
+    update.addBindValue(self.pid);
+    update.addBindValue(self.startTicks);
+    update.addBindValue(self.scope);
+    update.addBindValue(leaseUntilMs);
+    if (!update.exec()) {
         setError(QStringLiteral("claim"), update.lastError());
         return {};
     }
@@ -282,19 +386,40 @@ bool AnalyticsQueue::remove(const QList<qint64>& seqs) {
 }
 
 bool AnalyticsQueue::release(const QList<qint64>& seqs) {
-    return changeClaims(seqs, 0);
-}
-
-bool AnalyticsQueue::changeClaims(const QList<qint64>& seqs, qint64 claimedUntil) {
     if (!_open) {
         return false;
     }
     if (seqs.isEmpty()) {
         return true;
     }
-    return exec(QStringLiteral("UPDATE events SET claimed_until = %1 WHERE seq IN (%2)")
-                    .arg(claimedUntil)
-                    .arg(seqList(seqs)));
+    // Only claims that are still this process's own: after a lease ran out,
+    // the events may belong to another process's claim by now.
+    const ClaimOwner& self = ClaimOwner::current();
+    QSqlQuery query(QSqlDatabase::database(_connection, false));
+    query.prepare(QStringLiteral("UPDATE events SET claimed_until = 0, owner_pid = 0,"
+                                 " owner_start = 0, owner_scope = '', owner_until = 0"
+                                 " WHERE seq IN (%1) AND owner_pid = ? AND owner_start = ?"
+                                 " AND owner_scope = ? AND owner_until = claimed_until")
+                      .arg(seqList(seqs)));
+    query.addBindValue(self.pid);
+    query.addBindValue(self.startTicks);
+    query.addBindValue(self.scope);
+    if (!query.exec()) {
+        return setError(QStringLiteral("release"), query.lastError());
+    }
+    return true;
+}
+
+qint64 AnalyticsQueue::lastSeq() {
+    if (!_open) {
+        return 0;
+    }
+    QSqlQuery query(QSqlDatabase::database(_connection, false));
+    if (!query.exec(QStringLiteral("SELECT COALESCE(MAX(seq), 0) FROM events")) || !query.next()) {
+        setError(QStringLiteral("last"), query.lastError());
+        return 0;
+    }
+    return query.value(0).toLongLong();
 }
 
 bool AnalyticsQueue::exec(const QString& statement) {

@@ -4,8 +4,10 @@
 #include <QList>
 #include <QString>
 
+#include <limits>
 #include <optional>
 
+class QSqlDatabase;
 class QSqlError;
 
 // The durable queue of analytics events: one SQLite database,
@@ -14,9 +16,11 @@ class QSqlError;
 //
 // An event is on disk (the commit is synced, WAL with synchronous=FULL)
 // before enqueue() returns, so a process killed at any later moment loses
-// nothing. A sender claims a batch for a lease before posting it; a claim
-// whose owner died expires and the events are sent again by whoever comes
-// next (the service drops duplicates by the event's identifier).
+// nothing. A sender claims a batch for a lease before posting it. The claim
+// names its owner (ClaimOwner): a claim whose owner no longer runs is void at
+// once, the next claim of any process takes its events back; a claim whose
+// owner cannot be judged from here ends with its lease. Claims are made in
+// one write transaction, so two running processes never hold the same event.
 //
 // A Qt SQL connection belongs to the thread that opened it: an AnalyticsQueue
 // object is used only on the thread that created it. Several objects (threads,
@@ -58,14 +62,28 @@ public:
     bool enqueue(const QString& id, bool realTime, qint64 createdMs, const QByteArray& body,
                  int capacity, int* dropped = nullptr);
 
-    // Takes up to `limit` unclaimed events of one kind (oldest first) and marks
-    // them claimed until `leaseUntilMs`. Events whose lease ended before
-    // `nowMs` count as unclaimed.
-    QList<QueuedEvent> claim(bool realTime, int limit, qint64 nowMs, qint64 leaseUntilMs);
+    // Which events a claim may take: real-time ones, normal ones up to a
+    // sequence number, or both (real-time first).
+    struct Selection {
+        bool realTime = false;
+        bool normal = false;
+        qint64 normalUpToSeq = std::numeric_limits<qint64>::max();
+    };
+    static Selection realTimeOnly() { return {true, false}; }
+    static Selection normalOnly() { return {false, true}; }
+
+    // Takes up to `limit` unclaimed events (oldest first within each kind)
+    // and marks them claimed by this process until `leaseUntilMs`. Events
+    // whose lease ended before `nowMs`, and events whose claiming process no
+    // longer runs, count as unclaimed.
+    QList<QueuedEvent> claim(const Selection& selection, int limit, qint64 nowMs,
+                             qint64 leaseUntilMs);
     // Removes events (delivered or refused for good).
     bool remove(const QList<qint64>& seqs);
     // Gives claimed events back (a failed attempt).
     bool release(const QList<qint64>& seqs);
+    // The highest sequence number in the queue (0 when it is empty).
+    qint64 lastSeq();
 
     // Events in the queue, claimed or not; -1 on error.
     int count();
@@ -83,7 +101,8 @@ private:
     void closeDatabase();
     bool exec(const QString& statement);
     bool setError(const QString& what, const QSqlError& error);
-    bool changeClaims(const QList<qint64>& seqs, qint64 claimedUntil);
+    bool migrate(QSqlDatabase& db, QSqlError* failure);
+    int voidClaimsOfEndedOwners(QSqlDatabase& db, qint64 nowMs);
 
     QString _folder;
     Durability _durability;

@@ -19,6 +19,7 @@
 #include <QUuid>
 
 #include <algorithm>
+#include <limits>
 
 namespace zq::stats {
 namespace {
@@ -43,12 +44,13 @@ Outcome classify(QNetworkReply::NetworkError error, int status) {
 }  // namespace
 
 AnalyticsSender::AnalyticsSender(const QString& folder, const TesselOptions& options,
-                                 const std::optional<QString>& device, int logLevel, bool leftovers)
+                                 const std::optional<QString>& device, int logLevel,
+                                 qint64 foundUpToSeq)
     : _folder(folder),
       _options(options),
       _device(device),
       _logLevel(logLevel),
-      _leftovers(leftovers) {}
+      _sendAllUpTo(foundUpToSeq) {}
 
 AnalyticsSender::~AnalyticsSender() = default;
 
@@ -84,8 +86,6 @@ void AnalyticsSender::start() {
     _watcher->addPath(settingsFolder);
     connect(_watcher, &QFileSystemWatcher::directoryChanged, this, [this] { purgeIfDisabled(); });
 
-    // Whatever an earlier process left has waited long enough.
-    _batchDue = _leftovers;
     pump();
 }
 
@@ -96,6 +96,19 @@ void AnalyticsSender::wake() {
 void AnalyticsSender::flushNormal() {
     _batchDue = true;
     pump();
+}
+
+void AnalyticsSender::flushAll() {
+    _sendAllUpTo = std::numeric_limits<qint64>::max();
+    _flushAll = true;
+    pump();
+}
+
+void AnalyticsSender::finishFlush() {
+    _sendAllUpTo = 0;
+    if (std::exchange(_flushAll, false)) {
+        emit allFlushed();
+    }
 }
 
 void AnalyticsSender::setDevice(const std::optional<QString>& device) {
@@ -153,24 +166,45 @@ bool AnalyticsSender::purgeIfDisabled() {
     return true;
 }
 
-void AnalyticsSender::pump() {
-    if (_stopped || !_queue) {
-        return;
-    }
-    if (purgeIfDisabled() || !_queue->isOpen() || _reply || _retryTimer->isActive()) {
-        return;
+bool AnalyticsSender::canSend() {
+    if (purgeIfDisabled() || !_queue->isOpen()) {
+        return false;
     }
     const QUrl& endpoint = _options.endpoint;
     if (!endpoint.isValid() || (endpoint.scheme() != u"http" && endpoint.scheme() != u"https")) {
         qCWarning(lcStats) << "analytics endpoint" << endpoint.toString()
                            << "is not an http address; events stay queued";
+        return false;
+    }
+    return true;
+}
+
+void AnalyticsSender::pump() {
+    if (_stopped || !_queue) {
+        return;
+    }
+    if (!canSend()) {
+        finishFlush();  // nothing more can be sent: do not keep a flush waiting
+        return;
+    }
+    if (_reply || _retryTimer->isActive()) {
         return;
     }
     const qint64 now = nowMs();
     const qint64 leaseUntil = now + _options.claimLeaseMs;
-    QList<QueuedEvent> events = _queue->claim(true, _options.maxEventsPerRequest, now, leaseUntil);
+    if (_sendAllUpTo > 0) {
+        const QList<QueuedEvent> found = _queue->claim(
+            {true, true, _sendAllUpTo}, _options.maxEventsPerRequest, now, leaseUntil);
+        if (!found.isEmpty()) {
+            send(found, Batch::Found);
+            return;
+        }
+        finishFlush();
+    }
+    QList<QueuedEvent> events = _queue->claim(AnalyticsQueue::realTimeOnly(),
+                                              _options.maxEventsPerRequest, now, leaseUntil);
     if (!events.isEmpty()) {
-        send(events, true);
+        send(events, Batch::RealTime);
         return;
     }
     const int normal = _queue->claimableCount(false, now);
@@ -186,24 +220,28 @@ void AnalyticsSender::pump() {
         }
         return;
     }
-    events = _queue->claim(false, _options.maxEventsPerRequest, now, leaseUntil);
+    events =
+        _queue->claim(AnalyticsQueue::normalOnly(), _options.maxEventsPerRequest, now, leaseUntil);
     if (!events.isEmpty()) {
-        send(events, false);
+        send(events, Batch::Normal);
     }
 }
 
 void AnalyticsSender::scheduleLeaseCheck(qint64 nowMs) {
-    // Events claimed by a process that may have died come back when the
-    // lease ends; look again then.
+    // Events claimed by another process come back when it ends (the next
+    // claim sees that) or when the lease ends; look again then, or every few
+    // seconds while claims are out.
+    constexpr qint64 kOwnerCheckMs = 5000;
     const std::optional<qint64> expiry = _queue->nextLeaseExpiry(nowMs);
     if (expiry) {
-        _leaseTimer->start(static_cast<int>(std::clamp<qint64>(*expiry - nowMs + 1, 1, 1 << 30)));
+        _leaseTimer->start(
+            static_cast<int>(std::clamp<qint64>(*expiry - nowMs + 1, 1, kOwnerCheckMs)));
     } else {
         _leaseTimer->stop();
     }
 }
 
-void AnalyticsSender::send(const QList<QueuedEvent>& events, bool realTime) {
+void AnalyticsSender::send(const QList<QueuedEvent>& events, Batch batch) {
     QJsonArray array;
     QList<qint64> broken;
     _inFlight.clear();
@@ -232,7 +270,7 @@ void AnalyticsSender::send(const QList<QueuedEvent>& events, bool realTime) {
         {QStringLiteral("device"), _device ? QJsonValue(*_device) : QJsonValue(QJsonValue::Null)},
         {QStringLiteral("events"), array},
     };
-    _inFlightRealTime = realTime;
+    _inFlightBatch = batch;
     _attempt = QUuid::createUuid().toString(QUuid::WithoutBraces);
     _audit->recordAttempt(_attempt, _options.endpoint.toString(), body);
 
@@ -244,7 +282,8 @@ void AnalyticsSender::send(const QList<QueuedEvent>& events, bool realTime) {
     _reply = _network->post(request, QJsonDocument(body).toJson(QJsonDocument::Compact));
     connect(_reply, &QNetworkReply::finished, this, &AnalyticsSender::finished);
     if (_logLevel > 0) {
-        qCInfo(lcStats) << "posting" << array.size() << (realTime ? "real-time" : "normal")
+        static const char* const kKinds[] = {"real-time", "normal", "queued"};
+        qCInfo(lcStats) << "posting" << array.size() << kKinds[static_cast<int>(batch)]
                         << "events to" << _options.endpoint.toString();
     }
 }
@@ -265,7 +304,7 @@ void AnalyticsSender::finished() {
             _queue->remove(seqs);
             _audit->recordResult(_attempt, status, QStringLiteral("delivered"), QString());
             _retryDelay = 0;
-            if (!_inFlightRealTime && !_batchDue) {
+            if (_inFlightBatch == Batch::Normal && !_batchDue) {
                 _batchTimer->stop();
             }
             if (_logLevel > 0) {
@@ -288,7 +327,7 @@ void AnalyticsSender::finished() {
                 status > 0 ? QStringLiteral("HTTP %1").arg(status) : reply->errorString();
             _audit->recordResult(_attempt, status, QStringLiteral("retry"), text);
             const qint64 delay = nextRetryDelay();
-            _retryNormal = !_inFlightRealTime || _batchDue;
+            _retryNormal = _inFlightBatch == Batch::Normal || _batchDue;
             _retryTimer->start(static_cast<int>(delay));
             if (_logLevel > 0) {
                 qCInfo(lcStats) << "analytics send failed:" << text << "; retrying in" << delay

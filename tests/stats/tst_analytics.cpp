@@ -455,7 +455,8 @@ void TestAnalytics::eventsClaimedByAnotherSenderWaitForTheirLease() {
             QVERIFY(other.enqueue(event.identifier(), true, now, body, 100));
             foreign << event.identifier();
         }
-        QCOMPARE(other.claim(true, 10, now, now + 3000).size(), 2);
+        QCOMPARE(other.claim(zq::stats::AnalyticsQueue::realTimeOnly(), 10, now, now + 3000).size(),
+                 2);
     }
     auto report = startReporter({});
     const TesselEvent own = TesselEvent::realTimeEventWithCode("own", kAppKey, {});
