@@ -117,11 +117,7 @@ bool AnalyticsQueue::openDatabase() {
                                               " realtime INTEGER NOT NULL,"
                                               " created_ms INTEGER NOT NULL,"
                                               " body BLOB NOT NULL,"
-                                              " claimed_until INTEGER NOT NULL DEFAULT 0,"
-                                              " owner_pid INTEGER NOT NULL DEFAULT 0,"
-                                              " owner_start INTEGER NOT NULL DEFAULT 0,"
-                                              " owner_scope TEXT NOT NULL DEFAULT '',"
-                                              " owner_until INTEGER NOT NULL DEFAULT 0)")) &&
+                                              " claimed_until INTEGER NOT NULL DEFAULT 0)")) &&
                     query.exec(QStringLiteral("CREATE INDEX IF NOT EXISTS events_pending"
                                               " ON events(realtime, claimed_until, seq)"));
                 failure = query.lastError();
@@ -169,7 +165,7 @@ bool AnalyticsQueue::setError(const QString& what, const QSqlError& error) {
 }
 
 bool AnalyticsQueue::enqueue(const QString& id, bool realTime, qint64 createdMs,
-                             const QByteArray& body, int capacity, int* dropped) {
+                             const QByteArray& body, int capacity, int* dropped, Sender sender) {
     if (dropped) {
         *dropped = 0;
     }
@@ -183,13 +179,18 @@ bool AnalyticsQueue::enqueue(const QString& id, bool realTime, qint64 createdMs,
     }
     {
         QSqlQuery insert(db);
-        insert.prepare(
-            QStringLiteral("INSERT INTO events(id, realtime, created_ms, body, claimed_until)"
-                           " VALUES(?, ?, ?, ?, 0)"));
+        insert.prepare(QStringLiteral(
+            "INSERT INTO events(id, realtime, created_ms, body, claimed_until, reporter_pid,"
+            " reporter_start, reporter_scope) VALUES(?, ?, ?, ?, 0, ?, ?, ?)"));
+        const ClaimOwner reporter =
+            sender == Sender::ThisProcess ? ClaimOwner::current() : ClaimOwner();
         insert.addBindValue(id);
         insert.addBindValue(realTime ? 1 : 0);
         insert.addBindValue(createdMs);
         insert.addBindValue(body);
+        insert.addBindValue(reporter.pid);
+        insert.addBindValue(reporter.startTicks);
+        insert.addBindValue(reporter.scope);
         if (!insert.exec()) {
             return setError(QStringLiteral("insert"), insert.lastError());
         }
@@ -221,40 +222,52 @@ bool AnalyticsQueue::enqueue(const QString& id, bool realTime, qint64 createdMs,
     return true;
 }
 
+namespace {
+
+// Columns added since the first version of the queue: who reported an event
+// and who holds its claim (0 and '': nobody known).
+const char* const kAddedColumns[] = {
+    "reporter_pid INTEGER NOT NULL DEFAULT 0", "reporter_start INTEGER NOT NULL DEFAULT 0",
+    "reporter_scope TEXT NOT NULL DEFAULT ''", "owner_pid INTEGER NOT NULL DEFAULT 0",
+    "owner_start INTEGER NOT NULL DEFAULT 0",  "owner_scope TEXT NOT NULL DEFAULT ''",
+    "owner_until INTEGER NOT NULL DEFAULT 0",
+};
+
+}  // namespace
+
 bool AnalyticsQueue::migrate(QSqlDatabase& db, QSqlError* failure) {
-    // Queues made before claims named their owner lack the owner columns.
-    // Checked again inside the write transaction: another process may be
-    // adding them at the same moment.
-    const auto hasOwner = [&db] {
+    const auto missingColumns = [&db] {
+        QStringList present;
         QSqlQuery info(db);
-        if (!info.exec(QStringLiteral("PRAGMA table_info(events)"))) {
-            return false;
-        }
-        while (info.next()) {
-            if (info.value(1).toString() == u"owner_until") {
-                return true;
+        if (info.exec(QStringLiteral("PRAGMA table_info(events)"))) {
+            while (info.next()) {
+                present << info.value(1).toString();
             }
         }
-        return false;
+        QStringList missing;
+        for (const char* column : kAddedColumns) {
+            const QString definition = QLatin1String(column);
+            if (!present.contains(definition.section(u' ', 0, 0))) {
+                missing << definition;
+            }
+        }
+        return missing;
     };
-    if (hasOwner()) {
+    if (missingColumns().isEmpty()) {
         return true;
     }
+    // Looked at again inside the write transaction: another process may be
+    // adding them at the same moment.
     Transaction transaction(db);
     if (!transaction.active()) {
         *failure = transaction.error();
         return false;
     }
-    if (!hasOwner()) {
+    for (const QString& column : missingColumns()) {
         QSqlQuery alter(db);
-        for (const char* column :
-             {"owner_pid INTEGER NOT NULL DEFAULT 0", "owner_start INTEGER NOT NULL DEFAULT 0",
-              "owner_scope TEXT NOT NULL DEFAULT ''", "owner_until INTEGER NOT NULL DEFAULT 0"}) {
-            if (!alter.exec(QStringLiteral("ALTER TABLE events ADD COLUMN ") +
-                            QLatin1String(column))) {
-                *failure = alter.lastError();
-                return false;
-            }
+        if (!alter.exec(QStringLiteral("ALTER TABLE events ADD COLUMN ") + column)) {
+            *failure = alter.lastError();
+            return false;
         }
     }
     if (!transaction.commit()) {
@@ -264,46 +277,89 @@ bool AnalyticsQueue::migrate(QSqlDatabase& db, QSqlError* failure) {
     return true;
 }
 
-int AnalyticsQueue::voidClaimsOfEndedOwners(QSqlDatabase& db, qint64 nowMs) {
-    // An owner is known only while its claim is the one it made: a client of
-    // an older version renews the lease without naming itself, and then the
-    // lease alone decides.
-    QSqlQuery owners(db);
-    owners.prepare(QStringLiteral(
-        "SELECT DISTINCT owner_pid, owner_start, owner_scope FROM events"
-        " WHERE claimed_until > ? AND owner_pid > 0 AND owner_until = claimed_until"));
-    owners.addBindValue(nowMs);
-    if (!owners.exec()) {
-        return 0;
-    }
+namespace {
+
+// Processes named in the queue's `prefix`_pid, _start and _scope columns
+// that have ended, found among the rows matching `where` (one bound value).
+QList<ClaimOwner> endedProcesses(QSqlDatabase& db, const QString& prefix, const QString& where,
+                                 qint64 value) {
     QList<ClaimOwner> ended;
-    while (owners.next()) {
-        const ClaimOwner owner{owners.value(0).toLongLong(), owners.value(1).toLongLong(),
-                               owners.value(2).toString()};
-        if (owner.state() == ClaimOwner::State::Gone) {
-            ended << owner;
+    QSqlQuery query(db);
+    query.prepare(QStringLiteral("SELECT DISTINCT %1_pid, %1_start, %1_scope FROM events"
+                                 " WHERE %1_pid > 0 AND %2")
+                      .arg(prefix, where));
+    query.addBindValue(value);
+    if (!query.exec()) {
+        return ended;
+    }
+    while (query.next()) {
+        const ClaimOwner process{query.value(0).toLongLong(), query.value(1).toLongLong(),
+                                 query.value(2).toString()};
+        if (process.state() == ClaimOwner::State::Gone) {
+            ended << process;
         }
     }
-    owners.finish();
-    int voided = 0;
-    for (const ClaimOwner& owner : std::as_const(ended)) {
-        QSqlQuery update(db);
-        update.prepare(QStringLiteral(
-            "UPDATE events SET claimed_until = 0, owner_pid = 0, owner_start = 0,"
-            " owner_scope = '', owner_until = 0 WHERE claimed_until > ? AND owner_pid = ?"
-            " AND owner_start = ? AND owner_scope = ? AND owner_until = claimed_until"));
-        update.addBindValue(nowMs);
-        update.addBindValue(owner.pid);
-        update.addBindValue(owner.startTicks);
-        update.addBindValue(owner.scope);
-        if (update.exec()) {
-            voided += update.numRowsAffected();
-            qCInfo(lcStats) << "took back" << update.numRowsAffected()
-                            << "analytics events claimed by process" << owner.pid
-                            << ", which no longer runs";
+    return ended;
+}
+
+// Runs `statement` once per process, its pid, start and scope bound after `value`.
+int forEachProcess(QSqlDatabase& db, const QString& statement, qint64 value,
+                   const QList<ClaimOwner>& processes) {
+    int changed = 0;
+    for (const ClaimOwner& process : processes) {
+        QSqlQuery query(db);
+        query.prepare(statement);
+        query.addBindValue(value);
+        query.addBindValue(process.pid);
+        query.addBindValue(process.startTicks);
+        query.addBindValue(process.scope);
+        if (query.exec()) {
+            changed += query.numRowsAffected();
         }
     }
-    return voided;
+    return changed;
+}
+
+// The condition of a claim or count of `selection`, with its bound values.
+QString selectionClause(const AnalyticsQueue::Selection& selection, QVariantList* values) {
+    const ClaimOwner& self = ClaimOwner::current();
+    *values << (selection.realTime ? 1 : 0) << (selection.normal ? 1 : 0) << selection.normalUpToSeq
+            << (selection.anyReporter ? 1 : 0) << self.scope << self.pid << self.startTicks;
+    return QStringLiteral(
+        "((realtime = 1 AND ?) OR (realtime = 0 AND ? AND seq <= ?))"
+        " AND (? OR reporter_pid = 0 OR reporter_scope != ?"
+        " OR (reporter_pid = ? AND reporter_start = ?))");
+}
+
+}  // namespace
+
+void AnalyticsQueue::takeOverFromEndedProcesses(QSqlDatabase& db, qint64 nowMs) {
+    // A claim names its owner only while it is the claim the owner made: a
+    // client of an older version renews a lease without naming itself, and
+    // then the lease alone decides.
+    const QList<ClaimOwner> owners =
+        endedProcesses(db, QStringLiteral("owner"),
+                       QStringLiteral("claimed_until > ? AND owner_until = claimed_until"), nowMs);
+    const int voided = forEachProcess(
+        db,
+        QStringLiteral("UPDATE events SET claimed_until = 0, owner_pid = 0, owner_start = 0,"
+                       " owner_scope = '', owner_until = 0 WHERE claimed_until > ?"
+                       " AND owner_pid = ? AND owner_start = ? AND owner_scope = ?"
+                       " AND owner_until = claimed_until"),
+        nowMs, owners);
+    // Events whose reporter ended are anyone's from now on.
+    const QList<ClaimOwner> reporters =
+        endedProcesses(db, QStringLiteral("reporter"), QStringLiteral("claimed_until <= ?"), nowMs);
+    const int adopted = forEachProcess(
+        db,
+        QStringLiteral("UPDATE events SET reporter_pid = 0, reporter_start = 0,"
+                       " reporter_scope = '' WHERE claimed_until <= ? AND reporter_pid = ?"
+                       " AND reporter_start = ? AND reporter_scope = ?"),
+        nowMs, reporters);
+    if (voided > 0 || adopted > 0) {
+        qCInfo(lcStats) << "analytics events of processes that have ended:" << voided
+                        << "claims given back," << adopted << "events open to any sender";
+    }
 }
 
 QList<QueuedEvent> AnalyticsQueue::claim(const Selection& selection, int limit, qint64 nowMs,
@@ -318,17 +374,18 @@ QList<QueuedEvent> AnalyticsQueue::claim(const Selection& selection, int limit, 
         setError(QStringLiteral("begin"), transaction.error());
         return claimed;
     }
-    voidClaimsOfEndedOwners(db, nowMs);
+    takeOverFromEndedProcesses(db, nowMs);
     {
+        QVariantList values{nowMs};
+        const QString condition = selectionClause(selection, &values);
         QSqlQuery select(db);
-        select.prepare(QStringLiteral(
-            "SELECT seq, id, realtime, created_ms, body FROM events WHERE claimed_until <= ?"
-            " AND ((realtime = 1 AND ?) OR (realtime = 0 AND ? AND seq <= ?))"
-            " ORDER BY realtime DESC, seq LIMIT ?"));
-        select.addBindValue(nowMs);
-        select.addBindValue(selection.realTime ? 1 : 0);
-        select.addBindValue(selection.normal ? 1 : 0);
-        select.addBindValue(selection.normalUpToSeq);
+        select.prepare(QStringLiteral("SELECT seq, id, realtime, created_ms, body FROM events"
+                                      " WHERE claimed_until <= ? AND %1"
+                                      " ORDER BY realtime DESC, seq LIMIT ?")
+                           .arg(condition));
+        for (const QVariant& value : std::as_const(values)) {
+            select.addBindValue(value);
+        }
         select.addBindValue(limit);
         if (!select.exec()) {
             setError(QStringLiteral("claim"), select.lastError());
@@ -345,7 +402,7 @@ QList<QueuedEvent> AnalyticsQueue::claim(const Selection& selection, int limit, 
         }
     }
     if (claimed.isEmpty()) {
-        // Claims of ended owners were given back: keep that.
+        // What was taken over from ended processes stays so.
         transaction.commit();
         return claimed;
     }
@@ -442,15 +499,18 @@ int AnalyticsQueue::count() {
     return query.value(0).toInt();
 }
 
-int AnalyticsQueue::claimableCount(bool realTime, qint64 nowMs) {
+int AnalyticsQueue::claimableCount(const Selection& selection, qint64 nowMs) {
     if (!_open) {
         return -1;
     }
+    QVariantList values{nowMs};
+    const QString condition = selectionClause(selection, &values);
     QSqlQuery query(QSqlDatabase::database(_connection, false));
-    query.prepare(
-        QStringLiteral("SELECT COUNT(*) FROM events WHERE realtime = ? AND claimed_until <= ?"));
-    query.addBindValue(realTime ? 1 : 0);
-    query.addBindValue(nowMs);
+    query.prepare(QStringLiteral("SELECT COUNT(*) FROM events WHERE claimed_until <= ? AND %1")
+                      .arg(condition));
+    for (const QVariant& value : std::as_const(values)) {
+        query.addBindValue(value);
+    }
     if (!query.exec() || !query.next()) {
         setError(QStringLiteral("count"), query.lastError());
         return -1;

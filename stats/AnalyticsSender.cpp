@@ -15,6 +15,7 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QRandomGenerator>
+#include <QSemaphore>
 #include <QTimer>
 #include <QUuid>
 
@@ -119,8 +120,21 @@ void AnalyticsSender::setLogLevel(int level) {
     _logLevel = level;
 }
 
+void AnalyticsSender::quiesce(QSemaphore* idle) {
+    _stopped = true;
+    _idle = idle;
+    releaseIdleIfDone();
+}
+
+void AnalyticsSender::releaseIdleIfDone() {
+    if (_idle && !_reply) {
+        std::exchange(_idle, nullptr)->release();
+    }
+}
+
 void AnalyticsSender::stop() {
     _stopped = true;
+    _idle = nullptr;
     if (_reply) {
         QNetworkReply* reply = std::exchange(_reply, nullptr);
         reply->disconnect(this);
@@ -181,6 +195,7 @@ bool AnalyticsSender::canSend() {
 
 void AnalyticsSender::pump() {
     if (_stopped || !_queue) {
+        releaseIdleIfDone();
         return;
     }
     if (!canSend()) {
@@ -194,7 +209,7 @@ void AnalyticsSender::pump() {
     const qint64 leaseUntil = now + _options.claimLeaseMs;
     if (_sendAllUpTo > 0) {
         const QList<QueuedEvent> found = _queue->claim(
-            {true, true, _sendAllUpTo}, _options.maxEventsPerRequest, now, leaseUntil);
+            {true, true, _sendAllUpTo, _flushAll}, _options.maxEventsPerRequest, now, leaseUntil);
         if (!found.isEmpty()) {
             send(found, Batch::Found);
             return;
@@ -207,7 +222,7 @@ void AnalyticsSender::pump() {
         send(events, Batch::RealTime);
         return;
     }
-    const int normal = _queue->claimableCount(false, now);
+    const int normal = _queue->claimableCount(AnalyticsQueue::normalOnly(), now);
     if (normal <= 0) {
         _batchDue = false;
         _batchTimer->stop();
@@ -334,6 +349,7 @@ void AnalyticsSender::finished() {
                                 << "ms";
             }
             emit failed(ids, text, delay);
+            releaseIdleIfDone();
             return;
         }
     }

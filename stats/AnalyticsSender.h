@@ -13,6 +13,7 @@
 class QFileSystemWatcher;
 class QNetworkAccessManager;
 class QNetworkReply;
+class QSemaphore;
 class QTimer;
 
 namespace zq::stats {
@@ -39,11 +40,14 @@ public slots:
     void wake();
     // Send waiting normal events now.
     void flushNormal();
-    // Send every event in the queue that no other running process holds;
-    // allFlushed() follows when none is left to send.
+    // Send every event in the queue that no other process has claimed, the
+    // waiting events of running processes too; allFlushed() follows when none
+    // is left to send.
     void flushAll();
     void setDevice(const std::optional<QString>& device);
     void setLogLevel(int level);
+    // Starts nothing new; `idle` is released once no request is in flight.
+    void quiesce(QSemaphore* idle);
     // Abandons the request in flight (its events stay queued) and closes the queue.
     void stop();
 
@@ -61,6 +65,7 @@ private:
     void send(const QList<QueuedEvent>& events, Batch batch);
     bool canSend();
     void finishFlush();
+    void releaseIdleIfDone();
     void finished();
     void scheduleLeaseCheck(qint64 nowMs);
     qint64 nextRetryDelay();
@@ -70,8 +75,10 @@ private:
     std::optional<QString> _device;
     int _logLevel;
     bool _stopped = false;
+    QSemaphore* _idle = nullptr;
     // While positive, events up to this sequence number go out at once,
-    // real-time and normal together.
+    // real-time and normal together (with _flushAll, those that running
+    // processes reported too).
     qint64 _sendAllUpTo;
     bool _flushAll = false;
 

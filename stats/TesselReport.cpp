@@ -10,6 +10,7 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QJsonDocument>
+#include <QSemaphore>
 #include <QThread>
 
 #include <atomic>
@@ -122,7 +123,7 @@ using zq::stats::AnalyticsSender;
 TesselReport::TesselReport(QObject* parent)
     : QObject(parent), _serial(zq::stats::nextSerial++), _documentPath(defaultDocumentPath()) {
     if (QCoreApplication* app = QCoreApplication::instance()) {
-        connect(app, &QCoreApplication::aboutToQuit, this, &TesselReport::shutdown);
+        connect(app, &QCoreApplication::aboutToQuit, this, [this] { shutdown(); });
     }
 }
 
@@ -130,8 +131,16 @@ TesselReport::~TesselReport() {
     shutdown();
 }
 
-void TesselReport::shutdown() {
+void TesselReport::shutdown(int graceMs) {
     if (_sender) {
+        if (graceMs > 0) {
+            QSemaphore idle;
+            QMetaObject::invokeMethod(
+                _sender, [sender = _sender, &idle] { sender->quiesce(&idle); },
+                Qt::QueuedConnection);
+            // The sender forgets `idle` in stop(), before it goes out of scope.
+            idle.tryAcquire(1, graceMs);
+        }
         QMetaObject::invokeMethod(_sender, &AnalyticsSender::stop, Qt::BlockingQueuedConnection);
         _thread->quit();
         _thread->wait();
@@ -266,9 +275,11 @@ bool TesselReport::reportEvent(const TesselEvent& event) {
         _shutDown ? (own = std::make_unique<AnalyticsQueue>(_documentPath)).get() : callerQueue();
     int dropped = 0;
     const QByteArray body = QJsonDocument(event.toJson()).toJson(QJsonDocument::Compact);
-    if (!queue->enqueue(event.identifier(), event.isRealTime(),
-                        event.createdAt().toMSecsSinceEpoch(), body, _options.maxQueued,
-                        &dropped)) {
+    // Without a sender here, the event is anyone's to send.
+    if (!queue->enqueue(
+            event.identifier(), event.isRealTime(), event.createdAt().toMSecsSinceEpoch(), body,
+            _options.maxQueued, &dropped,
+            _shutDown ? AnalyticsQueue::Sender::Anyone : AnalyticsQueue::Sender::ThisProcess)) {
         qCWarning(lcStats) << "analytics event" << event.code()
                            << "not queued:" << queue->errorString();
         return false;

@@ -144,13 +144,13 @@ public:
     // Empties the queue.
     int clearQueue();
 
-    // Stops the sender (a request in flight is abandoned, its events stay
-    // queued for the next client), waits for its thread and closes the
-    // calling thread's connection to the queue. Call it on the thread that
-    // owns this object; a second call does nothing. Events reported later are
-    // still stored (each through a connection of its own) and sent by the
-    // next client that starts.
-    void shutdown();
+    // Stops the sender, waits for its thread and closes the calling thread's
+    // connection to the queue. A request in flight may finish within
+    // `graceMs`; after that it is abandoned and its events stay queued for the
+    // next client. Call it on the thread that owns this object; a second call
+    // does nothing. Events reported later are still stored (each through a
+    // connection of its own) and sent by the next client that starts.
+    void shutdown(int graceMs = 0);
     bool isShutDown() const { return _shutDown; }
 
 signals:

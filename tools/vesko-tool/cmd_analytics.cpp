@@ -10,6 +10,7 @@
 #include "tools/vesko-tool/Command.h"
 
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -41,9 +42,11 @@ const char kUsage[] =
     "         service's answer (at most --timeout ms, default 10000); with --normal\n"
     "         the event is queued for the next batch. Prints the event and its fate.\n"
     "         Events that earlier runs left in the queue go out with the first\n"
-    "         request. --print-queued prints \"queued ID\" on standard error as soon\n"
+    "         request, within the same bound. --print-queued prints \"queued ID\" on standard "
+    "error as soon\n"
     "         as the event is on disk.\n"
-    "flush    sends every queued event that no other running process is sending,\n"
+    "flush    sends every queued event that no other running process is sending\n"
+    "         (also those that running processes keep for their next batch),\n"
     "         and waits for the answers (at most --timeout ms, default 60000).\n"
     "         Prints the counts; status 1 when events could not be sent.\n"
     "audit    prints every request the analytics client has sent from this user's\n"
@@ -124,6 +127,7 @@ int runReport(QStringList args) {
         return fail(QStringLiteral("analytics is switched off ('vesko-tool analytics status')"));
     }
 
+    const QDeadlineTimer deadline(timeoutMs);
     ZQTesselReportTool* tool = ZQTesselReportTool::sharedInstance();
     TesselReport* reporter = tool->reporter();
     const QString appKey = QString::fromLatin1(ZQTesselReportTool::kAppKey);
@@ -175,6 +179,9 @@ int runReport(QStringList args) {
         });
         loop.exec();
     }
+    // A request already on its way (with events that earlier runs left) may
+    // finish within the same bound.
+    reporter->shutdown(static_cast<int>(deadline.remainingTime()));
     result.insert("outcome", outcome);
     if (!error.isEmpty()) {
         result.insert("error", error);
@@ -235,7 +242,7 @@ int runFlush(QStringList args) {
 
     zq::stats::AnalyticsQueue queue(analyticsFolder());
     const qint64 now = QDateTime::currentMSecsSinceEpoch();
-    const int unsent = queue.claimableCount(true, now) + queue.claimableCount(false, now);
+    const int unsent = queue.claimableCount(zq::stats::AnalyticsQueue::everything(), now);
     const int queued = queue.count();
     QJsonObject result{{"queuedBefore", before}, {"delivered", delivered},
                        {"rejected", rejected},   {"failedAttempts", failedAttempts},
