@@ -5,10 +5,12 @@ Every figure runs the real `vesko-tool` in a private world (its own home,
 data folder and configuration) against the reference web service on
 loopback, and checks the outcome against the service's own records.
 
-  analytics_reliability.py exits [--runs 1000]
+  analytics_reliability.py exits [--runs 1000] [--parallel 3]
       `vesko-tool analytics report` run after run, each starting with events
       already queued (so the sender is busy with them while the tool exits);
-      counts exit statuses. Passes with 0 abnormal exits.
+      counts exit statuses. The runs are shared among `parallel` private
+      worlds that run at once, so that the machine is busy as a loaded
+      desktop is. Passes with 0 abnormal exits.
 
   analytics_reliability.py kills [--runs 1000] [--parallel 2] [--seed S]
       `vesko-tool analytics report` runs (real-time and normal at random, a
@@ -35,6 +37,7 @@ import statistics
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import uuid
 from datetime import datetime, timezone
@@ -174,25 +177,36 @@ def report_args(code, n, normal, *extra):
     return args
 
 
-def exits(world, runs):
-    code, _, err = world.run(*report_args("exit_seed", 0, True))
-    if code != 0:
-        raise SystemExit("the first report failed: " + err)
+def exits(worlds, runs):
     statuses = collections.Counter()
     abnormal = []
     started_empty = 0
+    lock = threading.Lock()
+
+    def loop(world, numbers):
+        nonlocal started_empty
+        code, _, err = world.run(*report_args("exit_seed", 0, True))
+        if code != 0:
+            raise SystemExit("the first report failed: " + err)
+        for n in numbers:
+            if world.queued() == 0:
+                world.seed(3)
+            empty = world.queued() == 0
+            code, _, err = world.run(*report_args("exit_probe", n, n % 2 == 1))
+            with lock:
+                started_empty += empty
+                statuses[code] += 1
+                if code < 0 or code >= 128:
+                    abnormal.append({"run": n, "status": code, "stderr": err[-2000:]})
+
     begin = time.monotonic()
-    for n in range(runs):
-        if world.queued() == 0:
-            world.seed(3)
-        if world.queued() == 0:
-            started_empty += 1
-        code, _, err = world.run(*report_args("exit_probe", n, n % 2 == 1))
-        statuses[code] += 1
-        if code < 0 or code >= 128:
-            abnormal.append({"run": n, "status": code, "stderr": err[-2000:]})
+    with concurrent.futures.ThreadPoolExecutor(len(worlds)) as pool:
+        for done in [pool.submit(loop, world, range(k, runs, len(worlds)))
+                     for k, world in enumerate(worlds)]:
+            done.result()
     return {
-        "figure": "exits", "runs": runs, "seconds": round(time.monotonic() - begin, 1),
+        "figure": "exits", "runs": runs, "worlds": len(worlds),
+        "seconds": round(time.monotonic() - begin, 1),
         "runsStartingWithAnEmptyQueue": started_empty,
         "exitStatuses": {str(k): v for k, v in sorted(statuses.items())},
         "abnormalExits": len(abnormal), "abnormal": abnormal[:10],
@@ -285,22 +299,25 @@ def main():
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("figure", choices=("exits", "kills"))
     parser.add_argument("--runs", type=int, default=1000)
-    parser.add_argument("--parallel", type=int, default=2)
+    parser.add_argument("--parallel", type=int, default=None,
+                        help="reports at once (kills: 2) or worlds at once (exits: 3)")
     parser.add_argument("--seed", type=int, default=None)
     parser.add_argument("--tool", default=os.path.join(SOURCE, "build/tools/vesko-tool/vesko-tool"))
     parser.add_argument("--keep", action="store_true", help="keep the private world for a look")
     args = parser.parse_args()
     if not os.access(args.tool, os.X_OK):
         raise SystemExit("no vesko-tool at %s (build it, or pass --tool)" % args.tool)
-    world = World(args.tool)
+    parallel = max(1, args.parallel or (3 if args.figure == "exits" else 2))
+    worlds = [World(args.tool) for _ in range(parallel if args.figure == "exits" else 1)]
     try:
         if args.figure == "exits":
-            result = exits(world, args.runs)
+            result = exits(worlds, args.runs)
         else:
             seed = args.seed if args.seed is not None else random.randrange(1 << 32)
-            result = kills(world, args.runs, max(1, args.parallel), seed)
+            result = kills(worlds[0], args.runs, parallel, seed)
     finally:
-        world.close(keep=args.keep)
+        for world in worlds:
+            world.close(keep=args.keep)
     print(json.dumps(result, indent=2, ensure_ascii=False))
     return 0 if result["pass"] else 1
 
