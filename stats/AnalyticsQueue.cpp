@@ -531,6 +531,21 @@ std::optional<qint64> AnalyticsQueue::nextLeaseExpiry(qint64 nowMs) {
     return query.value(0).toLongLong();
 }
 
+bool AnalyticsQueue::holdsEventsOfOtherProcesses() {
+    const ClaimOwner& self = ClaimOwner::current();
+    if (!_open || self.pid <= 0) {
+        return false;
+    }
+    QSqlQuery query(QSqlDatabase::database(_connection, false));
+    query.prepare(QStringLiteral(
+        "SELECT EXISTS(SELECT 1 FROM events WHERE reporter_pid > 0 AND reporter_scope = ?"
+        " AND NOT (reporter_pid = ? AND reporter_start = ?))"));
+    query.addBindValue(self.scope);
+    query.addBindValue(self.pid);
+    query.addBindValue(self.startTicks);
+    return query.exec() && query.next() && query.value(0).toBool();
+}
+
 QList<QueuedEvent> AnalyticsQueue::events(int limit) {
     QList<QueuedEvent> result;
     if (!_open) {

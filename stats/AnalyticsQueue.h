@@ -102,6 +102,9 @@ public:
     int claimableCount(const Selection& selection, qint64 nowMs);
     // The earliest end of a lease still running at `nowMs`.
     std::optional<qint64> nextLeaseExpiry(qint64 nowMs);
+    // Whether other processes of this scope, running or not yet found ended,
+    // have events of their own queued.
+    bool holdsEventsOfOtherProcesses();
     // Events in queue order, at most `limit` (all with -1).
     QList<QueuedEvent> events(int limit = -1);
     // Empties the queue; returns the number removed, or -1 on error.

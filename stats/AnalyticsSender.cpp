@@ -243,11 +243,14 @@ void AnalyticsSender::pump() {
 }
 
 void AnalyticsSender::scheduleLeaseCheck(qint64 nowMs) {
-    // Events claimed by another process come back when it ends (the next
-    // claim sees that) or when the lease ends; look again then, or every few
-    // seconds while claims are out.
+    // Events claimed or reported by another process come back when it ends
+    // (the next claim sees that) or when the lease ends; look again then, or
+    // every few seconds while other processes hold events.
     constexpr qint64 kOwnerCheckMs = 5000;
-    const std::optional<qint64> expiry = _queue->nextLeaseExpiry(nowMs);
+    std::optional<qint64> expiry = _queue->nextLeaseExpiry(nowMs);
+    if (!expiry && _queue->holdsEventsOfOtherProcesses()) {
+        expiry = nowMs + kOwnerCheckMs;
+    }
     if (expiry) {
         _leaseTimer->start(
             static_cast<int>(std::clamp<qint64>(*expiry - nowMs + 1, 1, kOwnerCheckMs)));
