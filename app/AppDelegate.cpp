@@ -1,30 +1,26 @@
 #include "app/AppDelegate.h"
 
 #include "app/ApplicationService.h"
-#include "app/ZQAssistConfig.h"
+#include "app/core/PageRequest.h"
+#include "app/core/ZQAssistConfig.h"
+#include "app/host/PageRegistry.h"
+#include "app/host/PageWindow.h"
+#include "app/host/ZQPageController.h"
 #include "platform/DistributedNotificationCenter.h"
+#include "platform/Locations.h"
 #include "utility/SystemInfo.h"
 
 #include <QApplication>
 #include <QEvent>
 #include <QLoggingCategory>
-#include <QScreen>
 #include <QStyle>
 #include <QStyleFactory>
 #include <QTimer>
-#include <QWindow>
+#include <QWidget>
 
 Q_LOGGING_CATEGORY(lcApp, "vesko.app")
 
 namespace {
-
-const QString kUpdateDetail = QStringLiteral("ZQUpdateDetail");
-const QString kAccesAuthorize = QStringLiteral("ZQAccesAuthorize");
-const QString kContactAuthorize = QStringLiteral("ZQContactAuthorize");
-const QString kAuthorize = QStringLiteral("ZQAuthorize");
-const QString kAbout = QStringLiteral("ZQAbout");
-const QString kDebugMode = QStringLiteral("ZQDebugMode");
-const QString kFeedback = QStringLiteral("ZQFeedbackWindowController");
 
 // How long a process started by D-Bus activation waits for its request.
 constexpr int kServiceWaitMs = 25000;
@@ -36,12 +32,14 @@ AppDelegate::AppDelegate(const QStringList& arguments, QObject* parent)
 
 AppDelegate::AppDelegate(const QStringList& arguments, const Dependencies& dependencies,
                          QObject* parent)
-    : QObject(parent), m_arguments(arguments), m_deps(dependencies) {
-    if (!m_deps.config) {
-        m_deps.config = ZQAssistConfig::sharedInstance();
+    : QObject(parent), _arguments(arguments), _deps(dependencies) {
+    if (!_deps.config) {
+        _deps.config = ZQAssistConfig::sharedInstance();
     }
-    if (!m_deps.registry) {
-        m_deps.registry = &zq::app::PageRegistry::global();
+    if (!_deps.registry) {
+        _ownRegistry = std::make_unique<zq::pagehost::PageRegistry>(
+            platform::Locations::pluginsDir() + QStringLiteral("/pages"));
+        _deps.registry = _ownRegistry.get();
     }
 }
 
@@ -50,73 +48,30 @@ AppDelegate::~AppDelegate() {
         qApp->removeEventFilter(this);
     }
     if (nc) {
-        nc->removeObserver(this, QString::fromLatin1(kLoadXibNotification));
+        nc->removeObserver(this, QString::fromLatin1(zq::shell::kLoadXibNotification));
     }
-    // The controllers' windows go before the delegate's other state.
-    aboutController.reset();
-    _debugModeController.reset();
-    UpdateDetailController.reset();
-    accesAuthorizeController.reset();
-    feedbackWindowController.reset();
-}
-
-const QStringList& AppDelegate::pageNames() {
-    static const QStringList names{kAbout,          kDebugMode, kUpdateDetail, kContactAuthorize,
-                                   kAccesAuthorize, kFeedback,  kAuthorize};
-    return names;
-}
-
-bool AppDelegate::isPageName(const QString& name) {
-    return pageNames().contains(name, Qt::CaseSensitive);
-}
-
-QString AppDelegate::controllerNameForPage(const QString& pageName) {
-    if (pageName == kAbout) {
-        return QStringLiteral("ZQAboutWindowController");
+    // The page windows go before the delegate's other state, newest first.
+    while (!_controllers.empty()) {
+        _controllers.pop_back();
     }
-    if (pageName == kDebugMode) {
-        return QStringLiteral("ZQDebugModeController");
-    }
-    if (pageName == kUpdateDetail) {
-        return QStringLiteral("ZQUpdateDetail");
-    }
-    if (pageName == kAccesAuthorize || pageName == kContactAuthorize || pageName == kAuthorize) {
-        return QStringLiteral("ZQAccesAuthorize");
-    }
-    if (pageName == kFeedback) {
-        return QStringLiteral("ZQFeedbackWindowController");
-    }
-    return {};
-}
-
-QVariantMap AppDelegate::argumentDictionary(const QStringList& arguments) {
-    QVariantMap dictionary;
-    for (qsizetype i = 0; i < arguments.size(); ++i) {
-        QString text = arguments.at(i);
-        if (text.startsWith(QLatin1Char('-'))) {
-            text.remove(0, 1);
-        }
-        dictionary.insert(QStringLiteral("arg%1").arg(i), text);
-    }
-    return dictionary;
 }
 
 void AppDelegate::applicationDidFinishLaunching() {
-    if (m_started) {
+    if (_started) {
         return;
     }
-    m_started = true;
+    _started = true;
 
     // 1. Appearance.
     applyAppearance();
 
     // 2. The load notification, observed before anything else looks at the
-    //    arguments (and before any page registers its own observer).
-    nc = m_deps.notificationCenter ? m_deps.notificationCenter
-                                   : platform::DistributedNotificationCenter::defaultCenter();
+    //    arguments.
+    nc = _deps.notificationCenter ? _deps.notificationCenter
+                                  : platform::DistributedNotificationCenter::defaultCenter();
     if (nc) {
         nc->addObserver(
-            this, QString::fromLatin1(kLoadXibNotification),
+            this, QString::fromLatin1(zq::shell::kLoadXibNotification),
             [this](const QString&, const QVariantMap& userInfo) { loadXibNotification(userInfo); });
     }
     if (qApp) {
@@ -133,162 +88,103 @@ void AppDelegate::applicationDidFinishLaunching() {
         }
     }
 
-    // 3. The argument dictionary.
-    const QVariantMap args = argumentDictionary(m_arguments);
-
-    if (m_arguments.value(1) == QLatin1String(kServiceModeArgument)) {
+    if (_arguments.value(1) == QLatin1String(kServiceModeArgument)) {
         // Started by D-Bus activation: the request follows as a method call.
         startApplicationService();
-        m_serviceWait = new QTimer(this);
-        m_serviceWait->setSingleShot(true);
-        connect(m_serviceWait, &QTimer::timeout, this, [this] {
-            if (!hasVisibleWindow()) {
+        _serviceWait = new QTimer(this);
+        _serviceWait->setSingleShot(true);
+        connect(_serviceWait, &QTimer::timeout, this, [this] {
+            if (!zq::pagehost::hasVisibleWindow()) {
                 qCInfo(lcApp) << "no request arrived after D-Bus activation";
                 emit terminateRequested(0);
             }
         });
-        m_serviceWait->start(kServiceWaitMs);
+        _serviceWait->start(kServiceWaitMs);
         return;
     }
 
-    // 4. Nothing to show.
-    if (args.size() < 2) {
+    // 3.-7. The arguments name the page and carry its parameters.
+    const QString pageName = zq::shell::applyLaunchArguments(_arguments, *_deps.config);
+    if (pageName.isEmpty()) {
         emit terminateRequested(0);
         return;
     }
-    // 5. Only the seven page names.
-    const QString pageName = args.value(QStringLiteral("arg1")).toString();
-    if (!isPageName(pageName)) {
-        qCInfo(lcApp) << "not a page name:" << pageName;
-        emit terminateRequested(0);
-        return;
-    }
-
-    ZQAssistConfig* config = m_deps.config;
-    auto storeArgument = [&](const QString& argKey, const QString& configKey) {
-        auto it = args.constFind(argKey);
-        if (it != args.constEnd()) {
-            config->setObject(it.value(), configKey);
-        }
-    };
-    // 6. Update detail parameters.
-    if (pageName == kUpdateDetail) {
-        storeArgument(QStringLiteral("arg2"), QStringLiteral("UpdatePkgPath"));
-        storeArgument(QStringLiteral("arg3"), QStringLiteral("UpdateMode"));
-        storeArgument(QStringLiteral("arg4"), QStringLiteral("UpdateVersion"));
-    }
-    // 7. Permission parameters.
-    if (pageName == kAccesAuthorize) {
-        storeArgument(QStringLiteral("arg2"), QStringLiteral("AccesAction"));
-        storeArgument(QStringLiteral("arg3"), QStringLiteral("AccesType"));
-    } else if (pageName == kContactAuthorize) {
-        config->setObject(qint64(1), QStringLiteral("AccesAction"));
-    } else if (pageName == kAuthorize) {
-        config->setObject(qint64(1), QStringLiteral("AccesAction"));
-        storeArgument(QStringLiteral("arg2"), QStringLiteral("ZQAuthorizeType"));
-        storeArgument(QStringLiteral("arg3"), QStringLiteral("ZQAuthorizeSourceType"));
-    }
-
     startApplicationService();
     // 8. The page.
-    loadXibName(pageName);
+    openRequestedPage(pageName, {});
 }
 
 void AppDelegate::loadXibNotification(const QVariantMap& userInfo) {
-    const QVariant nameValue = userInfo.value(QString::fromLatin1(kXibNameKey));
-    // A page name that is not text names no page.
-    const QString pageName =
-        nameValue.typeId() == QMetaType::QString ? nameValue.toString() : QString();
-    ZQAssistConfig* config = m_deps.config;
-
-    if (pageName == kUpdateDetail || pageName == kAccesAuthorize) {
-        for (auto it = userInfo.constBegin(); it != userInfo.constEnd(); ++it) {
-            config->setObject(it.value(), it.key());
-        }
-    } else if (pageName == kAuthorize) {
-        config->setObject(qint64(1), QStringLiteral("AccesAction"));
-        for (const QString& key :
-             {QStringLiteral("ZQAuthorizeType"), QStringLiteral("ZQAuthorizeSourceType")}) {
-            auto it = userInfo.constFind(key);
-            if (it != userInfo.constEnd() && it.value().isValid()) {
-                config->setObject(it.value(), key);
-            }
-        }
-    }
-    if (m_serviceWait) {
-        m_serviceWait->stop();
-    }
-    loadXibName(pageName);
+    const QString pageName = zq::shell::applyLoadPayload(userInfo, *_deps.config);
+    stopServiceWait();
+    openRequestedPage(pageName, userInfo);
 }
 
-std::unique_ptr<ZQPageController>* AppDelegate::slotFor(const QString& pageName) {
-    if (pageName == kAbout) {
-        return &aboutController;
+void AppDelegate::openRequestedPage(const QString& pageName, const QVariantMap& payload) {
+    // The controllers that exist before this request see its payload after
+    // the page has been shown (a controller made for this request does not).
+    std::vector<ZQPageController*> open;
+    open.reserve(_controllers.size());
+    for (const auto& [name, controller] : _controllers) {
+        open.push_back(controller.get());
     }
-    if (pageName == kDebugMode) {
-        return &_debugModeController;
+    loadXibName(pageName);
+    for (ZQPageController* controller : open) {
+        controller->loadRequestReceived(payload);
     }
-    if (pageName == kUpdateDetail) {
-        return &UpdateDetailController;
+}
+
+ZQPageController* AppDelegate::ensureController(const QString& controllerName) {
+    for (const auto& [name, controller] : _controllers) {
+        if (name == controllerName) {
+            return controller.get();
+        }
     }
-    if (pageName == kAccesAuthorize || pageName == kContactAuthorize || pageName == kAuthorize) {
-        return &accesAuthorizeController;
+    QString error;
+    std::unique_ptr<ZQPageController> controller = _deps.registry->create(controllerName, &error);
+    if (!controller || !controller->window()) {
+        qCWarning(lcApp) << "page controller" << controllerName << "is not available:" << error;
+        return nullptr;
     }
-    if (pageName == kFeedback) {
-        return &feedbackWindowController;
+    _controllers.emplace_back(controllerName, std::move(controller));
+    return _controllers.back().second.get();
+}
+
+ZQPageController* AppDelegate::controllerForPage(const QString& pageName) const {
+    const zq::shell::PageInfo* page = zq::shell::findPage(pageName);
+    if (!page) {
+        return nullptr;
+    }
+    for (const auto& [name, controller] : _controllers) {
+        if (name == page->controllerName) {
+            return controller.get();
+        }
     }
     return nullptr;
 }
 
-ZQPageController* AppDelegate::ensureController(const QString& pageName) {
-    std::unique_ptr<ZQPageController>* slot = slotFor(pageName);
-    if (!slot) {
-        return nullptr;
-    }
-    if (!*slot) {
-        *slot = m_deps.registry->create(controllerNameForPage(pageName));
-    }
-    return slot->get();
-}
-
-ZQPageController* AppDelegate::controllerForPage(const QString& pageName) const {
-    const std::unique_ptr<ZQPageController>* slot =
-        const_cast<AppDelegate*>(this)->slotFor(pageName);
-    return slot ? slot->get() : nullptr;
-}
-
 void AppDelegate::loadXibName(const QString& pageName) {
-    if (!isPageName(pageName)) {
+    const zq::shell::PageInfo* page = zq::shell::findPage(pageName);
+    if (!page) {
         return;
     }
-    ZQPageController* controller = ensureController(pageName);
-    if (!controller || !controller->window()) {
-        // A page this build does not contain: accepted, and handled as if its
-        // window had opened and closed again.
-        qCWarning(lcApp) << "page" << pageName << "is not available in this build";
+    ZQPageController* controller = ensureController(page->controllerName);
+    if (!controller) {
+        // Accepted, and handled as if its window had opened and closed again.
         scheduleLastWindowCheck();
         return;
     }
     QWidget* window = controller->window();
-    if (pageName == kAbout) {
-        centerOnScreen(window);
-        controller->showWindow();
+    if (page->centresWindow) {
+        zq::pagehost::centerOnScreen(window);
+    }
+    controller->showPage(pageName);
+    if (page->centresWindow) {
         // A window shown for the first time may have gained a frame.
-        centerOnScreen(window);
-        activateWindow(window);
-    } else if (pageName == kDebugMode) {
-        controller->showDebugModeEnabled();
-        controller->showWindow();
-        activateWindow(window);
-    } else if (pageName == kUpdateDetail) {
-        controller->showWindow();
-    } else if (pageName == kFeedback) {
-        controller->showWindow();
-        activateWindow(window);
-    } else {
-        controller->showWindow();
-        controller->updateWindowWithAuthString(pageName);
-        activateWindow(window);
+        zq::pagehost::centerOnScreen(window);
+    }
+    if (page->activatesApplication) {
+        zq::pagehost::bringToFront(window);
     }
 }
 
@@ -299,22 +195,18 @@ void AppDelegate::applicationDidResignActive() {
 }
 
 void AppDelegate::activate() {
-    if (m_serviceWait) {
-        m_serviceWait->stop();
-    }
-    // The permission page names share one controller: each controller once.
-    QList<ZQPageController*> shown;
-    for (const QString& page : pageNames()) {
-        ZQPageController* controller = controllerForPage(page);
-        if (controller && !shown.contains(controller) && controller->window() &&
-            controller->window()->isVisible()) {
-            controller->showWindow();
-            activateWindow(controller->window());
-            shown.append(controller);
+    stopServiceWait();
+    bool shown = false;
+    for (const auto& [name, controller] : _controllers) {
+        QWidget* window = controller->window();
+        if (window->isVisible()) {
+            window->show();
+            zq::pagehost::bringToFront(window);
+            shown = true;
         }
     }
-    if (shown.isEmpty()) {
-        loadXibName(kAbout);
+    if (!shown) {
+        loadXibName(QString::fromLatin1(kDefaultPage));
     }
 }
 
@@ -335,38 +227,23 @@ void AppDelegate::applyAppearance() {
 }
 
 void AppDelegate::startApplicationService() {
-    if (m_service || !m_deps.serveApplicationInterface) {
+    if (_service || !_deps.serveApplicationInterface) {
         return;
     }
-    m_service = new zq::app::ApplicationService(this, this);
-    if (!m_service->start(nc ? nc->isConnected() : false)) {
-        qCInfo(lcApp) << "org.freedesktop.Application is not served:" << m_service->errorString();
+    _service = new zq::app::ApplicationService(this, this);
+    if (!_service->start(nc ? nc->isConnected() : false)) {
+        qCInfo(lcApp) << "org.freedesktop.Application is not served:" << _service->errorString();
     }
-    connect(m_service, &zq::app::ApplicationService::requestHandled, this, [this] {
-        if (m_serviceWait) {
-            m_serviceWait->stop();
-        }
+    connect(_service, &zq::app::ApplicationService::requestHandled, this, [this] {
+        stopServiceWait();
         scheduleLastWindowCheck();
     });
 }
 
-bool AppDelegate::hasVisibleWindow() {
-    const QWindowList windows = QGuiApplication::topLevelWindows();
-    for (const QWindow* window : windows) {
-        if (!window->isVisible()) {
-            continue;
-        }
-        switch (window->type()) {
-            case Qt::Popup:
-            case Qt::ToolTip:
-            case Qt::Desktop:
-            case Qt::ForeignWindow:
-                continue;
-            default:
-                return true;
-        }
+void AppDelegate::stopServiceWait() {
+    if (_serviceWait) {
+        _serviceWait->stop();
     }
-    return false;
 }
 
 bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
@@ -378,46 +255,30 @@ bool AppDelegate::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void AppDelegate::scheduleLastWindowCheck() {
-    if (m_checkPending) {
+    if (_checkPending) {
         return;
     }
-    m_checkPending = true;
+    _checkPending = true;
     // Two turns of the event loop: a page that closes its window and opens
     // another one (at once, or with a queued call) is not the last window.
     QTimer::singleShot(0, this, [this] { checkLastWindow(1); });
 }
 
 void AppDelegate::checkLastWindow(int turnsLeft) {
-    if (hasVisibleWindow()) {
-        m_checkPending = false;
+    if (zq::pagehost::hasVisibleWindow()) {
+        _checkPending = false;
         return;
     }
     if (turnsLeft > 0) {
         QTimer::singleShot(0, this, [this, turnsLeft] { checkLastWindow(turnsLeft - 1); });
         return;
     }
-    m_checkPending = false;
-    if (m_serviceWait && m_serviceWait->isActive()) {
+    _checkPending = false;
+    if (_serviceWait && _serviceWait->isActive()) {
         return;  // still waiting for the request of a D-Bus activation
     }
     if (applicationShouldTerminateAfterLastWindowClosed()) {
         applicationWillTerminate();
         emit terminateRequested(0);
     }
-}
-
-void AppDelegate::centerOnScreen(QWidget* window) {
-    QScreen* screen = window->screen() ? window->screen() : QGuiApplication::primaryScreen();
-    if (!screen) {
-        return;
-    }
-    const QRect available = screen->availableGeometry();
-    QRect frame = window->frameGeometry();
-    frame.moveCenter(available.center());
-    window->move(frame.topLeft());
-}
-
-void AppDelegate::activateWindow(QWidget* window) {
-    window->raise();
-    window->activateWindow();
 }

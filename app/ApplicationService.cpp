@@ -1,6 +1,7 @@
 #include "app/ApplicationService.h"
 
 #include "app/AppDelegate.h"
+#include "app/core/PageRequest.h"
 #include "platform/DistributedNotificationCenter.h"
 
 #include <QDBusConnection>
@@ -81,7 +82,7 @@ QVariantMap ApplicationService::payloadForUri(const QString& uri) {
     for (const auto& [key, value] : query.queryItems(QUrl::FullyDecoded)) {
         payload.insert(key, value);
     }
-    payload.insert(QString::fromLatin1(AppDelegate::kXibNameKey), page);
+    payload.insert(QString::fromLatin1(zq::shell::kXibNameKey), page);
     return payload;
 }
 
@@ -107,7 +108,7 @@ void ApplicationService::Open(const QStringList& uris, const QVariantMap& platfo
 void ApplicationService::ActivateAction(const QString& action_name, const QVariantList& parameter,
                                         const QVariantMap& platform_data) {
     Q_UNUSED(platform_data);
-    if (!AppDelegate::isPageName(action_name)) {
+    if (!zq::shell::findPage(action_name)) {
         if (calledFromDBus()) {
             sendErrorReply(QDBusError::InvalidArgs,
                            QStringLiteral("no such action: %1").arg(action_name));
@@ -126,7 +127,7 @@ void ApplicationService::ActivateAction(const QString& action_name, const QVaria
         }
         payload = *map;
     }
-    payload.insert(QString::fromLatin1(AppDelegate::kXibNameKey), action_name);
+    payload.insert(QString::fromLatin1(zq::shell::kXibNameKey), action_name);
     m_delegate->loadXibNotification(payload);
     emit requestHandled();
 }

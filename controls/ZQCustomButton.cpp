@@ -1,14 +1,17 @@
 #include "controls/ZQCustomButton.h"
 
 #include <QEnterEvent>
+#include <QFocusEvent>
 #include <QFontMetricsF>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <QPen>
 #include <QTimer>
 #include <QUrl>
 
+#include "controls/ZQButtonAccessible.h"
 #include "controls/ZQDrawingUtils.h"
 #include "controls/ZQFonts.h"
 #include "controls/ZQGeometry.h"
@@ -56,6 +59,16 @@ void ZQCustomButton::setup() {
     // keyboard focus away from text fields.
     setFocusPolicy(Qt::TabFocus);
     setAttribute(Qt::WA_Hover, false);
+    zq::controls::installButtonAccessibility();
+    // QAbstractButton::click() (code, and assistive technology through Qt's
+    // own interfaces) runs the button's click; its own `clicked` does not.
+    connect(this, &QAbstractButton::clicked, this, [this] {
+        if (!_sendingClicked) {
+            _clickedSent = true;  // the action follows; `clicked` has been sent
+            activate();
+            _clickedSent = false;
+        }
+    });
     _btnState = StateNormal;
     _btnBgStyle = BgNone;
     _isHandCursor = false;
@@ -485,9 +498,14 @@ void ZQCustomButton::baseRelease(bool sendAction) {
 }
 
 void ZQCustomButton::sendActionLater() {
-    QTimer::singleShot(0, this, [this]() {
+    const bool sendClicked = !_clickedSent;
+    QTimer::singleShot(0, this, [this, sendClicked]() {
         emit action(this);
-        emit clicked(_isSelect);
+        if (sendClicked) {
+            _sendingClicked = true;
+            emit clicked(_isSelect);
+            _sendingClicked = false;
+        }
     });
 }
 
@@ -496,6 +514,20 @@ void ZQCustomButton::performClick() {
         return;
     }
     baseRelease(true);
+}
+
+void ZQCustomButton::activate() {
+    performClick();
+}
+
+QString ZQCustomButton::accessibleTitle() const {
+    if (!_titleString.isEmpty()) {
+        return _titleString;
+    }
+    if (_isTitleState) {
+        return _isSelect ? _titleStrON : _titleStrOFF;
+    }
+    return text();
 }
 
 void ZQCustomButton::mousePressEvent(QMouseEvent* event) {
@@ -557,21 +589,64 @@ void ZQCustomButton::leaveEvent(QEvent* event) {
 }
 
 void ZQCustomButton::keyPressEvent(QKeyEvent* event) {
-    if (!event->isAutoRepeat() && (event->key() == Qt::Key_Space)) {
-        event->accept();
-        basePress();
-        return;
+    switch (event->key()) {
+        case Qt::Key_Space:
+            // Pressed look while the key is down; the click on release.
+            event->accept();
+            if (!event->isAutoRepeat() && isEnabled()) {
+                basePress();
+            }
+            return;
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+        case Qt::Key_Select:
+            event->accept();
+            if (!event->isAutoRepeat() && isEnabled()) {
+                activate();
+            }
+            return;
+        default:
+            QAbstractButton::keyPressEvent(event);
     }
-    QAbstractButton::keyPressEvent(event);
 }
 
 void ZQCustomButton::keyReleaseEvent(QKeyEvent* event) {
-    if (!event->isAutoRepeat() && event->key() == Qt::Key_Space && _hasClicked) {
+    if (event->key() == Qt::Key_Space) {
         event->accept();
-        baseRelease(true);
+        if (!event->isAutoRepeat() && _hasClicked) {
+            _hasClicked = false;
+            activate();
+        }
         return;
     }
     QAbstractButton::keyReleaseEvent(event);
+}
+
+void ZQCustomButton::focusInEvent(QFocusEvent* event) {
+    QAbstractButton::focusInEvent(event);
+    _keyboardFocus = event->reason() == Qt::TabFocusReason ||
+                     event->reason() == Qt::BacktabFocusReason ||
+                     event->reason() == Qt::ShortcutFocusReason;
+    update();
+}
+
+void ZQCustomButton::focusOutEvent(QFocusEvent* event) {
+    QAbstractButton::focusOutEvent(event);
+    _keyboardFocus = false;
+    update();
+}
+
+void ZQCustomButton::drawFocusRing(QPainter& painter) {
+    if (!_keyboardFocus || !hasFocus()) {
+        return;
+    }
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(QColor(255, 100, 44), 2));
+    painter.setBrush(Qt::NoBrush);
+    const qreal radius = qMax<qreal>(_bgRadius, 3);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), radius, radius);
+    painter.restore();
 }
 
 void ZQCustomButton::changeEvent(QEvent* event) {
@@ -614,6 +689,7 @@ void ZQCustomButton::paintEvent(QPaintEvent*) {
     painter.setRenderHint(QPainter::TextAntialiasing);
     drawCustomLayers(painter);
     drawOwnTitleAndImage(painter);
+    drawFocusRing(painter);
 }
 
 void ZQCustomButton::drawCustomLayers(QPainter& painter) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QColor>
 #include <QFont>
 #include <QPointF>
@@ -37,7 +38,9 @@ public:
 //
 // Clicking: on release the button sends its action on the next turn of the
 // event loop: the signal `action(this)`, followed by QAbstractButton's
-// `clicked(isSelect())`. Connect to either, not to both.
+// `clicked(isSelect())`. Connect to either, not to both. The keyboard (Space,
+// Return and Enter on the focused button), assistive technology (the "Press"
+// action) and QAbstractButton::click() run the same click as the pointer.
 class ZQCustomButton : public QAbstractButton {
     Q_OBJECT
 
@@ -144,6 +147,19 @@ public:
     void updateTitleColor(const QColor& color, const ZQImage& normalIcon, bool enabled);
     // Runs the click as a pointer release would (address, then action).
     void performClick();
+    // Runs the click for the keyboard, assistive technology and click():
+    // what a pointer click does (a switch flips as it would).
+    virtual void activate();
+
+    // ---- accessibility ------------------------------------------------------
+    // How assistive technology presents the button (a push button unless set).
+    void setAccessibleRole(QAccessible::Role role) { _accessibleRole = role; }
+    QAccessible::Role accessibleRole() const { return _accessibleRole; }
+    // The name read out when no accessible name is set: the drawn title.
+    virtual QString accessibleTitle() const;
+    // Whether the button reads as checkable, and as checked.
+    virtual bool isAccessibleCheckable() const { return _buttonStyle == StyleToggle; }
+    virtual bool isAccessibleChecked() const { return _isSelect; }
 
     // ---- state, for owners and tests ---------------------------------------
     int buttonStyle() const { return _buttonStyle; }
@@ -182,6 +198,10 @@ protected:
     void changeEvent(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void keyReleaseEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+    // The focus ring, drawn while the focus came from the keyboard.
+    void drawFocusRing(QPainter& painter);
 
     // Applies look `state` to every layer.
     void resetButtonWithState(int state);
@@ -242,4 +262,9 @@ protected:
 
 private:
     void setup();
+
+    QAccessible::Role _accessibleRole = QAccessible::Button;
+    bool _keyboardFocus = false;
+    bool _sendingClicked = false;
+    bool _clickedSent = false;
 };

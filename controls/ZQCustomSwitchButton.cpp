@@ -48,10 +48,14 @@ protected:
 
 }  // namespace
 
-ZQCustomSwitchButton::ZQCustomSwitchButton(QWidget* parent) : ZQCustomButton(parent) {}
+ZQCustomSwitchButton::ZQCustomSwitchButton(QWidget* parent) : ZQCustomButton(parent) {
+    setAccessibleRole(QAccessible::CheckBox);
+}
 
 ZQCustomSwitchButton::ZQCustomSwitchButton(const QRectF& frame, QWidget* parent)
-    : ZQCustomButton(frame, parent) {}
+    : ZQCustomButton(frame, parent) {
+    setAccessibleRole(QAccessible::CheckBox);
+}
 
 ZQCustomSwitchButton::~ZQCustomSwitchButton() = default;
 
@@ -280,6 +284,13 @@ void ZQCustomSwitchButton::mouseReleaseEvent(QMouseEvent* event) {
         }
         return;
     }
+    activate();
+}
+
+void ZQCustomSwitchButton::activate() {
+    if (!isEnabled()) {
+        return;
+    }
     baseRelease(false);
     if (_checkBox) {
         setIsSwitchON(!_isSwitchON);
@@ -287,6 +298,19 @@ void ZQCustomSwitchButton::mouseReleaseEvent(QMouseEvent* event) {
     }
     update();
     sendActionLater();
+}
+
+QString ZQCustomSwitchButton::accessibleTitle() const {
+    const QString title = (_isSwitchON ? _titleON : _titleOFF).title;
+    if (!title.isEmpty()) {
+        return title;
+    }
+    for (const ZQCustomBtnTitle& record : _titles) {
+        if (!record.title.isEmpty()) {
+            return record.title;
+        }
+    }
+    return ZQCustomButton::accessibleTitle();
 }
 
 void ZQCustomSwitchButton::mouseDownCheckBox(bool checked) {
@@ -366,4 +390,5 @@ void ZQCustomSwitchButton::paintEvent(QPaintEvent* event) {
     for (const ZQCustomBtnTitle& record : _titles) {
         drawTitleRecord(painter, record);
     }
+    drawFocusRing(painter);
 }

@@ -78,6 +78,12 @@ public:
     void setIsSwitchON(bool on);
     bool isSwitchON() const { return _isSwitchON; }
 
+    // A switch reads as a check box (or, where its owner says so, a radio button).
+    void activate() override;
+    QString accessibleTitle() const override;
+    bool isAccessibleCheckable() const override { return true; }
+    bool isAccessibleChecked() const override { return _isSwitchON; }
+
     const QList<ZQCustomBtnTitle>& titles() const { return _titles; }
     ZQCustomBtnTitle titleON() const { return _titleON; }
     ZQCustomBtnTitle titleOFF() const { return _titleOFF; }

@@ -34,7 +34,10 @@ void send(const QNetworkRequest& request, const QByteArray& method, const QByteA
         }
         auto* manager = new QNetworkAccessManager(guard.data());
         manager->setAutoDeleteReplies(false);
-        QNetworkReply* reply = manager->sendCustomRequest(request, method, body);
+        // A GET without a body is sent without one (no "Content-Length: 0").
+        QNetworkReply* reply = method == "GET" && body.isEmpty()
+                                   ? manager->get(request)
+                                   : manager->sendCustomRequest(request, method, body);
         QObject::connect(reply, &QNetworkReply::finished, manager,
                          [reply, manager, guard, tied, handler = std::move(handler)]() {
                              if (!tied || guard) {

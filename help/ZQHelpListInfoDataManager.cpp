@@ -38,10 +38,11 @@ const QString kCompiledSeedFolder = QStringLiteral(":/help");
 const QString kNetworkError = QStringLiteral("network error");
 const QString kNoData = QStringLiteral("no data");
 
+// Locally cached answers are ignored because the requests' managers keep no
+// cache; the requests ask for nothing more (Qt's AlwaysNetwork would add
+// "Cache-Control" and "Pragma" fields to a GET).
 QNetworkRequest helpListRequest(const QUrl& url) {
     QNetworkRequest request(url);
-    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
-                         QNetworkRequest::AlwaysNetwork);
     request.setTransferTimeout(kHelpListTimeoutMs);
     return request;
 }
@@ -273,9 +274,7 @@ QByteArray ZQHelpListInfoDataManager::percentEncodedPictureAddress(const QString
 void ZQHelpListInfoDataManager::downloadImageWithUrl(const QString& url, QObject* context,
                                                      const DownloadImageCompletion& complete) {
     QNetworkRequest request(QUrl::fromEncoded(percentEncodedPictureAddress(url)));
-    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
-                         QNetworkRequest::AlwaysNetwork);
-    request.setTransferTimeout(kPictureTimeoutMs);
+    request.setTransferTimeout(kPictureTimeoutMs);  // no cache fields, as above
     send(request, "GET", QByteArray(), context, [complete](QNetworkReply* reply) {
         if (isTransportError(reply)) {
             complete(reply->errorString(), QByteArray(), QImage());

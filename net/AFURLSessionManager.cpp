@@ -1,5 +1,6 @@
 #include "net/AFURLSessionManager.h"
 
+#include "net/ContentDecoder.h"
 #include "net/NetLog.h"
 
 #include <QBuffer>
@@ -12,6 +13,8 @@
 #include <QPointer>
 #include <QThread>
 #include <QTimer>
+
+#include <utility>
 
 using zq::net::Error;
 using zq::net::OptionalError;
@@ -44,6 +47,10 @@ struct TaskState {
     bool timedOut = false;
     bool cancelRequested = false;
     bool uploadSeen = false;
+    // The answer's body as it arrives, its content codings undone; the
+    // decoder is made when the first body bytes arrive.
+    std::unique_ptr<ContentDecoder> decoder;
+    QByteArray body;
 
     mutable QMutex responseMutex;
     OptionalResponse response;
@@ -100,6 +107,7 @@ public:
 
 private:
     QNetworkAccessManager* manager();
+    bool receive(const std::shared_ptr<TaskState>& task, QNetworkReply* reply);
     void finish(const std::shared_ptr<TaskState>& task, QNetworkReply* reply);
     void complete(const std::shared_ptr<TaskState>& task, const OptionalResponse& response,
                   const QVariant& object, const OptionalError& error);
@@ -211,6 +219,10 @@ void SessionCore::start(const std::shared_ptr<TaskState>& task) {
         if (!request.hasValue(QStringLiteral("Pragma")))
             qrequest.setRawHeader("Pragma", "no-cache");
     }
+    // The layer undoes content codings itself, for every request, and says
+    // which ones it can; Qt leaves an answer as it came once the field is set.
+    if (!qrequest.hasRawHeader("Accept-Encoding"))
+        qrequest.setRawHeader("Accept-Encoding", "gzip, deflate");
 
     QNetworkReply* reply = nullptr;
     const QByteArray& method = request.httpMethod();
@@ -245,6 +257,12 @@ void SessionCore::start(const std::shared_ptr<TaskState>& task) {
     });
     task->timer->start();
 
+    connect(reply, &QNetworkReply::readyRead, this, [this, task, reply] {
+        if (!receive(task, reply)) {
+            reply->abort();  // an answer that cannot be decoded is not read on
+            finish(task, reply);
+        }
+    });
     connect(reply, &QNetworkReply::downloadProgress, this,
             [this, task](qint64 received, qint64 total) {
                 restartTimer(task);
@@ -267,6 +285,17 @@ void SessionCore::start(const std::shared_ptr<TaskState>& task) {
     connect(reply, &QNetworkReply::finished, this, [this, task, reply] { finish(task, reply); });
 }
 
+bool SessionCore::receive(const std::shared_ptr<TaskState>& task, QNetworkReply* reply) {
+    if (task->state.load() == TaskState::kCompleted || !reply->isOpen())
+        return true;
+    const QByteArray data = reply->readAll();
+    if (data.isEmpty())
+        return true;
+    if (!task->decoder)
+        task->decoder = std::make_unique<ContentDecoder>(reply->rawHeader("Content-Encoding"));
+    return task->decoder->write(data, &task->body);
+}
+
 void SessionCore::finish(const std::shared_ptr<TaskState>& task, QNetworkReply* reply) {
     if (task->state.load() == TaskState::kCompleted)
         return;
@@ -278,8 +307,10 @@ void SessionCore::finish(const std::shared_ptr<TaskState>& task, QNetworkReply* 
     OptionalResponse response;
     if (status.isValid())
         response = responseOf(reply);
-    const QByteArray data = reply->isOpen() ? reply->readAll() : QByteArray();
+    receive(task, reply);  // what is left of the body
+    const QByteArray data = std::exchange(task->body, QByteArray());
     const QNetworkReply::NetworkError code = reply->error();
+    ContentDecoder* decoder = task->decoder.get();
 
     OptionalError error;
     QVariant object;
@@ -287,11 +318,17 @@ void SessionCore::finish(const std::shared_ptr<TaskState>& task, QNetworkReply* 
         error = transportError(kErrorTimedOut, QStringLiteral("The request timed out."));
     } else if (task->cancelRequested) {
         error = transportError(kErrorCancelled, QStringLiteral("cancelled"));
+    } else if (decoder && decoder->error()) {
+        error = decoder->error();  // the transfer was stopped here, not by the network
     } else if (!isHttpStatusError(code, status.isValid())) {
         error = transportError(code, reply->errorString());
+    } else if (decoder && !decoder->finish()) {
+        error = decoder->error();
     }
     if (error) {
-        if (!data.isEmpty())
+        // Whatever arrived of a failed transfer, decoded; nothing of an
+        // answer that does not decode.
+        if (!data.isEmpty() && !(decoder && decoder->error()))
             object = QVariant(data);
     } else {
         const Response answer = response.value_or(responseOf(reply));

@@ -65,8 +65,14 @@ private:
 //   - transport failure (no connection, connection closed, timeout,
 //     cancellation): an error in kTransportErrorDomain, and whatever body
 //     arrived as raw bytes;
-//   - otherwise the response parser's result (AFHTTPResponseSerializer.h).
-// The timeout is the request's timeoutInterval (bounded by the
+//   - an answer whose content codings cannot be undone (ContentDecoder.h):
+//     an error in kResponseErrorDomain (kErrorCannotDecodeRawData, or
+//     kErrorDataLengthExceedsMaximum past the decoded-size bound) and no body;
+//   - otherwise the response parser's result (AFHTTPResponseSerializer.h) on
+//     the decoded body.
+// Requests that name no "Accept-Encoding" go out with "gzip, deflate"; the
+// codings of every answer are undone as its bytes arrive, whatever the
+// request said. The timeout is the request's timeoutInterval (bounded by the
 // configuration's), counted from the start and restarted whenever bytes move.
 //
 // Thread use: create, resume, cancel and invalidate from any thread. A client

@@ -26,8 +26,10 @@ enum ErrorCode : qint64 {
     kErrorBadServerResponse = -1011,    // status code outside the acceptable range
     kErrorCannotDecodeContent = -1016,  // unacceptable content type, or a body that does not parse
     kErrorBadURL = -1000,               // a request whose address does not parse
-    kErrorCannotSerializeRequest = -1017,  // parameters that cannot be put into a body
-    kErrorSessionInvalidated = -999,       // a task made or resumed after invalidation
+    kErrorCannotSerializeRequest = -1017,    // parameters that cannot be put into a body
+    kErrorSessionInvalidated = -999,         // a task made or resumed after invalidation
+    kErrorCannotDecodeRawData = -1015,       // an answer's content coding that cannot be undone
+    kErrorDataLengthExceedsMaximum = -1103,  // a decoded answer above the layer's limit
 };
 
 // Codes in kTransportErrorDomain are QNetworkReply::NetworkError values; the

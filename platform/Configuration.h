@@ -16,7 +16,8 @@
 //   Web/Host              base address of the About links and the change-log page
 //   Analytics/Endpoint    address the analytics client posts to
 //   Analytics/Enabled     "true"/"false": the user's switch for analytics
-//   SettingsPanes/<name>  desktop address for a settings pane of the other system
+//   SettingsPanes.<desktop>/<name>, SettingsPanes/<name>  the settings-page table
+//                         (utility/ZQSettingsPanes.h)
 namespace platform::Configuration {
 
 QVariant value(const QString& key, const QVariant& defaultValue = {});

@@ -29,6 +29,9 @@ QString machineIdPath();
 // <executable dir>/../Resources (the installed bundle), else the source tree's
 // resources/ folder baked in at build time (for running from the build tree).
 QString resourcesDir();
+// This application's modules (page modules, the change-log view): $VESKO_PLUGINS,
+// else <executable dir>/../PlugIns (the installed bundle and the build tree).
+QString pluginsDir();
 
 // Maps a path written in the input method's own terms onto this machine:
 // "/Library/Input Methods/VeskoInput.app" -> installRoot(),

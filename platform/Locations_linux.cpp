@@ -80,6 +80,21 @@ QString resourcesDir() {
     return QStringLiteral(ZQ_SOURCE_RESOURCES);
 }
 
+QString pluginsDir() {
+    const QString configured = fromEnv("VESKO_PLUGINS");
+    if (!configured.isEmpty()) {
+        return withoutTrailingSlash(configured);
+    }
+    if (QCoreApplication::instance()) {
+        const QString beside =
+            QDir::cleanPath(QCoreApplication::applicationDirPath() + QStringLiteral("/../PlugIns"));
+        if (QFileInfo(beside).isDir()) {
+            return beside;
+        }
+    }
+    return QStringLiteral(ZQ_BUILD_PLUGINS);
+}
+
 QString mapDesignPath(const QString& path) {
     struct Prefix {
         QString design;

@@ -3,6 +3,7 @@
 #include "platform/Plist.h"
 #include "stats/StatsClock.h"
 #include "stats/StatsLog.h"
+#include "stats/StatsValues.h"
 #include "utility/ProductLocations.h"
 
 #include <QDir>
@@ -18,28 +19,7 @@ const QString kUpgradeNewVer = QStringLiteral("upgradenewver");
 const QString kScriptUpdate = QStringLiteral("sgupdate");
 const QString kLiteUpdate = QStringLiteral("sgocsupdate");
 
-// The integer a stored count stands for: a real is truncated, text is read as
-// its leading decimal number, anything else counts 0.
-qint64 integerValue(const QVariant& value) {
-    switch (value.typeId()) {
-        case QMetaType::Double:
-        case QMetaType::Float:
-            return static_cast<qint64>(value.toDouble());
-        case QMetaType::QString: {
-            const QString text = value.toString().trimmed();
-            qsizetype end = 0;
-            if (end < text.size() && (text[end] == u'-' || text[end] == u'+')) {
-                ++end;
-            }
-            while (end < text.size() && text[end] >= u'0' && text[end] <= u'9') {
-                ++end;
-            }
-            return text.left(end).toLongLong();
-        }
-        default:
-            return value.toLongLong();
-    }
-}
+using zq::stats::integerValue;
 
 bool present(const QVariant& value) {
     return value.isValid() && !value.isNull();

@@ -6,6 +6,8 @@
 #include "platform/Workspace.h"
 #include "utility/ProductLocations.h"
 #include "utility/SystemInfo.h"
+#include "utility/ZQPermissions.h"
+#include "utility/ZQSettingsPanes.h"
 
 #include <QCoreApplication>
 #include <QDBusMessage>
@@ -404,11 +406,9 @@ void CallSkinShopApp(qint64 launchFrom, const QString& urlString) {
 
 void CallSystemScreenRecordAuth() {
     if (isVeskoProcessExist(kSystemSettingsProcess)) {
-        platform::Workspace::openUrl(
-            zq::utility::settingsPaneUrl(str(zq::utility::kSecurityPaneFile)));
+        zq::utility::openSettingsPane(str(zq::utility::kSecurityPaneFile));
     }
-    platform::Workspace::openUrl(
-        zq::utility::settingsPaneUrl(str(zq::utility::kScreenCapturePrivacyAddress)));
+    zq::utility::openSettingsPane(str(zq::utility::kScreenCapturePrivacyAddress));
 }
 
 // ---------------------------------------------------------------------------
@@ -439,18 +439,6 @@ QString settingsPaneName(const QString& designAddress) {
         return QFileInfo(designAddress).fileName();
     }
     return designAddress;
-}
-
-QUrl settingsPaneUrl(const QString& designAddress) {
-    const QString name = settingsPaneName(designAddress);
-    const QString configured =
-        name.isEmpty() ? QString()
-                       : platform::Configuration::string(QStringLiteral("SettingsPanes/") + name);
-    const QString address = configured.isEmpty() ? designAddress : configured;
-    if (address.startsWith(QLatin1Char('/'))) {
-        return QUrl::fromLocalFile(address);
-    }
-    return QUrl(address);
 }
 
 }  // namespace zq::utility
@@ -537,11 +525,12 @@ bool doAppleScript(const QString& command) {
 // Background approval
 
 bool ZQAuthUtility::veskoServiceRequireApprovalInBackground() {
-    return false;
+    return zq::utility::requiresBackgroundApproval(QString::fromLatin1(zq::utility::kServiceAppId));
 }
 
 bool ZQAuthUtility::veskoTaskManagerRequireApprovalInBackground() {
-    return false;
+    return zq::utility::requiresBackgroundApproval(
+        QString::fromLatin1(zq::utility::kTaskManagerAppId));
 }
 
 // ---------------------------------------------------------------------------

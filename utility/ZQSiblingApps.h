@@ -69,7 +69,7 @@ void CallAuthPanel(qint64 type, qint64 sourceType);
 // The skin shop, started from `launchFrom` with an address to show.
 void CallSkinShopApp(qint64 launchFrom, const QString& urlString);
 // Opens the screen-recording privacy settings (the security pane first when
-// the system settings application runs).
+// the system settings application runs), through the settings-page table.
 void CallSystemScreenRecordAuth();
 // "com.vesko.ZQSkinManager".
 QString VeskoSkinShopBundleIdentifier();
@@ -94,8 +94,10 @@ bool doAppleScript(const QString& command);
 // "sync_phrase": false, "sync_expression": false}.
 void sendNotificationUploadUserSettings();
 
-// Whether the input method's launch agents wait for the user's approval to
-// run in the background. Linux has no such approval: always false.
+// Whether the input method's background agents wait for the user's approval
+// to run in the background: the desktop's Background portal holds the user's
+// refusal for their application id (utility/ZQPermissions.h). False where the
+// desktop has no Background portal. A bounded D-Bus round trip.
 class ZQAuthUtility {
 public:
     static bool veskoServiceRequireApprovalInBackground();
@@ -206,11 +208,9 @@ QUrl urlForUrlString(const QString& text);
 // (UTF-8), the set being letters, digits and !$&'()*+,-./:;=?@_~.
 QByteArray percentEncodeForUrlQuery(const QString& text);
 
-// The desktop's address for a settings pane of the other system: the
-// configuration value "SettingsPanes/<name>" (name: the part after "?" of an
-// "x-apple.systempreferences:" address, else the part after ":"; the file
-// name of a pane file), else the address itself (a file path as a file URL).
-QUrl settingsPaneUrl(const QString& designAddress);
+// The key of a settings address in the settings-page table (ZQSettingsPanes.h):
+// the part after "?" of an "x-apple.systempreferences:" address, else the
+// part after ":"; the file name of a pane file; any other text as it is.
 QString settingsPaneName(const QString& designAddress);
 
 // Runs `command` with administrator rights without blocking: `done` runs on

@@ -1,10 +1,11 @@
 #pragma once
 
-// Pages for the dispatch tests: plain windows standing in for pages whose
-// windows other parts of the application provide. They record what the
-// delegate asked of them.
+// Pages for the dispatch tests: plain windows standing in for the page
+// windows, recording what the shell asked of them.
 
-#include "app/ZQPageController.h"
+#include "app/core/PageRequest.h"
+#include "app/host/PageRegistry.h"
+#include "app/host/ZQPageController.h"
 
 #include <QMap>
 #include <QStringList>
@@ -19,44 +20,39 @@ struct PageLog {
 class RecordingPage : public ZQPageController {
 public:
     RecordingPage(const QString& controllerName, PageLog* log)
-        : m_window(std::make_unique<QWidget>()), m_log(log) {
-        m_window->setWindowTitle(controllerName);
-        m_window->resize(320, 240);
-        // Only the delegate's explicit activation may activate the window.
-        m_window->setAttribute(Qt::WA_ShowWithoutActivating);
-        ++m_log->created[controllerName];
+        : _window(std::make_unique<QWidget>()) {
+        _window->setWindowTitle(controllerName);
+        _window->resize(320, 240);
+        // Only the shell's explicit activation may activate the window.
+        _window->setAttribute(Qt::WA_ShowWithoutActivating);
+        ++log->created[controllerName];
     }
-    QWidget* window() const override { return m_window.get(); }
-    void showWindow() override {
-        ++shows;
-        ZQPageController::showWindow();
+    QWidget* window() const override { return _window.get(); }
+    void showPage(const QString& pageName) override {
+        events << QStringLiteral("show ") + pageName;
+        ZQPageController::showPage(pageName);
     }
-    void updateWindowWithAuthString(const QString& pageName) override {
-        authStrings.append(pageName);
+    void loadRequestReceived(const QVariantMap& payload) override {
+        events << QStringLiteral("request ") +
+                      payload.value(QLatin1String(zq::shell::kXibNameKey)).toString();
     }
-    void showDebugModeEnabled() override { ++debugStateRefreshes; }
+    int shows() const { return int(events.filter(QStringLiteral("show ")).size()); }
 
-    int shows = 0;
-    int debugStateRefreshes = 0;
-    QStringList authStrings;
+    // "show <page name>" and "request <payload's page name>", in order.
+    QStringList events;
 
 private:
-    std::unique_ptr<QWidget> m_window;
-    PageLog* m_log;
+    std::unique_ptr<QWidget> _window;
 };
 
 // A registry with a recording page for every controller name except `missing`.
-inline zq::app::PageRegistry recordingRegistry(PageLog* log, const QStringList& missing = {}) {
-    zq::app::PageRegistry registry;
-    for (const char* name : {"ZQAboutWindowController", "ZQDebugModeController", "ZQUpdateDetail",
-                             "ZQAccesAuthorize", "ZQFeedbackWindowController"}) {
-        const QString controllerName = QString::fromLatin1(name);
-        if (missing.contains(controllerName)) {
-            continue;
+inline zq::pagehost::PageRegistry recordingRegistry(PageLog* log, const QStringList& missing = {}) {
+    zq::pagehost::PageRegistry registry;
+    for (const zq::shell::PageInfo& page : zq::shell::pages()) {
+        const QString name = page.controllerName;
+        if (!missing.contains(name)) {
+            registry.add(name, [name, log] { return std::make_unique<RecordingPage>(name, log); });
         }
-        registry.add(controllerName, [controllerName, log] {
-            return std::make_unique<RecordingPage>(controllerName, log);
-        });
     }
     return registry;
 }

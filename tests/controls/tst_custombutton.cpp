@@ -1,6 +1,8 @@
 // The custom button: looks per pointer event, actions, links, toggles,
 // enabled-state images and its drawing.
 
+#include <QAccessible>
+#include <QAccessibleActionInterface>
 #include <QPainter>
 #include <QSignalSpy>
 #include <QtTest>
@@ -48,6 +50,8 @@ private slots:
     void perLookValues_data();
     void perLookValues();
     void actionArrivesOnTheNextTurn();
+    void everyWayOfPressingRunsTheAction_data();
+    void everyWayOfPressingRunsTheAction();
     void dragAndReleaseOutsideSendNothing();
     void linkOpensItsAddressThenSendsItsAction();
     void toggleIconsAndTitles();
@@ -234,6 +238,57 @@ void TestCustomButton::actionArrivesOnTheNextTurn() {
     button_->setFocus();
     QTest::keyClick(button_, Qt::Key_Space);
     QTRY_COMPARE(events_.size(), 2);
+}
+
+// How a user without a mouse presses a button: the keyboard, a screen
+// reader's "Press" action, QAbstractButton::click(). Each runs the action
+// once, as a pointer click does; a disabled button runs nothing.
+void TestCustomButton::everyWayOfPressingRunsTheAction_data() {
+    QTest::addColumn<QString>("how");
+    QTest::addColumn<bool>("enabled");
+    for (const char* how : {"mouse", "space", "return", "enter", "accessible press", "click"}) {
+        QTest::newRow(how) << QString::fromLatin1(how) << true;
+    }
+    QTest::newRow("space, disabled") << "space" << false;
+    QTest::newRow("accessible press, disabled") << "accessible press" << false;
+}
+
+void TestCustomButton::everyWayOfPressingRunsTheAction() {
+    QFETCH(QString, how);
+    QFETCH(bool, enabled);
+    button_->setTitle(QStringLiteral("稍后提醒"), Qt::black, Qt::black, Qt::black, QFont());
+    button_->setEnabled(enabled);
+    QSignalSpy clicked(button_, &QAbstractButton::clicked);
+    QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(button_);
+    QVERIFY(accessible);
+    QCOMPARE(accessible->role(), QAccessible::Button);
+    QCOMPARE(accessible->text(QAccessible::Name), QStringLiteral("稍后提醒"));
+
+    button_->setFocus(Qt::TabFocusReason);
+    if (how == QLatin1String("mouse")) {
+        QTest::mouseClick(button_, Qt::LeftButton, {}, QPoint(10, 10));
+    } else if (how == QLatin1String("space")) {
+        QTest::keyClick(button_, Qt::Key_Space);
+    } else if (how == QLatin1String("return")) {
+        QTest::keyClick(button_, Qt::Key_Return);
+    } else if (how == QLatin1String("enter")) {
+        QTest::keyClick(button_, Qt::Key_Enter);
+    } else if (how == QLatin1String("accessible press")) {
+        QAccessibleActionInterface* actions = accessible->actionInterface();
+        QVERIFY(actions);
+        QCOMPARE(actions->actionNames().contains(QAccessibleActionInterface::pressAction()),
+                 enabled);
+        actions->doAction(QAccessibleActionInterface::pressAction());
+    } else {
+        button_->click();
+    }
+    const QStringList expected = enabled ? QStringList{QStringLiteral("action")} : QStringList{};
+    QTRY_COMPARE(events_, expected);
+    // Nothing more arrives later: one action, one clicked, per press.
+    QTest::qWait(0);
+    QCoreApplication::processEvents();
+    QCOMPARE(events_, expected);
+    QCOMPARE(clicked.count(), enabled ? 1 : 0);
 }
 
 void TestCustomButton::dragAndReleaseOutsideSendNothing() {

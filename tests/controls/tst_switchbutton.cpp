@@ -1,6 +1,8 @@
 // The switch button: the two variants, looks per state, hover reports and
 // width fitting.
 
+#include <QAccessible>
+#include <QAccessibleActionInterface>
 #include <QCheckBox>
 #include <QFontMetricsF>
 #include <QtTest>
@@ -67,20 +69,29 @@ void TestSwitchButton::cleanup() {
     window_ = nullptr;
 }
 
-// Two clicks each, from off.
+// Two clicks each, from off, by the pointer, the keyboard or a screen reader.
 void TestSwitchButton::clicks_data() {
+    QTest::addColumn<QString>("how");
     QTest::addColumn<bool>("checkBox");
     QTest::addColumn<QList<bool>>("statesAfterClicks");
     QTest::addColumn<QList<bool>>("statesSeenByActions");
-    QTest::newRow("icon only: the owner decides")
-        << false << QList<bool>{false, false} << QList<bool>{false, false};
-    QTest::newRow("check box: flips, then sends")
-        << true << QList<bool>{true, false} << QList<bool>{true, false};
+    for (const char* how : {"mouse", "space", "accessible toggle"}) {
+        QTest::addRow("icon only: the owner decides, %s", how)
+            << QString::fromLatin1(how) << false << QList<bool>{false, false}
+            << QList<bool>{false, false};
+        QTest::addRow("check box: flips, then sends, %s", how)
+            << QString::fromLatin1(how) << true << QList<bool>{true, false}
+            << QList<bool>{true, false};
+    }
 }
 
 void TestSwitchButton::clicks() {
+    QFETCH(QString, how);
     QFETCH(bool, checkBox);
     QFETCH(QList<bool>, statesAfterClicks);
+    QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(switch_);
+    QVERIFY(accessible);
+    QCOMPARE(accessible->role(), QAccessible::CheckBox);
     switch_->setBtnIconOFF(solid(Qt::gray), solid(Qt::red), {4, 0, 0, 9});
     if (checkBox) {
         switch_->setCheckBoxWithMargin(4, 0);
@@ -89,8 +100,15 @@ void TestSwitchButton::clicks() {
         QVERIFY(!switch_->checkBox()->isChecked());
     }
     for (int i = 0; i < statesAfterClicks.size(); ++i) {
-        QTest::mouseClick(switch_, Qt::LeftButton, {}, QPoint(150, 15));
+        if (how == QLatin1String("mouse")) {
+            QTest::mouseClick(switch_, Qt::LeftButton, {}, QPoint(150, 15));
+        } else if (how == QLatin1String("space")) {
+            QTest::keyClick(switch_, Qt::Key_Space);
+        } else {
+            accessible->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
+        }
         QCOMPARE(switch_->isSwitchON(), statesAfterClicks.at(i));
+        QCOMPARE(accessible->state().checked, statesAfterClicks.at(i));
         if (checkBox) {
             QCOMPARE(switch_->checkBox()->isChecked(), statesAfterClicks.at(i));
         }

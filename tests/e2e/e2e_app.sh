@@ -4,11 +4,14 @@
 # Runs under a private session bus and X server (tests/isolate.sh --dbus --x11).
 # Windows are found by their titles with xwininfo, their level with xprop,
 # and closed the way a window manager's close button closes them
-# (WM_DELETE_WINDOW, sent by zq-xclose). Every wait is a poll with a bound.
+# (WM_DELETE_WINDOW, sent by zq-xclose). Controls are read and pressed as a
+# screen reader does, over the accessibility bus (atspi_tool.py), and typed
+# at with the keyboard (xdotool). Every wait is a poll with a bound.
 set -euo pipefail
 
 stage=$1
 xclose=$2
+here=$(cd "$(dirname "$0")" && pwd)
 app="$stage/Contents/ZQAssistPanel.app/Contents/MacOS/ZQAssistPanel"
 title="Vesko输入法更新"
 bus_name=com.vesko.ZQAssistPanel
@@ -16,7 +19,7 @@ object_path=/com/vesko/ZQAssistPanel
 
 export VESKO_INSTALL_ROOT="$stage"
 export QT_QPA_PLATFORM=xcb
-unset VESKO_RESOURCES
+unset VESKO_RESOURCES VESKO_PLUGINS
 
 fail() {
     echo "FAIL: $*" >&2
@@ -29,6 +32,18 @@ port=$(python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0));
 config="$ZQ_TEST_ROOT/e2e.ini"
 printf '[Web]\nHost=http://127.0.0.1:%s\n' "$port" > "$config"
 export VESKO_CONFIG="$config"
+
+# The accessibility bus, as a desktop session has it.
+/usr/libexec/at-spi-bus-launcher --launch-immediately &
+a11y=$!
+trap 'kill $a11y 2>/dev/null || true' EXIT
+export QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1
+atspi() { /usr/bin/python3 "$here/atspi_tool.py" "$@"; }
+for ((i = 0; i < 200; i++)); do
+    gdbus call --session --dest org.a11y.Bus --object-path /org/a11y/bus \
+        --method org.a11y.Bus.GetAddress > /dev/null 2>&1 && break
+    sleep 0.1
+done
 
 [[ -x $app ]] || fail "the application is not installed at $app"
 [[ -f $stage/Contents/Info.plist ]] || fail "Contents/Info.plist is not installed"
@@ -90,6 +105,14 @@ pkg="$ZQ_TEST_ROOT/Downloads/VeskoInput-2.1.0.pkg"
 mkdir -p "$(dirname "$pkg")"
 : > "$pkg"
 
+step "the application itself does not load the web engine"
+! ldd "$app" | grep -q 'libQt6WebEngine' || fail "the application links Qt WebEngine"
+[[ -f $stage/Contents/ZQAssistPanel.app/Contents/PlugIns/ZQChangeLogView.so ]] ||
+    fail "the change-log view module is not installed"
+
+# Whether the process maps a Qt WebEngine library.
+maps_web_engine() { grep -q 'libQt6WebEngine' "/proc/$1/maps"; }
+
 step "no page, unknown pages and bad arguments end the process at once with status 0"
 for args in "" "-zqabout" "--ZQUpdateDetail" "-" "-ZQPreferences -1"; do
     status=0
@@ -124,13 +147,69 @@ kill -0 "$pid" 2>/dev/null || fail "the application ended on a notification for 
 [[ $(count_windows "$title") -eq 1 ]] || fail "a notification for no page opened a window"
 
 step "a load notification for the open page re-uses its window"
-post "{'kVeskoPreferencesXibName': <'ZQUpdateDetail'>, 'UpdateMode': <'Silent'>, 'UpdateVersion': <'2.2.0'>}"
+post "{'kVeskoPreferencesXibName': <'ZQUpdateDetail'>, 'UpdatePkgPath': <'$pkg'>, 'UpdateMode': <'UpdateByPkg'>, 'UpdateVersion': <'2.1.1'>}"
 sync_app
 wait_windows "$title" 1
 [[ $(windows_titled "$title") == "$window" ]] || fail "the page got a second window"
 above "$window" || fail "the re-arranged window is not above normal windows"
+atspi find "$title" "Vesko输入法 新版本2.1.1" > /dev/null || fail "the notification did not re-arrange the page"
+
+step "the change log is shown by the web engine, loaded after the window"
+atspi find "$title" "ChangeLog" > /dev/null || fail "no change-log view"
+maps_web_engine "$pid" || fail "the change log is shown without the web engine"
+
+step "an application action re-arranges the open page like the load notification"
+gapplication action "$bus_name" ZQUpdateDetail "{'UpdateMode': <'Silent'>, 'UpdateVersion': <'2.2.0'>}" ||
+    fail "gapplication action"
+atspi find "$title" "Vesko输入法 已经升至2.2.0" > /dev/null || fail "the action did not re-arrange the page"
+atspi find "$title" "好的" "push button" > /dev/null || fail "the silent layout has no close button"
+gapplication action "$bus_name" ZQUpdateDetail "{'UpdateMode': <'UpdateByPkg'>, 'UpdateVersion': <'2.1.0'>}"
+atspi find "$title" "Vesko输入法 新版本2.1.0" > /dev/null || fail "the action did not re-arrange the page back"
+[[ $(windows_titled "$title") == "$window" ]] || fail "the action opened a second window"
+
+step "a screen reader's press on remind later writes the choice and closes the last window"
+atspi press "$title" "稍后提醒" "push button" || fail "no remind-later button to press"
+wait_exit "$pid"
+[[ $exit_status -eq 0 ]] || fail "the application ended with status $exit_status"
+grep -q '<string>promptLater</string>' "$stage/Contents/updateInfo.plist" ||
+    fail "remind later did not reach the choice file"
+
+step "the page works from the keyboard: Tab to ignore this version, Return"
+"$app" -ZQUpdateDetail "-$pkg" -UpdateByPkg -2.1.0 2> "$ZQ_TEST_ROOT/app1b.log" &
+pid=$!
+wait_windows "$title" 1
+window=$(windows_titled "$title")
+atspi find "$title" "忽略该版本" "push button" > /dev/null || fail "no ignore button"
+xdotool windowfocus --sync "$window"
+for ((i = 0; i < 6; i++)); do
+    atspi states "$title" "忽略该版本" | grep -qw focused && break
+    xdotool key Tab
+done
+atspi states "$title" "忽略该版本" | grep -qw focused || fail "Tab never reached the ignore button"
+xdotool key Return
+wait_exit "$pid"
+grep -q '<string>ignore</string>' "$stage/Contents/updateInfo.plist" ||
+    fail "Return on ignore this version did not reach the choice file"
+
+step "without the change-log module the page shows the offline page and stays usable"
+# A copy of the installed tree (made of links) whose change-log module is broken.
+cp -as "$stage" "$ZQ_TEST_ROOT/broken"
+plugins="$ZQ_TEST_ROOT/broken/Contents/ZQAssistPanel.app/Contents/PlugIns"
+rm "$plugins/ZQChangeLogView.so"
+echo "not a module" > "$plugins/ZQChangeLogView.so"
+VESKO_PLUGINS="$plugins" "$app" -ZQUpdateDetail "-$pkg" -UpdateByPkg -2.1.0 2> "$ZQ_TEST_ROOT/app1c.log" &
+pid=$!
+wait_windows "$title" 1
+atspi text "$title" "ChangeLog" | grep -q "暂时无法获取更新内容" || fail "no offline page"
+! maps_web_engine "$pid" || fail "the web engine was loaded from a broken module"
+atspi press "$title" "忽略该版本" "push button" || fail "no ignore button to press"
+wait_exit "$pid"
+[[ $exit_status -eq 0 ]] || fail "the application ended with status $exit_status"
 
 step "closing the last window ends the process"
+"$app" -ZQUpdateDetail "-$pkg" -UpdateByPkg -2.1.0 2> "$ZQ_TEST_ROOT/app1d.log" &
+pid=$!
+wait_windows "$title" 1
 "$xclose" "$title" > /dev/null || fail "no window to close"
 wait_exit "$pid"
 [[ $exit_status -eq 0 ]] || fail "the application ended with status $exit_status"

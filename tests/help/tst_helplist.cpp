@@ -84,6 +84,15 @@ QStringList idsOf(const ZQHelpInfoDataList& list) {
     return ids;
 }
 
+// The plain GETs carry no field the service does not ask for.
+void verifyNoCacheOrLengthFields(const QJsonObject& entry) {
+    for (const auto& [name, value] : helptest::headersOf(entry)) {
+        QVERIFY2(!QStringList({"Cache-Control", "Pragma", "Content-Length"})
+                      .contains(name, Qt::CaseInsensitive),
+                 qPrintable(name + ": " + value));
+    }
+}
+
 }  // namespace
 
 Q_DECLARE_METATYPE(Kind)
@@ -340,6 +349,7 @@ void TestHelpList::requestCarriesTheCommonFields() {
         QCOMPARE(argsOf(e.value("args").toArray()).value("h"), helptest::kDeviceId);
         QCOMPARE(argsOf(e.value("args").toArray()).value("os"), helptest::kSystemVersion);
         QCOMPARE(e.value("body").toObject().value("len").toInt(), 0);
+        verifyNoCacheOrLengthFields(e);
     }
     QVERIFY(calls[0].mainThread);
 }
@@ -828,6 +838,7 @@ void TestHelpList::downloadImage() {
     const QJsonArray entries = _service.journal(mark);
     QCOMPARE(entries.size(), 1);
     QCOMPARE(entries[0].toObject().value("method").toString(), QString("GET"));
+    verifyNoCacheOrLengthFields(entries[0].toObject());
 }
 
 void TestHelpList::downloadImageAnswers_data() {

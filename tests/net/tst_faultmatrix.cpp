@@ -1,6 +1,7 @@
 // The fault matrix: every VeskoNetworking operation under every fault the
-// reference service can inject completes exactly once, on the thread it
-// promises, with the outcome its contract gives, within its timeout.
+// reference service can inject, with its answers plain or compressed,
+// completes exactly once, on the thread it promises, with the outcome its
+// contract gives, within its timeout.
 
 #include "crypto/PingbackUtil.h"
 #include "net/VeskoNetworking.h"
@@ -150,6 +151,8 @@ void TestFaultMatrix::initTestCase() {
 
 void TestFaultMatrix::init() {
     QVERIFY(_service.clearFaults());
+    QVERIFY(
+        _service.control("DELETE", QStringLiteral("/__control/compression")).value("ok").toBool());
     _service.setConfigValue(QStringLiteral("Service/WallHost"), _service.baseUrl());
 }
 
@@ -295,6 +298,7 @@ void TestFaultMatrix::matrix_data() {
     QTest::addColumn<Op>("op");
     QTest::addColumn<QString>("fault");
     QTest::addColumn<QVariantMap>("options");
+    QTest::addColumn<QString>("coding");
     QTest::addColumn<Expect>("expect");
 
     const QList<QPair<QString, QVariantMap>> faults{
@@ -309,10 +313,13 @@ void TestFaultMatrix::matrix_data() {
         {QStringLiteral("drop"), {}},
         {QStringLiteral("refused"), {}},
     };
-    for (const Op op : kAllOps) {
-        for (const auto& fault : faults) {
-            QTest::addRow("%s, %s", nameOf(op), qPrintable(fault.first))
-                << op << fault.first << fault.second << expectationFor(op, fault.first);
+    for (const char* coding : {"identity", "gzip", "deflate"}) {
+        for (const Op op : kAllOps) {
+            for (const auto& fault : faults) {
+                QTest::addRow("%s, %s, %s", nameOf(op), qPrintable(fault.first), coding)
+                    << op << fault.first << fault.second << QString::fromLatin1(coding)
+                    << expectationFor(op, fault.first);
+            }
         }
     }
 }
@@ -321,8 +328,14 @@ void TestFaultMatrix::matrix() {
     QFETCH(Op, op);
     QFETCH(QString, fault);
     QFETCH(QVariantMap, options);
+    QFETCH(QString, coding);
     QFETCH(Expect, expect);
 
+    const QJsonObject set =
+        _service.control("POST", QStringLiteral("/__control/compression"),
+                         QJsonDocument(QJsonObject{{"coding", coding}}).toJson());
+    QCOMPARE(set.value("coding").toString(), coding);
+    const qint64 mark = _service.mark();
     QString base = _service.baseUrl();
     if (fault == QLatin1String("refused")) {
         base = _deadBase;
@@ -347,6 +360,12 @@ void TestFaultMatrix::matrix() {
     verify(*outcome, op, expect);
     QVERIFY(zq::test::drainMainQueue());
     QCOMPARE(outcome->calls.load(), 1);
+    // The service compressed what it sent, with the coding the request allowed
+    // (the deflate-only wall POST takes no gzip).
+    const QString sent =
+        op == Op::kWithoutGzipByEW && coding == QLatin1String("gzip") ? "identity" : coding;
+    for (const QJsonValue entry : _service.journal(mark))
+        QCOMPARE(entry["answer"]["coding"].toString(), sent);
 }
 
 void TestFaultMatrix::everyOperationTimesOut() {

@@ -3,12 +3,15 @@
 // completion queues, progress, timeouts, cancellation and invalidation.
 
 #include "net/AFHTTPSessionManager.h"
+#include "net/ContentDecoder.h"
 #include "tests/net/NetTestSupport.h"
 #include "tests/support/RefService.h"
 
 #include <QJsonDocument>
 #include <QRegularExpression>
 #include <QtTest>
+
+#include <zlib.h>
 
 using zq::net::CachePolicy;
 using zq::net::OptionalError;
@@ -34,6 +37,22 @@ AFURLSessionManager::TaskCompletion recorder(const OutcomePtr& outcome) {
     };
 }
 
+// data compressed as a gzip member (windowBits 31), a zlib stream (15) or a
+// bare DEFLATE stream (-15), by zlib's own compressor.
+QByteArray compressed(const QByteArray& data, int windowBits) {
+    z_stream stream{};
+    deflateInit2(&stream, 6, Z_DEFLATED, windowBits, 8, Z_DEFAULT_STRATEGY);
+    QByteArray out(int(deflateBound(&stream, uLong(data.size()))) + 32, '\0');
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
+    stream.avail_in = uInt(data.size());
+    stream.next_out = reinterpret_cast<Bytef*>(out.data());
+    stream.avail_out = uInt(out.size());
+    deflate(&stream, Z_FINISH);
+    out.truncate(qsizetype(stream.total_out));
+    deflateEnd(&stream);
+    return out;
+}
+
 }  // namespace
 
 class TestHttpClient : public QObject {
@@ -57,6 +76,8 @@ private slots:
 
     void validationAndParsing_data();
     void validationAndParsing();
+    void contentCodings_data();
+    void contentCodings();
 
     void completionQueue();
     void downloadProgress();
@@ -475,6 +496,78 @@ void TestHttpClient::validationAndParsing() {
 }
 
 // ------------------------------------------------------ delivery
+
+void TestHttpClient::contentCodings_data() {
+    QTest::addColumn<QString>("coding");
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QByteArray>("expected");
+    QTest::addColumn<qint64>("errorCode");  // 0: decodes to expected
+
+    const QByteArray text = QStringLiteral("切换输入法 Shift 中英文 ").toUtf8().repeated(200);
+    const QByteArray gzip = compressed(text, 31);
+    const qint64 limit = zq::net::ContentDecoder::kMaximumDecodedContentLength;
+    const qint64 bad = zq::net::kErrorCannotDecodeRawData;
+    QTest::newRow("gzip") << "gzip" << gzip << text << 0LL;
+    QTest::newRow("x-gzip, any case") << "X-GZip" << gzip << text << 0LL;
+    QTest::newRow("deflate, zlib stream") << "deflate" << compressed(text, 15) << text << 0LL;
+    QTest::newRow("deflate, bare stream") << "deflate" << compressed(text, -15) << text << 0LL;
+    QTest::newRow("gzip then deflate, undone in reverse")
+        << "gzip, identity,deflate" << compressed(gzip, 15) << text << 0LL;
+    QTest::newRow("identity") << "identity" << text << text << 0LL;
+    QTest::newRow("two gzip members") << "gzip" << gzip + compressed("!", 31) << text + "!" << 0LL;
+    QTest::newRow("empty body") << "gzip" << QByteArray() << QByteArray() << 0LL;
+    QTest::newRow("unknown coding") << "br" << text << QByteArray() << bad;
+    QByteArray corrupt = gzip;
+    corrupt[gzip.size() / 2] = char(~corrupt[gzip.size() / 2]);
+    QTest::newRow("corrupt") << "gzip" << corrupt << QByteArray() << bad;
+    QTest::newRow("stream cut short")
+        << "gzip" << gzip.left(gzip.size() - 4) << QByteArray() << bad;
+    QTest::newRow("data after the stream")
+        << "deflate" << compressed(text, 15) + "x" << QByteArray() << bad;
+    // gzip members of 1 MiB of zeros each, up to the limit, in about 1 KB each.
+    const QByteArray bomb = compressed(QByteArray(1 << 20, '\0'), 31).repeated(limit >> 20);
+    QTest::newRow("decodes to the limit") << "gzip" << bomb << QByteArray(limit, '\0') << 0LL;
+    QTest::newRow("decodes past the limit") << "gzip" << bomb + compressed("!", 31) << QByteArray()
+                                            << qint64(zq::net::kErrorDataLengthExceedsMaximum);
+}
+
+void TestHttpClient::contentCodings() {
+    QFETCH(QString, coding);
+    QFETCH(QByteArray, body);
+    QFETCH(QByteArray, expected);
+    QFETCH(qint64, errorCode);
+
+    // Over loopback, in whatever pieces the connection delivers.
+    QVERIFY(_service.setFault(
+        QStringLiteral("/__test/echo"), QStringLiteral("answer"),
+        {{QStringLiteral("body_base64"), QString::fromLatin1(body.toBase64())},
+         {QStringLiteral("headers"),
+          QVariantList{QVariantList{QStringLiteral("Content-Encoding"), coding}}}}));
+    const OutcomePtr outcome =
+        run(rawClient(), Request(QUrl(_service.url(QStringLiteral("/__test/echo")))));
+    QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
+    QCOMPARE(outcome->status(), 200);
+    if (errorCode == 0) {
+        QVERIFY2(!outcome->error, qPrintable(outcome->error->description));
+        QVERIFY(outcome->object.toByteArray() == expected);
+    } else {
+        QCOMPARE(outcome->domain(), QString::fromLatin1(zq::net::kResponseErrorDomain));
+        QCOMPARE(outcome->code(), errorCode);
+        QVERIFY(!outcome->object.isValid());
+    }
+
+    // One byte at a time: every stream boundary falls between two writes.
+    zq::net::ContentDecoder decoder(coding.toLatin1());
+    QByteArray decoded;
+    bool ok = true;
+    for (qsizetype i = 0; ok && i < body.size(); ++i)
+        ok = decoder.write(body.mid(i, 1), &decoded);
+    ok = ok && decoder.finish();
+    QCOMPARE(ok, errorCode == 0);
+    QCOMPARE(decoder.error() ? decoder.error()->code : 0, errorCode);
+    if (ok)
+        QVERIFY(decoded == expected);
+}
 
 void TestHttpClient::completionQueue() {
     auto client = rawClient();

@@ -1,5 +1,5 @@
-#include "app/ZQAssistConfig.h"
-#include "pages/ZQUpdateDetailModel.h"
+#include "app/core/ZQAssistConfig.h"
+#include "pages/models/ZQUpdateDetailModel.h"
 #include "platform/Configuration.h"
 #include "platform/Plist.h"
 #include "platform/Translations.h"
@@ -147,7 +147,7 @@ void TestUpdateDetailModel::setUp() {
     ZQUpdateDetailModel model(&m_config);
     QSignalSpy loads(&model, &ZQUpdateDetailModel::loadRequested);
     QSignalSpy centred(&model, &ZQUpdateDetailModel::centerRequested);
-    model.setUp(nullptr);
+    model.setUp();
 
     QCOMPARE(model.headline(), headline);
     QCOMPARE(layoutOf(model), layout);
@@ -200,7 +200,7 @@ void TestUpdateDetailModel::rearrange() {
     m_config.setObject(firstMode, QStringLiteral("UpdateMode"));
     m_config.setObject(QStringLiteral("7.0.1"), QStringLiteral("UpdateVersion"));
     ZQUpdateDetailModel model(&m_config);
-    model.setUp(nullptr);
+    model.setUp();
     QVERIFY(model.windowShouldClose());
     QCOMPARE(model.windowLevel(), ZQUpdateDetailModel::kNormalWindowLevel);
 
@@ -236,20 +236,27 @@ void TestUpdateDetailModel::changeLogAddress() {
 }
 
 void TestUpdateDetailModel::offlineFallback_data() {
+    QTest::addColumn<bool>("webView");
     QTest::addColumn<QList<bool>>("results");
     QTest::addColumn<bool>("offline");
-    QTest::newRow("fails before any content") << QList<bool>{false} << true;
-    QTest::newRow("content, then a failed navigation") << QList<bool>{true, false} << false;
-    QTest::newRow("offline page fails as well") << QList<bool>{false, false} << true;
-    QTest::newRow("content") << QList<bool>{true} << false;
+    QTest::newRow("fails before any content") << true << QList<bool>{false} << true;
+    QTest::newRow("content, then a failed navigation") << true << QList<bool>{true, false} << false;
+    QTest::newRow("offline page fails as well") << true << QList<bool>{false, false} << true;
+    QTest::newRow("content") << true << QList<bool>{true} << false;
+    QTest::newRow("no web view") << false << QList<bool>{} << true;
+    QTest::newRow("no web view, offline page shown") << false << QList<bool>{true} << true;
 }
 
 void TestUpdateDetailModel::offlineFallback() {
+    QFETCH(bool, webView);
     QFETCH(QList<bool>, results);
     QFETCH(bool, offline);
     ZQUpdateDetailModel model(&m_config);
-    model.setUp(nullptr);
+    model.setUp();
     QSignalSpy loads(&model, &ZQUpdateDetailModel::loadRequested);
+    if (!webView) {
+        model.webViewUnavailable();
+    }
     for (bool ok : results) {
         model.webLoadFinished(ok);
     }
@@ -306,7 +313,7 @@ void TestUpdateDetailModel::choiceFile() {
         QCOMPARE(file.write(existing), existing.size());
     }
     ZQUpdateDetailModel model(&m_config);
-    model.setUp(nullptr);
+    model.setUp();
     QSignalSpy closed(&model, &ZQUpdateDetailModel::closeRequested);
     QSignalSpy written(&model, &ZQUpdateDetailModel::choiceWritten);
     if (ignore) {
@@ -334,7 +341,7 @@ void TestUpdateDetailModel::choiceFileNotWritable() {
     QVERIFY(marker.open(QIODevice::WriteOnly));
     marker.close();
     ZQUpdateDetailModel model(&m_config);
-    model.setUp(nullptr);
+    model.setUp();
     QSignalSpy closed(&model, &ZQUpdateDetailModel::closeRequested);
     QSignalSpy written(&model, &ZQUpdateDetailModel::choiceWritten);
     model.promptLater();
@@ -366,7 +373,7 @@ void TestUpdateDetailModel::install() {
         m_config.setObject(path, QStringLiteral("UpdatePkgPath"));
     }
     ZQUpdateDetailModel model(&m_config);
-    model.setUp(nullptr);
+    model.setUp();
     QSignalSpy closed(&model, &ZQUpdateDetailModel::closeRequested);
     model.installPackage();
     if (!opens) {
@@ -389,7 +396,7 @@ void TestUpdateDetailModel::install() {
 void TestUpdateDetailModel::installRunsOnce() {
     m_config.setObject(QStringLiteral("/tmp/a.pkg"), QStringLiteral("UpdatePkgPath"));
     ZQUpdateDetailModel model(&m_config);
-    model.setUp(nullptr);
+    model.setUp();
     QSignalSpy closed(&model, &ZQUpdateDetailModel::closeRequested);
     model.installPackage();
     model.installPackage();

@@ -50,6 +50,9 @@ DEFAULT_KEY = os.path.join(REPO_ROOT, "tools", "devkeys", "dev_rsa_private.pem")
 STATIC_DIRS = [os.path.join(HERE, "static"), os.path.join(REPO_ROOT, "resources")]
 
 MAX_BODY = 64 * 1024 * 1024
+# Content codings the service can compress its answers with; "deflate-raw" is
+# a bare DEFLATE stream labelled "deflate", as some services send it.
+CODINGS = ("identity", "gzip", "deflate", "deflate-raw")
 WALL_PATH = "/q"
 FAULT_KINDS = ("delay", "status", "empty", "garbage", "truncate", "close", "drop", "answer")
 # Valid Base64 whose bytes ("garbage, not ciphertext") are no AES-CBC ciphertext:
@@ -90,6 +93,39 @@ def raw_inflate(data):
 def raw_deflate(data):
     deflater = zlib.compressobj(9, zlib.DEFLATED, -15)
     return deflater.compress(data) + deflater.flush()
+
+
+def encode_content(data, coding):
+    """data compressed with coding (one of CODINGS)."""
+    if coding == "gzip":
+        deflater = zlib.compressobj(6, zlib.DEFLATED, 31)
+        return deflater.compress(data) + deflater.flush()
+    if coding == "deflate":
+        return zlib.compress(data, 6)
+    if coding == "deflate-raw":
+        return raw_deflate(data)
+    return data
+
+
+def accepts_coding(accept_encoding, token):
+    """Whether an Accept-Encoding value allows the content coding token (q > 0,
+    named or through "*"). Without the field the service sends no coding."""
+    if accept_encoding is None:
+        return False
+    qualities = {}
+    for item in accept_encoding.split(","):
+        name, _, params = item.strip().partition(";")
+        quality = 1.0
+        for param in params.split(";"):
+            key, _, value = param.strip().partition("=")
+            if key.strip().lower() == "q":
+                try:
+                    quality = float(value)
+                except ValueError:
+                    quality = 0.0
+        if name.strip():
+            qualities[name.strip().lower()] = quality
+    return qualities.get(token, qualities.get("*", 0.0)) > 0
 
 
 def aes_decrypt(key, iv, data):
@@ -260,6 +296,7 @@ class Service:
         self.journal = []
         self.faults = []
         self.help_list = None
+        self.coding = "identity"
         self.analytics_ids = set()
         self.analytics = []
         # Published ratings the overview starts from, then every rating received.
@@ -302,6 +339,11 @@ class Service:
             raise BadRequest('fault "status" needs an integer "status"')
         if kind == "delay" and not isinstance(spec.get("ms"), (int, float)):
             raise BadRequest('fault "delay" needs "ms"')
+        headers = spec.get("headers", [])
+        if not isinstance(headers, list) or not all(
+            isinstance(h, list) and len(h) == 2 and all(isinstance(x, str) for x in h) for h in headers
+        ):
+            raise BadRequest('"headers" must be a list of [name, value] texts')
         count = spec.get("count")
         if count is not None and (not isinstance(count, int) or count < 1):
             raise BadRequest('"count" must be a positive integer')
@@ -740,15 +782,29 @@ class Handler(http.server.BaseHTTPRequestHandler):
         lines += [f"{k}: {v}" for k, v in headers]
         return ("\r\n".join(lines) + "\r\n\r\n").encode("latin-1")
 
-    def send(self, answer, fault):
+    def coding_for(self, answer):
+        """The content coding the answer goes out with: the service's, when the
+        request accepts it and the answer carries no coding of its own."""
+        coding = self.service.coding
+        no_body = self.command == "HEAD" or answer.status in (204, 304) or 100 <= answer.status < 200
+        own = any(name.lower() == "content-encoding" for name, _ in answer.headers)
+        token = "deflate" if coding == "deflate-raw" else coding
+        if coding == "identity" or no_body or own or not accepts_coding(self.headers.get("Accept-Encoding"), token):
+            return "identity"
+        return coding
+
+    def send(self, answer, fault, coding="identity"):
         kind = fault["fault"] if fault else None
-        body = answer.body if self.command != "HEAD" else b""
+        payload = encode_content(answer.body, coding)
+        body = payload if self.command != "HEAD" else b""
         no_body = answer.status in (204, 304) or 100 <= answer.status < 200
         if no_body:
             body = b""
         headers = [("Server", self.server_version), ("Date", self.date_time_string())]
         if answer.content_type and not no_body:
             headers.append(("Content-Type", answer.content_type))
+        if coding != "identity":
+            headers += [("Content-Encoding", "deflate" if coding == "deflate-raw" else coding), ("Vary", "Accept-Encoding")]
         headers += answer.headers
         if kind == "drop":
             self.close_connection = True
@@ -767,7 +823,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.close_connection = True
             return
         if not no_body:
-            headers.append(("Content-Length", str(len(answer.body))))
+            headers.append(("Content-Length", str(len(payload))))
         if self.close_connection:
             headers.append(("Connection", "close"))
         self.wfile.write(self.head_bytes(answer.status, headers) + body)
@@ -854,12 +910,13 @@ class Handler(http.server.BaseHTTPRequestHandler):
             entry["answer_plain"] = bytes_field(answer.body)
             answer = Answer(200, wrap_answer(key_iv[0], key_iv[1], answer.body), "text/plain; charset=utf-8", answer.headers)
         answer = self.apply_fault(answer, fault, key_iv is not None)
-        entry["answer"] = {"status": answer.status, "len": len(answer.body), "fault": fault}
+        coding = self.coding_for(answer)
+        entry["answer"] = {"status": answer.status, "len": len(answer.body), "fault": fault, "coding": coding}
         service.record(entry)
         if fault and fault.get("ms"):
             # Every fault may wait before it answers; "delay" only waits.
             time.sleep(float(fault["ms"]) / 1000.0)
-        self.send(answer, fault)
+        self.send(answer, fault, coding)
 
     def answer_for(self, req, entry, fault):
         if fault and fault["fault"] == "answer":
@@ -870,7 +927,8 @@ class Handler(http.server.BaseHTTPRequestHandler):
             else:
                 body = str(fault.get("body", "")).encode("utf-8")
             entry["endpoint"] = req.path
-            return Answer(int(fault.get("status", 200)), body, fault.get("content_type", "application/json; charset=utf-8"))
+            headers = [tuple(h) for h in fault.get("headers", [])]
+            return Answer(int(fault.get("status", 200)), body, fault.get("content_type", "application/json; charset=utf-8"), headers)
         return dispatch(self.service, req, entry)
 
     def apply_fault(self, answer, fault, wall):
@@ -930,6 +988,14 @@ class Handler(http.server.BaseHTTPRequestHandler):
                         service.help_list = payload
                     return json_answer({"ok": True})
                 return json_answer(service.current_help_list(self.base_url()))
+            if path == "/__control/compression":
+                if method in ("POST", "DELETE"):
+                    coding = payload.get("coding") if method == "POST" and isinstance(payload, dict) else "identity"
+                    if coding not in CODINGS:
+                        raise BadRequest(f'"coding" must be one of {", ".join(CODINGS)}')
+                    with service.lock:
+                        service.coding = coding
+                return json_answer({"ok": True, "coding": service.coding})
             if path == "/__control/analytics":
                 if method == "DELETE":
                     with service.lock:
@@ -962,6 +1028,12 @@ def main(argv=None):
     parser.add_argument("--data-dir", help="where uploads, feedback archives and analytics events are kept (default: a new temporary folder)")
     parser.add_argument("--journal", help="journal file, one JSON line per request (default: DATA_DIR/journal.jsonl)")
     parser.add_argument("--key", default=DEFAULT_KEY, help="PEM private key of the encrypted wall (default: the development key)")
+    parser.add_argument(
+        "--compress",
+        choices=CODINGS,
+        default="identity",
+        help="content coding of the answers, for requests whose Accept-Encoding allows it (default identity)",
+    )
     parser.add_argument("--verbose", action="store_true", help="log every request on standard error")
     parser.add_argument(
         "--stop-on-eof",
@@ -982,6 +1054,7 @@ def main(argv=None):
     os.makedirs(os.path.dirname(journal), exist_ok=True)
 
     Handler.service = Service(key, data_dir, journal, args.verbose)
+    Handler.service.coding = args.compress
     try:
         server = Server(("127.0.0.1", args.port), Handler)
     except OSError as error:

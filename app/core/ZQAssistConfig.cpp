@@ -1,8 +1,6 @@
-#include "app/ZQAssistConfig.h"
+#include "app/core/ZQAssistConfig.h"
 
-#include <QLoggingCategory>
-
-Q_DECLARE_LOGGING_CATEGORY(lcApp)
+#include "app/core/ShellLog.h"
 
 ZQAssistConfig* ZQAssistConfig::sharedInstance() {
     // Never destroyed: pages may read it until the very end of the process.
@@ -16,7 +14,7 @@ QVariant ZQAssistConfig::objectForKey(const QString& key) const {
 
 void ZQAssistConfig::setObject(const QVariant& value, const QString& key) {
     if (value.isNull() || !value.isValid()) {
-        qCWarning(lcApp) << "refusing to store an absent value under" << key;
+        qCWarning(lcShell) << "refusing to store an absent value under" << key;
         return;
     }
     _userData.insert(key, value);

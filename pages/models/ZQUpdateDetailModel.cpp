@@ -1,22 +1,18 @@
-#include "pages/ZQUpdateDetailModel.h"
+#include "pages/models/ZQUpdateDetailModel.h"
 
-#include "app/ZQAssistConfig.h"
+#include "app/core/PageRequest.h"
+#include "app/core/ZQAssistConfig.h"
+#include "pages/models/PageModelsLog.h"
 #include "platform/Configuration.h"
-#include "platform/DistributedNotificationCenter.h"
 #include "platform/Plist.h"
 #include "platform/Workspace.h"
 #include "utility/ProductLocations.h"
 #include "utility/SystemInfo.h"
 
 #include <QFileInfo>
-#include <QLoggingCategory>
-
-Q_LOGGING_CATEGORY(lcPages, "vesko.pages")
 
 namespace {
 
-const QString kLoadXibNotification = QStringLiteral("kVeskoNotifyLoadXibInZQAssistPanel");
-const QString kXibNameKey = QStringLiteral("kVeskoPreferencesXibName");
 const QString kPageName = QStringLiteral("ZQUpdateDetail");
 
 // "CFBundleFullVersion" read from the installed input method's Info.plist,
@@ -33,11 +29,7 @@ QString installedFullVersion() {
 ZQUpdateDetailModel::ZQUpdateDetailModel(ZQAssistConfig* config, QObject* parent)
     : QObject(parent), m_config(config ? config : ZQAssistConfig::sharedInstance()) {}
 
-ZQUpdateDetailModel::~ZQUpdateDetailModel() {
-    if (m_center) {
-        m_center->removeObserver(this, kLoadXibNotification);
-    }
-}
+ZQUpdateDetailModel::~ZQUpdateDetailModel() = default;
 
 QString ZQUpdateDetailModel::textOf(const QVariant& value) {
     switch (value.typeId()) {
@@ -77,14 +69,8 @@ QString ZQUpdateDetailModel::choiceFilePath() {
     return zq::utility::updateInfoPlistPath();
 }
 
-void ZQUpdateDetailModel::setUp(platform::DistributedNotificationCenter* center) {
-    // 1. Re-arrangement on later requests for this page.
-    m_center = center;
-    if (m_center) {
-        m_center->addObserver(
-            this, kLoadXibNotification,
-            [this](const QString&, const QVariantMap& userInfo) { rearrangeUI(userInfo); });
-    }
+void ZQUpdateDetailModel::setUp() {
+    // 1. Later requests for this page reach rearrangeUI() through the shell.
     // 2. The installed version.
     //% "您现在的"
     const QString prefix = qtTrId("zq-update-detail-installed-prefix");
@@ -106,7 +92,7 @@ void ZQUpdateDetailModel::setUp(platform::DistributedNotificationCenter* center)
 }
 
 void ZQUpdateDetailModel::rearrangeUI(const QVariantMap& userInfo) {
-    const QVariant page = userInfo.value(kXibNameKey);
+    const QVariant page = userInfo.value(QLatin1String(zq::shell::kXibNameKey));
     if (page.typeId() != QMetaType::QString || page.toString() != kPageName) {
         return;
     }
@@ -165,6 +151,18 @@ void ZQUpdateDetailModel::webLoadFinished(bool ok) {
         return;  // a later navigation failed; the change log stays
     }
     qCInfo(lcPages) << "change log unreachable, showing the offline page";
+    showOfflinePage();
+}
+
+void ZQUpdateDetailModel::webViewUnavailable() {
+    if (m_showingOffline) {
+        return;
+    }
+    qCInfo(lcPages) << "no web view, showing the offline page";
+    showOfflinePage();
+}
+
+void ZQUpdateDetailModel::showOfflinePage() {
     m_showingOffline = true;
     m_drawsWebBackground = false;
     emit changed();

@@ -6,9 +6,6 @@
 #include <QVariantMap>
 
 class ZQAssistConfig;
-namespace platform {
-class DistributedNotificationCenter;
-}
 
 // The behaviour of the update detail window, without widgets: which layout
 // the window shows for the update mode, the headline and installed-version
@@ -39,18 +36,21 @@ public:
     explicit ZQUpdateDetailModel(ZQAssistConfig* config = nullptr, QObject* parent = nullptr);
     ~ZQUpdateDetailModel() override;
 
-    // Set-up of a new window: observes the load notification on `center`
-    // (none: not observed), reads the installed version and the parameters,
-    // arranges the layout, asks for the change log, centres the window and
-    // raises it to the modal-panel level.
-    void setUp(platform::DistributedNotificationCenter* center);
+    // Set-up of a new window: reads the installed version and the
+    // parameters, arranges the layout, asks for the change log, centres the
+    // window and raises it to the modal-panel level.
+    void setUp();
 
-    // The load notification arrived while the window exists: re-reads the
-    // parameters and arranges the layout again (only for "ZQUpdateDetail").
+    // A load request arrived while the window exists (the shell has stored
+    // its parameters): re-reads the parameters and arranges the layout again
+    // (only for "ZQUpdateDetail").
     void rearrangeUI(const QVariantMap& userInfo);
 
     // The web view's load of the current page ended.
     void webLoadFinished(bool ok);
+    // No web view can be made on this machine: the offline page is shown
+    // (by a viewer of local pages) and the window stays fully usable.
+    void webViewUnavailable();
 
     // Button actions.
     void installPackage();
@@ -75,6 +75,8 @@ public:
     int windowLevel() const { return m_windowLevel; }
     bool drawsWebBackground() const { return m_drawsWebBackground; }
     bool showsOfflinePage() const { return m_showingOffline; }
+    // Whether the change log (not the offline page) has arrived in the view.
+    bool changeLogArrived() const { return m_contentArrived && !m_showingOffline; }
     // True while the package is being handed to the desktop's handler.
     bool isInstalling() const { return m_installing; }
 
@@ -109,9 +111,9 @@ private:
     void setWindowLevel(int level);
     void writeChoice(const QString& notifyType);
     void closeWindow();
+    void showOfflinePage();
 
     ZQAssistConfig* m_config;
-    platform::DistributedNotificationCenter* m_center = nullptr;
 
     // The parameters of the current request.
     QString s_mode;

@@ -1,0 +1,6 @@
+#pragma once
+
+#include <QLoggingCategory>
+
+// Diagnostics of the page models ("vesko.pagemodels").
+Q_DECLARE_LOGGING_CATEGORY(lcPages)
