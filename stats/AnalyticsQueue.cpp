@@ -1,5 +1,6 @@
 #include "stats/AnalyticsQueue.h"
 
+#include "stats/ClaimOwner.h"
 #include "stats/StatsLog.h"
 
 #include <QDateTime>
@@ -119,10 +120,10 @@ bool AnalyticsQueue::openDatabase() {
                                               " claimed_until INTEGER NOT NULL DEFAULT 0)")) &&
                     query.exec(QStringLiteral("CREATE INDEX IF NOT EXISTS events_pending"
                                               " ON events(realtime, claimed_until, seq)"));
-                if (ok) {
+                failure = query.lastError();
+                if (ok && migrate(db, &failure)) {
                     return true;
                 }
-                failure = query.lastError();
             }
             db.close();
         }
@@ -164,7 +165,7 @@ bool AnalyticsQueue::setError(const QString& what, const QSqlError& error) {
 }
 
 bool AnalyticsQueue::enqueue(const QString& id, bool realTime, qint64 createdMs,
-                             const QByteArray& body, int capacity, int* dropped) {
+                             const QByteArray& body, int capacity, int* dropped, Sender sender) {
     if (dropped) {
         *dropped = 0;
     }
@@ -178,13 +179,18 @@ bool AnalyticsQueue::enqueue(const QString& id, bool realTime, qint64 createdMs,
     }
     {
         QSqlQuery insert(db);
-        insert.prepare(
-            QStringLiteral("INSERT INTO events(id, realtime, created_ms, body, claimed_until)"
-                           " VALUES(?, ?, ?, ?, 0)"));
+        insert.prepare(QStringLiteral(
+            "INSERT INTO events(id, realtime, created_ms, body, claimed_until, reporter_pid,"
+            " reporter_start, reporter_scope) VALUES(?, ?, ?, ?, 0, ?, ?, ?)"));
+        const ClaimOwner reporter =
+            sender == Sender::ThisProcess ? ClaimOwner::current() : ClaimOwner();
         insert.addBindValue(id);
         insert.addBindValue(realTime ? 1 : 0);
         insert.addBindValue(createdMs);
         insert.addBindValue(body);
+        insert.addBindValue(reporter.pid);
+        insert.addBindValue(reporter.startTicks);
+        insert.addBindValue(reporter.scope);
         if (!insert.exec()) {
             return setError(QStringLiteral("insert"), insert.lastError());
         }
@@ -216,10 +222,150 @@ bool AnalyticsQueue::enqueue(const QString& id, bool realTime, qint64 createdMs,
     return true;
 }
 
-QList<QueuedEvent> AnalyticsQueue::claim(bool realTime, int limit, qint64 nowMs,
+namespace {
+
+// Columns added since the first version of the queue: who reported an event
+// and who holds its claim (0 and '': nobody known).
+const char* const kAddedColumns[] = {
+    "reporter_pid INTEGER NOT NULL DEFAULT 0", "reporter_start INTEGER NOT NULL DEFAULT 0",
+    "reporter_scope TEXT NOT NULL DEFAULT ''", "owner_pid INTEGER NOT NULL DEFAULT 0",
+    "owner_start INTEGER NOT NULL DEFAULT 0",  "owner_scope TEXT NOT NULL DEFAULT ''",
+    "owner_until INTEGER NOT NULL DEFAULT 0",
+};
+
+}  // namespace
+
+bool AnalyticsQueue::migrate(QSqlDatabase& db, QSqlError* failure) {
+    const auto missingColumns = [&db] {
+        QStringList present;
+        QSqlQuery info(db);
+        if (info.exec(QStringLiteral("PRAGMA table_info(events)"))) {
+            while (info.next()) {
+                present << info.value(1).toString();
+            }
+        }
+        QStringList missing;
+        for (const char* column : kAddedColumns) {
+            const QString definition = QLatin1String(column);
+            if (!present.contains(definition.section(u' ', 0, 0))) {
+                missing << definition;
+            }
+        }
+        return missing;
+    };
+    if (missingColumns().isEmpty()) {
+        return true;
+    }
+    // Looked at again inside the write transaction: another process may be
+    // adding them at the same moment.
+    Transaction transaction(db);
+    if (!transaction.active()) {
+        *failure = transaction.error();
+        return false;
+    }
+    for (const QString& column : missingColumns()) {
+        QSqlQuery alter(db);
+        if (!alter.exec(QStringLiteral("ALTER TABLE events ADD COLUMN ") + column)) {
+            *failure = alter.lastError();
+            return false;
+        }
+    }
+    if (!transaction.commit()) {
+        *failure = transaction.error();
+        return false;
+    }
+    return true;
+}
+
+namespace {
+
+// Processes named in the queue's `prefix`_pid, _start and _scope columns
+// that have ended, found among the rows matching `where` (one bound value).
+QList<ClaimOwner> endedProcesses(QSqlDatabase& db, const QString& prefix, const QString& where,
+                                 qint64 value) {
+    QList<ClaimOwner> ended;
+    QSqlQuery query(db);
+    query.prepare(QStringLiteral("SELECT DISTINCT %1_pid, %1_start, %1_scope FROM events"
+                                 " WHERE %1_pid > 0 AND %2")
+                      .arg(prefix, where));
+    query.addBindValue(value);
+    if (!query.exec()) {
+        return ended;
+    }
+    while (query.next()) {
+        const ClaimOwner process{query.value(0).toLongLong(), query.value(1).toLongLong(),
+                                 query.value(2).toString()};
+        if (process.state() == ClaimOwner::State::Gone) {
+            ended << process;
+        }
+    }
+    return ended;
+}
+
+// Runs `statement` once per process, its pid, start and scope bound after `value`.
+int forEachProcess(QSqlDatabase& db, const QString& statement, qint64 value,
+                   const QList<ClaimOwner>& processes) {
+    int changed = 0;
+    for (const ClaimOwner& process : processes) {
+        QSqlQuery query(db);
+        query.prepare(statement);
+        query.addBindValue(value);
+        query.addBindValue(process.pid);
+        query.addBindValue(process.startTicks);
+        query.addBindValue(process.scope);
+        if (query.exec()) {
+            changed += query.numRowsAffected();
+        }
+    }
+    return changed;
+}
+
+// The condition of a claim or count of `selection`, with its bound values.
+QString selectionClause(const AnalyticsQueue::Selection& selection, QVariantList* values) {
+    const ClaimOwner& self = ClaimOwner::current();
+    *values << (selection.realTime ? 1 : 0) << (selection.normal ? 1 : 0) << selection.normalUpToSeq
+            << (selection.anyReporter ? 1 : 0) << self.scope << self.pid << self.startTicks;
+    return QStringLiteral(
+        "((realtime = 1 AND ?) OR (realtime = 0 AND ? AND seq <= ?))"
+        " AND (? OR reporter_pid = 0 OR reporter_scope != ?"
+        " OR (reporter_pid = ? AND reporter_start = ?))");
+}
+
+}  // namespace
+
+void AnalyticsQueue::takeOverFromEndedProcesses(QSqlDatabase& db, qint64 nowMs) {
+    // A claim names its owner only while it is the claim the owner made: a
+    // client of an older version renews a lease without naming itself, and
+    // then the lease alone decides.
+    const QList<ClaimOwner> owners =
+        endedProcesses(db, QStringLiteral("owner"),
+                       QStringLiteral("claimed_until > ? AND owner_until = claimed_until"), nowMs);
+    const int voided = forEachProcess(
+        db,
+        QStringLiteral("UPDATE events SET claimed_until = 0, owner_pid = 0, owner_start = 0,"
+                       " owner_scope = '', owner_until = 0 WHERE claimed_until > ?"
+                       " AND owner_pid = ? AND owner_start = ? AND owner_scope = ?"
+                       " AND owner_until = claimed_until"),
+        nowMs, owners);
+    // Events whose reporter ended are anyone's from now on.
+    const QList<ClaimOwner> reporters =
+        endedProcesses(db, QStringLiteral("reporter"), QStringLiteral("claimed_until <= ?"), nowMs);
+    const int adopted = forEachProcess(
+        db,
+        QStringLiteral("UPDATE events SET reporter_pid = 0, reporter_start = 0,"
+                       " reporter_scope = '' WHERE claimed_until <= ? AND reporter_pid = ?"
+                       " AND reporter_start = ? AND reporter_scope = ?"),
+        nowMs, reporters);
+    if (voided > 0 || adopted > 0) {
+        qCInfo(lcStats) << "analytics events of processes that have ended:" << voided
+                        << "claims given back," << adopted << "events open to any sender";
+    }
+}
+
+QList<QueuedEvent> AnalyticsQueue::claim(const Selection& selection, int limit, qint64 nowMs,
                                          qint64 leaseUntilMs) {
     QList<QueuedEvent> claimed;
-    if (!_open || limit <= 0) {
+    if (!_open || limit <= 0 || (!selection.realTime && !selection.normal)) {
         return claimed;
     }
     QSqlDatabase db = QSqlDatabase::database(_connection, false);
@@ -228,13 +374,18 @@ QList<QueuedEvent> AnalyticsQueue::claim(bool realTime, int limit, qint64 nowMs,
         setError(QStringLiteral("begin"), transaction.error());
         return claimed;
     }
+    takeOverFromEndedProcesses(db, nowMs);
     {
+        QVariantList values{nowMs};
+        const QString condition = selectionClause(selection, &values);
         QSqlQuery select(db);
-        select.prepare(
-            QStringLiteral("SELECT seq, id, created_ms, body FROM events"
-                           " WHERE realtime = ? AND claimed_until <= ? ORDER BY seq LIMIT ?"));
-        select.addBindValue(realTime ? 1 : 0);
-        select.addBindValue(nowMs);
+        select.prepare(QStringLiteral("SELECT seq, id, realtime, created_ms, body FROM events"
+                                      " WHERE claimed_until <= ? AND %1"
+                                      " ORDER BY realtime DESC, seq LIMIT ?")
+                           .arg(condition));
+        for (const QVariant& value : std::as_const(values)) {
+            select.addBindValue(value);
+        }
         select.addBindValue(limit);
         if (!select.exec()) {
             setError(QStringLiteral("claim"), select.lastError());
@@ -244,23 +395,33 @@ QList<QueuedEvent> AnalyticsQueue::claim(bool realTime, int limit, qint64 nowMs,
             QueuedEvent event;
             event.seq = select.value(0).toLongLong();
             event.id = select.value(1).toString();
-            event.realTime = realTime;
-            event.createdMs = select.value(2).toLongLong();
-            event.body = select.value(3).toByteArray();
+            event.realTime = select.value(2).toInt() != 0;
+            event.createdMs = select.value(3).toLongLong();
+            event.body = select.value(4).toByteArray();
             claimed << event;
         }
     }
     if (claimed.isEmpty()) {
+        // What was taken over from ended processes stays so.
+        transaction.commit();
         return claimed;
     }
     QList<qint64> seqs;
     for (const QueuedEvent& event : std::as_const(claimed)) {
         seqs << event.seq;
     }
+    const ClaimOwner& self = ClaimOwner::current();
     QSqlQuery update(db);
-    if (!update.exec(QStringLiteral("UPDATE events SET claimed_until = %1 WHERE seq IN (%2)")
-                         .arg(leaseUntilMs)
-                         .arg(seqList(seqs)))) {
+    update.prepare(QStringLiteral("UPDATE events SET claimed_until = ?, owner_pid = ?,"
+                                  " owner_start = ?, owner_scope = ?, owner_until = ?"
+                                  " WHERE seq IN (%1)")
+                       .arg(seqList(seqs)));
+    update.addBindValue(leaseUntilMs);
+    update.addBindValue(self.pid);
+    update.addBindValue(self.startTicks);
+    update.addBindValue(self.scope);
+    update.addBindValue(leaseUntilMs);
+    if (!update.exec()) {
         setError(QStringLiteral("claim"), update.lastError());
         return {};
     }
@@ -282,19 +443,40 @@ bool AnalyticsQueue::remove(const QList<qint64>& seqs) {
 }
 
 bool AnalyticsQueue::release(const QList<qint64>& seqs) {
-    return changeClaims(seqs, 0);
-}
-
-bool AnalyticsQueue::changeClaims(const QList<qint64>& seqs, qint64 claimedUntil) {
     if (!_open) {
         return false;
     }
     if (seqs.isEmpty()) {
         return true;
     }
-    return exec(QStringLiteral("UPDATE events SET claimed_until = %1 WHERE seq IN (%2)")
-                    .arg(claimedUntil)
-                    .arg(seqList(seqs)));
+    // Only claims that are still this process's own: after a lease ran out,
+    // the events may belong to another process's claim by now.
+    const ClaimOwner& self = ClaimOwner::current();
+    QSqlQuery query(QSqlDatabase::database(_connection, false));
+    query.prepare(QStringLiteral("UPDATE events SET claimed_until = 0, owner_pid = 0,"
+                                 " owner_start = 0, owner_scope = '', owner_until = 0"
+                                 " WHERE seq IN (%1) AND owner_pid = ? AND owner_start = ?"
+                                 " AND owner_scope = ? AND owner_until = claimed_until")
+                      .arg(seqList(seqs)));
+    query.addBindValue(self.pid);
+    query.addBindValue(self.startTicks);
+    query.addBindValue(self.scope);
+    if (!query.exec()) {
+        return setError(QStringLiteral("release"), query.lastError());
+    }
+    return true;
+}
+
+qint64 AnalyticsQueue::lastSeq() {
+    if (!_open) {
+        return 0;
+    }
+    QSqlQuery query(QSqlDatabase::database(_connection, false));
+    if (!query.exec(QStringLiteral("SELECT COALESCE(MAX(seq), 0) FROM events")) || !query.next()) {
+        setError(QStringLiteral("last"), query.lastError());
+        return 0;
+    }
+    return query.value(0).toLongLong();
 }
 
 bool AnalyticsQueue::exec(const QString& statement) {
@@ -317,15 +499,18 @@ int AnalyticsQueue::count() {
     return query.value(0).toInt();
 }
 
-int AnalyticsQueue::claimableCount(bool realTime, qint64 nowMs) {
+int AnalyticsQueue::claimableCount(const Selection& selection, qint64 nowMs) {
     if (!_open) {
         return -1;
     }
+    QVariantList values{nowMs};
+    const QString condition = selectionClause(selection, &values);
     QSqlQuery query(QSqlDatabase::database(_connection, false));
-    query.prepare(
-        QStringLiteral("SELECT COUNT(*) FROM events WHERE realtime = ? AND claimed_until <= ?"));
-    query.addBindValue(realTime ? 1 : 0);
-    query.addBindValue(nowMs);
+    query.prepare(QStringLiteral("SELECT COUNT(*) FROM events WHERE claimed_until <= ? AND %1")
+                      .arg(condition));
+    for (const QVariant& value : std::as_const(values)) {
+        query.addBindValue(value);
+    }
     if (!query.exec() || !query.next()) {
         setError(QStringLiteral("count"), query.lastError());
         return -1;
@@ -344,6 +529,21 @@ std::optional<qint64> AnalyticsQueue::nextLeaseExpiry(qint64 nowMs) {
         return std::nullopt;
     }
     return query.value(0).toLongLong();
+}
+
+bool AnalyticsQueue::holdsEventsOfOtherProcesses() {
+    const ClaimOwner& self = ClaimOwner::current();
+    if (!_open || self.pid <= 0) {
+        return false;
+    }
+    QSqlQuery query(QSqlDatabase::database(_connection, false));
+    query.prepare(QStringLiteral(
+        "SELECT EXISTS(SELECT 1 FROM events WHERE reporter_pid > 0 AND reporter_scope = ?"
+        " AND NOT (reporter_pid = ? AND reporter_start = ?))"));
+    query.addBindValue(self.scope);
+    query.addBindValue(self.pid);
+    query.addBindValue(self.startTicks);
+    return query.exec() && query.next() && query.value(0).toBool();
 }
 
 QList<QueuedEvent> AnalyticsQueue::events(int limit) {

@@ -4,8 +4,10 @@
 #include <QList>
 #include <QString>
 
+#include <limits>
 #include <optional>
 
+class QSqlDatabase;
 class QSqlError;
 
 // The durable queue of analytics events: one SQLite database,
@@ -14,9 +16,17 @@ class QSqlError;
 //
 // An event is on disk (the commit is synced, WAL with synchronous=FULL)
 // before enqueue() returns, so a process killed at any later moment loses
-// nothing. A sender claims a batch for a lease before posting it; a claim
-// whose owner died expires and the events are sent again by whoever comes
-// next (the service drops duplicates by the event's identifier).
+// nothing.
+//
+// Who sends what: an event is its reporting process's to send while that
+// process runs (so that a process waiting for the answer to its own event
+// gets it); once the process has ended, or when it cannot be judged from here
+// (ClaimOwner), the event is anyone's. A sender claims a batch for a lease
+// before posting it; the claim names its owner too: a claim whose owner no
+// longer runs is void at once and the next claim of any process takes the
+// events back; a claim whose owner cannot be judged ends with its lease.
+// Claims are made in one write transaction, so two running processes never
+// hold the same event.
 //
 // A Qt SQL connection belongs to the thread that opened it: an AnalyticsQueue
 // object is used only on the thread that created it. Several objects (threads,
@@ -54,25 +64,47 @@ public:
 
     // Adds an event and syncs it to disk. When the queue then holds more than
     // `capacity` events, the oldest ones are dropped (their number goes to
-    // *dropped). False when the event could not be stored.
+    // *dropped). False when the event could not be stored. `sender` says
+    // whether the event waits for this process's sender while it runs.
+    enum class Sender { ThisProcess, Anyone };
     bool enqueue(const QString& id, bool realTime, qint64 createdMs, const QByteArray& body,
-                 int capacity, int* dropped = nullptr);
+                 int capacity, int* dropped = nullptr, Sender sender = Sender::ThisProcess);
 
-    // Takes up to `limit` unclaimed events of one kind (oldest first) and marks
-    // them claimed until `leaseUntilMs`. Events whose lease ended before
-    // `nowMs` count as unclaimed.
-    QList<QueuedEvent> claim(bool realTime, int limit, qint64 nowMs, qint64 leaseUntilMs);
+    // Which events a claim may take: real-time ones, normal ones up to a
+    // sequence number, or both (real-time first); those of this process and
+    // of ended ones, or (`anyReporter`) also those of running processes.
+    struct Selection {
+        bool realTime = false;
+        bool normal = false;
+        qint64 normalUpToSeq = std::numeric_limits<qint64>::max();
+        bool anyReporter = false;
+    };
+    static Selection realTimeOnly() { return {true, false}; }
+    static Selection normalOnly() { return {false, true}; }
+    static Selection everything() { return {true, true, std::numeric_limits<qint64>::max(), true}; }
+
+    // Takes up to `limit` unclaimed events (oldest first within each kind)
+    // and marks them claimed by this process until `leaseUntilMs`. Events
+    // whose lease ended before `nowMs`, and events whose claiming process no
+    // longer runs, count as unclaimed.
+    QList<QueuedEvent> claim(const Selection& selection, int limit, qint64 nowMs,
+                             qint64 leaseUntilMs);
     // Removes events (delivered or refused for good).
     bool remove(const QList<qint64>& seqs);
     // Gives claimed events back (a failed attempt).
     bool release(const QList<qint64>& seqs);
+    // The highest sequence number in the queue (0 when it is empty).
+    qint64 lastSeq();
 
     // Events in the queue, claimed or not; -1 on error.
     int count();
-    // Unclaimed events of one kind.
-    int claimableCount(bool realTime, qint64 nowMs);
+    // Unclaimed events that a claim of `selection` could take.
+    int claimableCount(const Selection& selection, qint64 nowMs);
     // The earliest end of a lease still running at `nowMs`.
     std::optional<qint64> nextLeaseExpiry(qint64 nowMs);
+    // Whether other processes of this scope, running or not yet found ended,
+    // have events of their own queued.
+    bool holdsEventsOfOtherProcesses();
     // Events in queue order, at most `limit` (all with -1).
     QList<QueuedEvent> events(int limit = -1);
     // Empties the queue; returns the number removed, or -1 on error.
@@ -83,7 +115,8 @@ private:
     void closeDatabase();
     bool exec(const QString& statement);
     bool setError(const QString& what, const QSqlError& error);
-    bool changeClaims(const QList<qint64>& seqs, qint64 claimedUntil);
+    bool migrate(QSqlDatabase& db, QSqlError* failure);
+    void takeOverFromEndedProcesses(QSqlDatabase& db, qint64 nowMs);
 
     QString _folder;
     Durability _durability;

@@ -15,10 +15,12 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QRandomGenerator>
+#include <QSemaphore>
 #include <QTimer>
 #include <QUuid>
 
 #include <algorithm>
+#include <limits>
 
 namespace zq::stats {
 namespace {
@@ -43,12 +45,13 @@ Outcome classify(QNetworkReply::NetworkError error, int status) {
 }  // namespace
 
 AnalyticsSender::AnalyticsSender(const QString& folder, const TesselOptions& options,
-                                 const std::optional<QString>& device, int logLevel, bool leftovers)
+                                 const std::optional<QString>& device, int logLevel,
+                                 qint64 foundUpToSeq)
     : _folder(folder),
       _options(options),
       _device(device),
       _logLevel(logLevel),
-      _leftovers(leftovers) {}
+      _sendAllUpTo(foundUpToSeq) {}
 
 AnalyticsSender::~AnalyticsSender() = default;
 
@@ -84,8 +87,6 @@ void AnalyticsSender::start() {
     _watcher->addPath(settingsFolder);
     connect(_watcher, &QFileSystemWatcher::directoryChanged, this, [this] { purgeIfDisabled(); });
 
-    // Whatever an earlier process left has waited long enough.
-    _batchDue = _leftovers;
     pump();
 }
 
@@ -98,6 +99,19 @@ void AnalyticsSender::flushNormal() {
     pump();
 }
 
+void AnalyticsSender::flushAll() {
+    _sendAllUpTo = std::numeric_limits<qint64>::max();
+    _flushAll = true;
+    pump();
+}
+
+void AnalyticsSender::finishFlush() {
+    _sendAllUpTo = 0;
+    if (std::exchange(_flushAll, false)) {
+        emit allFlushed();
+    }
+}
+
 void AnalyticsSender::setDevice(const std::optional<QString>& device) {
     _device = device;
 }
@@ -106,8 +120,21 @@ void AnalyticsSender::setLogLevel(int level) {
     _logLevel = level;
 }
 
+void AnalyticsSender::quiesce(QSemaphore* idle) {
+    _stopped = true;
+    _idle = idle;
+    releaseIdleIfDone();
+}
+
+void AnalyticsSender::releaseIdleIfDone() {
+    if (_idle && !_reply) {
+        std::exchange(_idle, nullptr)->release();
+    }
+}
+
 void AnalyticsSender::stop() {
     _stopped = true;
+    _idle = nullptr;
     if (_reply) {
         QNetworkReply* reply = std::exchange(_reply, nullptr);
         reply->disconnect(this);
@@ -153,27 +180,49 @@ bool AnalyticsSender::purgeIfDisabled() {
     return true;
 }
 
-void AnalyticsSender::pump() {
-    if (_stopped || !_queue) {
-        return;
-    }
-    if (purgeIfDisabled() || !_queue->isOpen() || _reply || _retryTimer->isActive()) {
-        return;
+bool AnalyticsSender::canSend() {
+    if (purgeIfDisabled() || !_queue->isOpen()) {
+        return false;
     }
     const QUrl& endpoint = _options.endpoint;
     if (!endpoint.isValid() || (endpoint.scheme() != u"http" && endpoint.scheme() != u"https")) {
         qCWarning(lcStats) << "analytics endpoint" << endpoint.toString()
                            << "is not an http address; events stay queued";
+        return false;
+    }
+    return true;
+}
+
+void AnalyticsSender::pump() {
+    if (_stopped || !_queue) {
+        releaseIdleIfDone();
+        return;
+    }
+    if (!canSend()) {
+        finishFlush();  // nothing more can be sent: do not keep a flush waiting
+        return;
+    }
+    if (_reply || _retryTimer->isActive()) {
         return;
     }
     const qint64 now = nowMs();
     const qint64 leaseUntil = now + _options.claimLeaseMs;
-    QList<QueuedEvent> events = _queue->claim(true, _options.maxEventsPerRequest, now, leaseUntil);
+    if (_sendAllUpTo > 0) {
+        const QList<QueuedEvent> found = _queue->claim(
+            {true, true, _sendAllUpTo, _flushAll}, _options.maxEventsPerRequest, now, leaseUntil);
+        if (!found.isEmpty()) {
+            send(found, Batch::Found);
+            return;
+        }
+        finishFlush();
+    }
+    QList<QueuedEvent> events = _queue->claim(AnalyticsQueue::realTimeOnly(),
+                                              _options.maxEventsPerRequest, now, leaseUntil);
     if (!events.isEmpty()) {
-        send(events, true);
+        send(events, Batch::RealTime);
         return;
     }
-    const int normal = _queue->claimableCount(false, now);
+    const int normal = _queue->claimableCount(AnalyticsQueue::normalOnly(), now);
     if (normal <= 0) {
         _batchDue = false;
         _batchTimer->stop();
@@ -186,24 +235,31 @@ void AnalyticsSender::pump() {
         }
         return;
     }
-    events = _queue->claim(false, _options.maxEventsPerRequest, now, leaseUntil);
+    events =
+        _queue->claim(AnalyticsQueue::normalOnly(), _options.maxEventsPerRequest, now, leaseUntil);
     if (!events.isEmpty()) {
-        send(events, false);
+        send(events, Batch::Normal);
     }
 }
 
 void AnalyticsSender::scheduleLeaseCheck(qint64 nowMs) {
-    // Events claimed by a process that may have died come back when the
-    // lease ends; look again then.
-    const std::optional<qint64> expiry = _queue->nextLeaseExpiry(nowMs);
+    // Events claimed or reported by another process come back when it ends
+    // (the next claim sees that) or when the lease ends; look again then, or
+    // every few seconds while other processes hold events.
+    constexpr qint64 kOwnerCheckMs = 5000;
+    std::optional<qint64> expiry = _queue->nextLeaseExpiry(nowMs);
+    if (!expiry && _queue->holdsEventsOfOtherProcesses()) {
+        expiry = nowMs + kOwnerCheckMs;
+    }
     if (expiry) {
-        _leaseTimer->start(static_cast<int>(std::clamp<qint64>(*expiry - nowMs + 1, 1, 1 << 30)));
+        _leaseTimer->start(
+            static_cast<int>(std::clamp<qint64>(*expiry - nowMs + 1, 1, kOwnerCheckMs)));
     } else {
         _leaseTimer->stop();
     }
 }
 
-void AnalyticsSender::send(const QList<QueuedEvent>& events, bool realTime) {
+void AnalyticsSender::send(const QList<QueuedEvent>& events, Batch batch) {
     QJsonArray array;
     QList<qint64> broken;
     _inFlight.clear();
@@ -232,7 +288,7 @@ void AnalyticsSender::send(const QList<QueuedEvent>& events, bool realTime) {
         {QStringLiteral("device"), _device ? QJsonValue(*_device) : QJsonValue(QJsonValue::Null)},
         {QStringLiteral("events"), array},
     };
-    _inFlightRealTime = realTime;
+    _inFlightBatch = batch;
     _attempt = QUuid::createUuid().toString(QUuid::WithoutBraces);
     _audit->recordAttempt(_attempt, _options.endpoint.toString(), body);
 
@@ -244,7 +300,8 @@ void AnalyticsSender::send(const QList<QueuedEvent>& events, bool realTime) {
     _reply = _network->post(request, QJsonDocument(body).toJson(QJsonDocument::Compact));
     connect(_reply, &QNetworkReply::finished, this, &AnalyticsSender::finished);
     if (_logLevel > 0) {
-        qCInfo(lcStats) << "posting" << array.size() << (realTime ? "real-time" : "normal")
+        static const char* const kKinds[] = {"real-time", "normal", "queued"};
+        qCInfo(lcStats) << "posting" << array.size() << kKinds[static_cast<int>(batch)]
                         << "events to" << _options.endpoint.toString();
     }
 }
@@ -265,7 +322,7 @@ void AnalyticsSender::finished() {
             _queue->remove(seqs);
             _audit->recordResult(_attempt, status, QStringLiteral("delivered"), QString());
             _retryDelay = 0;
-            if (!_inFlightRealTime && !_batchDue) {
+            if (_inFlightBatch == Batch::Normal && !_batchDue) {
                 _batchTimer->stop();
             }
             if (_logLevel > 0) {
@@ -288,13 +345,14 @@ void AnalyticsSender::finished() {
                 status > 0 ? QStringLiteral("HTTP %1").arg(status) : reply->errorString();
             _audit->recordResult(_attempt, status, QStringLiteral("retry"), text);
             const qint64 delay = nextRetryDelay();
-            _retryNormal = !_inFlightRealTime || _batchDue;
+            _retryNormal = _inFlightBatch == Batch::Normal || _batchDue;
             _retryTimer->start(static_cast<int>(delay));
             if (_logLevel > 0) {
                 qCInfo(lcStats) << "analytics send failed:" << text << "; retrying in" << delay
                                 << "ms";
             }
             emit failed(ids, text, delay);
+            releaseIdleIfDone();
             return;
         }
     }

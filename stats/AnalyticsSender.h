@@ -13,6 +13,7 @@
 class QFileSystemWatcher;
 class QNetworkAccessManager;
 class QNetworkReply;
+class QSemaphore;
 class QTimer;
 
 namespace zq::stats {
@@ -25,10 +26,11 @@ class AnalyticsAudit;
 class AnalyticsSender : public QObject {
     Q_OBJECT
 public:
-    // `leftovers`: the queue held normal events before the client started;
-    // they are sent at once instead of waiting for a batch.
+    // `foundUpToSeq`: the last event in the queue when the client started.
+    // Everything up to it was left by earlier (or other) processes and is
+    // sent at once, with the first request, instead of waiting for a batch.
     AnalyticsSender(const QString& folder, const TesselOptions& options,
-                    const std::optional<QString>& device, int logLevel, bool leftovers);
+                    const std::optional<QString>& device, int logLevel, qint64 foundUpToSeq);
     ~AnalyticsSender() override;
 
 public slots:
@@ -38,8 +40,14 @@ public slots:
     void wake();
     // Send waiting normal events now.
     void flushNormal();
+    // Send every event in the queue that no other process has claimed, the
+    // waiting events of running processes too; allFlushed() follows when none
+    // is left to send.
+    void flushAll();
     void setDevice(const std::optional<QString>& device);
     void setLogLevel(int level);
+    // Starts nothing new; `idle` is released once no request is in flight.
+    void quiesce(QSemaphore* idle);
     // Abandons the request in flight (its events stay queued) and closes the queue.
     void stop();
 
@@ -48,11 +56,16 @@ signals:
     void rejected(const QStringList& ids, int httpStatus);
     void failed(const QStringList& ids, const QString& error, qint64 retryInMs);
     void purged(int count);
+    void allFlushed();
 
 private:
     void pump();
     bool purgeIfDisabled();
-    void send(const QList<QueuedEvent>& events, bool realTime);
+    enum class Batch { RealTime, Normal, Found };
+    void send(const QList<QueuedEvent>& events, Batch batch);
+    bool canSend();
+    void finishFlush();
+    void releaseIdleIfDone();
     void finished();
     void scheduleLeaseCheck(qint64 nowMs);
     qint64 nextRetryDelay();
@@ -62,7 +75,12 @@ private:
     std::optional<QString> _device;
     int _logLevel;
     bool _stopped = false;
-    bool _leftovers;
+    QSemaphore* _idle = nullptr;
+    // While positive, events up to this sequence number go out at once,
+    // real-time and normal together (with _flushAll, those that running
+    // processes reported too).
+    qint64 _sendAllUpTo;
+    bool _flushAll = false;
 
     std::unique_ptr<AnalyticsQueue> _queue;
     std::unique_ptr<AnalyticsAudit> _audit;
@@ -79,7 +97,7 @@ private:
     QNetworkReply* _reply = nullptr;
     QList<qint64> _inFlight;
     QStringList _inFlightIds;
-    bool _inFlightRealTime = false;
+    Batch _inFlightBatch = Batch::RealTime;
     QString _attempt;
 };
 

@@ -10,6 +10,7 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QJsonDocument>
+#include <QSemaphore>
 #include <QThread>
 
 #include <atomic>
@@ -72,7 +73,13 @@ std::unordered_map<quint64, std::unique_ptr<AnalyticsQueue>>& callerQueues() {
 
 std::atomic<quint64> nextSerial{1};
 
+std::atomic<TesselReport*> sharedReport{nullptr};
+
 }  // namespace
+
+AnalyticsShutdownGuard::~AnalyticsShutdownGuard() {
+    TesselReport::shutdownSharedInstance();
+}
 
 TesselOptions TesselOptions::fromConfiguration() {
     TesselOptions options;
@@ -114,26 +121,56 @@ using zq::stats::AnalyticsQueue;
 using zq::stats::AnalyticsSender;
 
 TesselReport::TesselReport(QObject* parent)
-    : QObject(parent), _serial(zq::stats::nextSerial++), _documentPath(defaultDocumentPath()) {}
+    : QObject(parent), _serial(zq::stats::nextSerial++), _documentPath(defaultDocumentPath()) {
+    if (QCoreApplication* app = QCoreApplication::instance()) {
+        connect(app, &QCoreApplication::aboutToQuit, this, [this] { shutdown(); });
+    }
+}
 
 TesselReport::~TesselReport() {
+    shutdown();
+}
+
+void TesselReport::shutdown(int graceMs) {
     if (_sender) {
+        if (graceMs > 0) {
+            QSemaphore idle;
+            QMetaObject::invokeMethod(
+                _sender, [sender = _sender, &idle] { sender->quiesce(&idle); },
+                Qt::QueuedConnection);
+            // The sender forgets `idle` in stop(), before it goes out of scope.
+            idle.tryAcquire(1, graceMs);
+        }
         QMetaObject::invokeMethod(_sender, &AnalyticsSender::stop, Qt::BlockingQueuedConnection);
         _thread->quit();
         _thread->wait();
         delete _sender;
         delete _thread;
+        _sender = nullptr;
+        _thread = nullptr;
     }
     zq::stats::callerQueues().erase(_serial);
+    _shutDown = true;
 }
 
 TesselReport* TesselReport::sharedInstance() {
     static TesselReport* instance = [] {
         auto* report = new TesselReport;
-        qAddPostRoutine([] { delete TesselReport::sharedInstance(); });
+        zq::stats::sharedReport = report;
+        // The last resort; shutdown() should have run long before.
+        qAddPostRoutine([] {
+            zq::stats::sharedReport = nullptr;
+            delete TesselReport::sharedInstance();
+        });
         return report;
     }();
     return instance;
+}
+
+void TesselReport::shutdownSharedInstance() {
+    if (TesselReport* report = zq::stats::sharedReport.load()) {
+        report->shutdown();
+    }
 }
 
 QString TesselReport::defaultDocumentPath() {
@@ -171,7 +208,7 @@ void TesselReport::setLogLevel(int level) {
 
 void TesselReport::startWithAppkey(const QString& appKey,
                                    const std::optional<QVariantMap>& config) {
-    if (_started) {
+    if (_started || _shutDown) {
         return;
     }
     _appKey = appKey;
@@ -188,19 +225,19 @@ void TesselReport::startWithAppkey(const QString& appKey,
             qCInfo(lcStats) << "analytics is switched off: removed" << removed << "queued events";
         }
     }
-    // Normal events of earlier processes are due now; those reported from
-    // here on wait for their batch.
-    const bool leftovers =
-        queue->isOpen() && queue->claimableCount(false, QDateTime::currentMSecsSinceEpoch()) > 0;
+    // What the queue holds now was left by earlier (or other) processes and
+    // goes out at once; events reported from here on wait for their batch.
+    const qint64 foundUpToSeq = queue->isOpen() ? queue->lastSeq() : 0;
 
     _thread = new QThread;
     _thread->setObjectName(QStringLiteral("analytics"));
-    _sender = new AnalyticsSender(_documentPath, _options, _device, _logLevel, leftovers);
+    _sender = new AnalyticsSender(_documentPath, _options, _device, _logLevel, foundUpToSeq);
     _sender->moveToThread(_thread);
     connect(_sender, &AnalyticsSender::delivered, this, &TesselReport::eventsDelivered);
     connect(_sender, &AnalyticsSender::rejected, this, &TesselReport::eventsRejected);
     connect(_sender, &AnalyticsSender::failed, this, &TesselReport::deliveryFailed);
     connect(_sender, &AnalyticsSender::purged, this, &TesselReport::queuePurged);
+    connect(_sender, &AnalyticsSender::allFlushed, this, &TesselReport::allFlushed);
     _thread->start();
     QMetaObject::invokeMethod(_sender, &AnalyticsSender::start, Qt::QueuedConnection);
 }
@@ -221,15 +258,28 @@ bool TesselReport::reportEvent(const TesselEvent& event) {
     }
     if (!zq::stats::analyticsEnabled()) {
         // The sender empties the queue when it sees the switch off.
-        QMetaObject::invokeMethod(_sender, &AnalyticsSender::wake, Qt::QueuedConnection);
+        if (_sender) {
+            QMetaObject::invokeMethod(_sender, &AnalyticsSender::wake, Qt::QueuedConnection);
+        }
         return false;
     }
-    AnalyticsQueue* queue = callerQueue();
+    if (_shutDown && !QCoreApplication::instance()) {
+        qCWarning(lcStats) << "analytics event" << event.code()
+                           << "after the application ended; not queued";
+        return false;
+    }
+    // After shutdown() an event still goes to disk, through a connection of
+    // its own that is closed at once.
+    std::unique_ptr<AnalyticsQueue> own;
+    AnalyticsQueue* queue =
+        _shutDown ? (own = std::make_unique<AnalyticsQueue>(_documentPath)).get() : callerQueue();
     int dropped = 0;
     const QByteArray body = QJsonDocument(event.toJson()).toJson(QJsonDocument::Compact);
-    if (!queue->enqueue(event.identifier(), event.isRealTime(),
-                        event.createdAt().toMSecsSinceEpoch(), body, _options.maxQueued,
-                        &dropped)) {
+    // Without a sender here, the event is anyone's to send.
+    if (!queue->enqueue(
+            event.identifier(), event.isRealTime(), event.createdAt().toMSecsSinceEpoch(), body,
+            _options.maxQueued, &dropped,
+            _shutDown ? AnalyticsQueue::Sender::Anyone : AnalyticsQueue::Sender::ThisProcess)) {
         qCWarning(lcStats) << "analytics event" << event.code()
                            << "not queued:" << queue->errorString();
         return false;
@@ -237,7 +287,9 @@ bool TesselReport::reportEvent(const TesselEvent& event) {
     if (dropped > 0) {
         qCInfo(lcStats) << "analytics queue full: dropped the" << dropped << "oldest events";
     }
-    QMetaObject::invokeMethod(_sender, &AnalyticsSender::wake, Qt::QueuedConnection);
+    if (_sender) {
+        QMetaObject::invokeMethod(_sender, &AnalyticsSender::wake, Qt::QueuedConnection);
+    }
     return true;
 }
 
@@ -247,10 +299,24 @@ void TesselReport::flush() {
     }
 }
 
+void TesselReport::flushAll() {
+    if (_sender) {
+        QMetaObject::invokeMethod(_sender, &AnalyticsSender::flushAll, Qt::QueuedConnection);
+    } else {
+        QMetaObject::invokeMethod(this, &TesselReport::allFlushed, Qt::QueuedConnection);
+    }
+}
+
 int TesselReport::pendingCount() {
+    if (_shutDown) {
+        return AnalyticsQueue(_documentPath).count();
+    }
     return callerQueue()->count();
 }
 
 int TesselReport::clearQueue() {
+    if (_shutDown) {
+        return AnalyticsQueue(_documentPath).clear();
+    }
     return callerQueue()->clear();
 }

@@ -17,6 +17,20 @@ namespace zq::stats {
 class AnalyticsQueue;
 class AnalyticsSender;
 
+// Shuts the process-wide analytics client down when it goes out of scope.
+// Declare it right after the application object in main(), so that it is
+// destroyed first on every way out of main():
+//
+//   QApplication app(argc, argv);
+//   const zq::stats::AnalyticsShutdownGuard analyticsGuard;
+class AnalyticsShutdownGuard {
+public:
+    AnalyticsShutdownGuard() = default;
+    ~AnalyticsShutdownGuard();
+    AnalyticsShutdownGuard(const AnalyticsShutdownGuard&) = delete;
+    AnalyticsShutdownGuard& operator=(const AnalyticsShutdownGuard&) = delete;
+};
+
 // How the analytics client queues and sends. Read from the deployment
 // configuration, then overridden by the dictionary given to startWithAppkey().
 //
@@ -57,9 +71,10 @@ struct TesselOptions {
 // once and normal events in batches (when `batchSize` are waiting or the
 // oldest has waited `batchIntervalMs`), retries with exponential backoff
 // while the service cannot be reached or answers with a server error, and
-// records every request in the audit log (AnalyticsAudit). Events left by an
-// earlier process are sent as soon as the client starts. Delivery is at least
-// once: the service drops repeats by the event's "id".
+// records every request in the audit log (AnalyticsAudit). Events that
+// earlier processes left in the queue go out with the client's first request
+// (in requests of up to `maxEventsPerRequest`). Delivery is at least once: the
+// service drops repeats by the event's "id".
 //
 // The user's switch (zq::stats::analyticsEnabled()) is consulted for every
 // event and before every send: while it is off nothing is queued or sent and
@@ -73,6 +88,14 @@ struct TesselOptions {
 // recorded); anything else is retried.
 //
 // Signals are delivered on the thread that owns this object.
+//
+// Shutting down: the client's sender thread and its SQLite connections must
+// be gone before the application object is destroyed (Qt SQL closes every
+// connection while the application object is torn down, under the feet of a
+// thread still using one). shutdown() does that; it runs from the destructor
+// and from QCoreApplication::aboutToQuit, and an application that may leave
+// main() without returning from exec() calls it itself, or keeps a
+// zq::stats::AnalyticsShutdownGuard next to its application object.
 class TesselReport : public QObject {
     Q_OBJECT
 public:
@@ -82,6 +105,8 @@ public:
     // The process-wide reporter, created on first use (after QCoreApplication)
     // and destroyed with the application object.
     static TesselReport* sharedInstance();
+    // shutdown() of the process-wide reporter, when it was created.
+    static void shutdownSharedInstance();
 
     // "<analytics folder>" of the product locations.
     static QString defaultDocumentPath();
@@ -109,10 +134,24 @@ public:
 
     // Sends the waiting normal events now instead of at the end of the batch interval.
     void flush();
+    // Sends every event in the queue (of every process) that no other running
+    // process is sending, now; allFlushed() follows when none is left to send
+    // or nothing can be sent (switched off, no usable endpoint). Failed
+    // requests are retried with the usual backoff meanwhile.
+    void flushAll();
     // Events waiting in the queue (of every process); -1 when it cannot be read.
     int pendingCount();
     // Empties the queue.
     int clearQueue();
+
+    // Stops the sender, waits for its thread and closes the calling thread's
+    // connection to the queue. A request in flight may finish within
+    // `graceMs`; after that it is abandoned and its events stay queued for the
+    // next client. Call it on the thread that owns this object; a second call
+    // does nothing. Events reported later are still stored (each through a
+    // connection of its own) and sent by the next client that starts.
+    void shutdown(int graceMs = 0);
+    bool isShutDown() const { return _shutDown; }
 
 signals:
     // The service holds these events.
@@ -123,6 +162,8 @@ signals:
     void deliveryFailed(const QStringList& ids, const QString& error, qint64 retryInMs);
     // The queue was emptied because analytics is switched off.
     void queuePurged(int count);
+    // After flushAll(): nothing is left that this client could send.
+    void allFlushed();
 
 private:
     zq::stats::AnalyticsQueue* callerQueue();
@@ -134,6 +175,7 @@ private:
     QString _appKey;
     zq::stats::TesselOptions _options;
     bool _started = false;
+    bool _shutDown = false;
     QThread* _thread = nullptr;
     zq::stats::AnalyticsSender* _sender = nullptr;
 };

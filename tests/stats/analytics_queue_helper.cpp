@@ -4,9 +4,10 @@
 //
 // Reports COUNT events (real-time and normal in turn) into the queue in
 // FOLDER and prints each event's identifier on its own line once
-// reportEvent() has returned, then "done". ENDPOINT is expected to be
-// unreachable: real-time sends fail and wait an hour before the next try,
-// normal events wait for a batch that never comes due.
+// reportEvent() has returned, then "done". Its claims last an hour, a
+// request may take as long (the test holds it at the service), and normal
+// events wait for a batch that never comes due: only this process's end can
+// set its events free.
 
 #include "stats/TesselReport.h"
 
@@ -29,8 +30,8 @@ int main(int argc, char* argv[]) {
                                        {"batchSize", 1000000},
                                        {"batchIntervalMs", 3600000},
                                        {"retryInitialMs", 3600000},
-                                       {"requestTimeoutMs", 1000},
-                                       {"claimLeaseMs", 6000}});
+                                       {"requestTimeoutMs", 3600000},
+                                       {"claimLeaseMs", 3600000}});
     const int count = args.at(3).toInt();
     for (int i = 0; i < count; ++i) {
         const QVariantMap params{{"n", QString::number(i)}};

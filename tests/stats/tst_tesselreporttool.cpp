@@ -35,6 +35,8 @@ private slots:
     void reportOperations_data();
     void reportOperations();
     void sharedInstanceUsesTheAnalyticsFolder();
+    // As main() does: the shared client stops before the application object goes.
+    void cleanupTestCase() { TesselReport::shutdownSharedInstance(); }
 
 private:
     struct Sent {

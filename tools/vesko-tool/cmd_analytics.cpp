@@ -1,5 +1,5 @@
-// vesko-tool analytics: report an event, show what left the machine, and the
-// user's switch.
+// vesko-tool analytics: report an event, send what is queued, show what left
+// the machine, and the user's switch.
 
 #include "platform/Configuration.h"
 #include "stats/AnalyticsAudit.h"
@@ -9,6 +9,7 @@
 #include "stats/ZQTesselReportTool.h"
 #include "tools/vesko-tool/Command.h"
 
+#include <QDateTime>
 #include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QFileInfo>
@@ -21,13 +22,16 @@
 
 namespace {
 
+using vesko::tool::err;
 using vesko::tool::fail;
 using vesko::tool::out;
 using vesko::tool::usageError;
 using vesko::tool::wantsHelp;
 
 const char kUsage[] =
-    "usage: vesko-tool analytics report CODE [--normal] [--timeout MS] [KEY=VALUE ...]\n"
+    "usage: vesko-tool analytics report CODE [--normal] [--timeout MS] [--print-queued]\n"
+    "                                       [KEY=VALUE ...]\n"
+    "       vesko-tool analytics flush [--timeout MS]\n"
     "       vesko-tool analytics audit\n"
     "       vesko-tool analytics queue\n"
     "       vesko-tool analytics status | enable | disable\n"
@@ -37,6 +41,13 @@ const char kUsage[] =
     "         A real-time event is sent at once and the command waits for the\n"
     "         service's answer (at most --timeout ms, default 10000); with --normal\n"
     "         the event is queued for the next batch. Prints the event and its fate.\n"
+    "         Events that earlier runs left in the queue go out with the first\n"
+    "         request, within the same bound. --print-queued prints \"queued ID\"\n"
+    "         on standard error as soon as the event is on disk.\n"
+    "flush    sends every queued event that no other running process is sending\n"
+    "         (also those that running processes keep for their next batch),\n"
+    "         and waits for the answers (at most --timeout ms, default 60000).\n"
+    "         Prints the counts; status 1 when events could not be sent.\n"
     "audit    prints every request the analytics client has sent from this user's\n"
     "         account (the body exactly as posted, with the service's answer).\n"
     "queue    prints the events waiting to be sent.\n"
@@ -81,6 +92,7 @@ QJsonObject status() {
 
 int runReport(QStringList args) {
     bool normal = false;
+    bool printQueued = false;
     int timeoutMs = 10000;
     QString code;
     QVariantMap params;
@@ -88,6 +100,8 @@ int runReport(QStringList args) {
         const QString arg = args.takeFirst();
         if (arg == u"--normal") {
             normal = true;
+        } else if (arg == u"--print-queued") {
+            printQueued = true;
         } else if (arg == u"--timeout") {
             bool ok = false;
             timeoutMs = args.isEmpty() ? -1 : args.takeFirst().toInt(&ok);
@@ -112,6 +126,7 @@ int runReport(QStringList args) {
         return fail(QStringLiteral("analytics is switched off ('vesko-tool analytics status')"));
     }
 
+    const QDeadlineTimer deadline(timeoutMs);
     ZQTesselReportTool* tool = ZQTesselReportTool::sharedInstance();
     TesselReport* reporter = tool->reporter();
     const QString appKey = QString::fromLatin1(ZQTesselReportTool::kAppKey);
@@ -149,6 +164,10 @@ int runReport(QStringList args) {
     if (!reporter->reportEvent(event)) {
         return fail(QStringLiteral("the event could not be queued (see the messages above)"));
     }
+    if (printQueued) {
+        err() << "queued " << id << '\n';
+        err().flush();
+    }
     if (normal) {
         outcome = QStringLiteral("queued");
     } else {
@@ -159,6 +178,9 @@ int runReport(QStringList args) {
         });
         loop.exec();
     }
+    // A request already on its way (with events that earlier runs left) may
+    // finish within the same bound.
+    reporter->shutdown(static_cast<int>(deadline.remainingTime()));
     result.insert("outcome", outcome);
     if (!error.isEmpty()) {
         result.insert("error", error);
@@ -169,6 +191,75 @@ int runReport(QStringList args) {
     }
     if (!normal && outcome != u"delivered") {
         return fail(QStringLiteral("not delivered yet (%1); the event stays queued").arg(error));
+    }
+    return 0;
+}
+
+int runFlush(QStringList args) {
+    int timeoutMs = 60000;
+    while (!args.isEmpty()) {
+        const QString arg = args.takeFirst();
+        bool ok = false;
+        if (arg == u"--timeout" && !args.isEmpty()) {
+            timeoutMs = args.takeFirst().toInt(&ok);
+        }
+        if (!ok || timeoutMs <= 0) {
+            return usageError(QStringLiteral("flush takes only --timeout MS (a positive number)"),
+                              kUsage);
+        }
+    }
+    if (!zq::stats::analyticsEnabled()) {
+        return fail(QStringLiteral("analytics is switched off ('vesko-tool analytics status')"));
+    }
+    TesselReport* reporter = ZQTesselReportTool::sharedInstance()->reporter();
+    const int before = reporter->pendingCount();
+    int delivered = 0;
+    int rejected = 0;
+    int failedAttempts = 0;
+    QString lastError;
+    bool finished = false;
+    QEventLoop loop;
+    QObject::connect(reporter, &TesselReport::eventsDelivered, &loop,
+                     [&](const QStringList& ids) { delivered += static_cast<int>(ids.size()); });
+    QObject::connect(
+        reporter, &TesselReport::eventsRejected, &loop,
+        [&](const QStringList& ids, int) { rejected += static_cast<int>(ids.size()); });
+    QObject::connect(reporter, &TesselReport::deliveryFailed, &loop,
+                     [&](const QStringList&, const QString& why, qint64) {
+                         ++failedAttempts;
+                         lastError = why;
+                     });
+    QObject::connect(reporter, &TesselReport::allFlushed, &loop, [&] {
+        finished = true;
+        loop.quit();
+    });
+    QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
+    reporter->flushAll();
+    loop.exec();
+    // A request still in flight at the bound is abandoned; its events stay queued.
+    reporter->shutdown();
+
+    zq::stats::AnalyticsQueue queue(analyticsFolder());
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    const int unsent = queue.claimableCount(zq::stats::AnalyticsQueue::everything(), now);
+    const int queued = queue.count();
+    QJsonObject result{{"queuedBefore", before}, {"delivered", delivered},
+                       {"rejected", rejected},   {"failedAttempts", failedAttempts},
+                       {"queued", queued},       {"sendingElsewhere", queued - unsent},
+                       {"finished", finished}};
+    if (!lastError.isEmpty()) {
+        result.insert("lastError", lastError);
+    }
+    printJson(result);
+    if (!finished) {
+        return fail(QStringLiteral("not done within %1 ms; %2 events stay queued")
+                        .arg(timeoutMs)
+                        .arg(queued));
+    }
+    if (unsent > 0 || rejected > 0) {
+        return fail(QStringLiteral("%1 events could not be sent, %2 were refused by the service")
+                        .arg(unsent)
+                        .arg(rejected));
     }
     return 0;
 }
@@ -219,8 +310,13 @@ int runAnalytics(const QStringList& args) {
     if (wantsHelp(rest, kUsage)) {
         return 0;
     }
+    // The client stops before the application object goes, on every way out.
+    const zq::stats::AnalyticsShutdownGuard analyticsGuard;
     if (sub == u"report") {
         return runReport(rest);
+    }
+    if (sub == u"flush") {
+        return runFlush(rest);
     }
     if (!rest.isEmpty()) {
         return usageError(QStringLiteral("'%1' takes no arguments").arg(sub), kUsage);

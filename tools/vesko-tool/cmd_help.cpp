@@ -8,6 +8,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QTimer>
 
 namespace {
@@ -29,9 +31,13 @@ const char kUsage[] =
     "  fetch   asks the web service for a list newer than V (none: the caller\n"
     "          holds no list), through the encrypted wall or, with --plain, as\n"
     "          a plain GET. Prints {\"request\", \"heldVersion\", \"upToDate\",\n"
-    "          \"expandFirst\", \"version\", \"entries\", \"error\"}: the completion's\n"
-    "          values and the accepted entries. A newer list replaces the help\n"
-    "          cache, as the window's refresh does. Status 1 with an error text.\n"
+    "          \"expandFirst\", \"version\", \"entries\", \"error\", \"httpStatus\"}: the\n"
+    "          completion's values, the accepted entries and the answer's HTTP\n"
+    "          status. A newer list replaces the help cache, as the window's\n"
+    "          refresh does. The help window does not look at the status, so an\n"
+    "          answer with a status other than 2xx still gives these values; the\n"
+    "          tool then says so on standard error and exits with status 1, as it\n"
+    "          does with an error text.\n"
     "  cache   prints the help cache as the window reads it ({\"expandFirst\",\n"
     "          \"version\", \"entries\", \"error\", \"folder\"}); --seed first fills a\n"
     "          missing cache folder from the application's seed list.\n";
@@ -60,6 +66,17 @@ QJsonValue entriesJson(const std::optional<ZQHelpInfoDataList>& list) {
     return entries;
 }
 
+// The HTTP status of the answer that completed a request made with `context`:
+// the help list call makes its network manager a child of the context, and
+// the reply lives until its handler (and so the completion) has returned.
+std::optional<int> answerStatus(const QObject& context) {
+    const auto* manager = context.findChild<QNetworkAccessManager*>();
+    const auto* reply = manager ? manager->findChild<QNetworkReply*>() : nullptr;
+    const QVariant status =
+        reply ? reply->attribute(QNetworkRequest::HttpStatusCodeAttribute) : QVariant();
+    return status.isValid() ? std::optional<int>(status.toInt()) : std::nullopt;
+}
+
 void print(const QJsonObject& object) {
     out() << QJsonDocument(object).toJson(QJsonDocument::Indented);
     out().flush();
@@ -70,7 +87,9 @@ int runFetch(const QStringList& args) {
         "usage: vesko-tool help fetch [--plain] [--version V]\n"
         "\n"
         "Asks the help list service for a list newer than V and prints the\n"
-        "completion's values and the accepted entries as JSON.\n";
+        "completion's values, the accepted entries and the answer's HTTP status\n"
+        "as JSON. A status other than 2xx is reported on standard error (status 1),\n"
+        "although the completion's values stay what the help window gets.\n";
     if (wantsHelp(args, kFetchUsage)) {
         return 0;
     }
@@ -98,6 +117,8 @@ int runFetch(const QStringList& args) {
                              {"version", optionalText(v)},
                              {"entries", entriesJson(list)},
                              {"error", optionalText(error)}};
+        const std::optional<int> status = answerStatus(context);
+        result->insert("httpStatus", status ? QJsonValue(*status) : QJsonValue(QJsonValue::Null));
         loop.quit();
     };
     if (plain) {
@@ -114,12 +135,20 @@ int runFetch(const QStringList& args) {
         return fail(QStringLiteral("no answer within %1 seconds").arg(kBoundMs / 1000));
     }
     print(*result);
+    int exitStatus = 0;
     if (!result->value("error").isNull()) {
         err() << "vesko-tool: " << result->value("error").toString() << '\n';
-        err().flush();
-        return 1;
+        exitStatus = 1;
     }
-    return 0;
+    const QJsonValue status = result->value("httpStatus");
+    if (status.isDouble() && (status.toInt() < 200 || status.toInt() > 299)) {
+        err() << "vesko-tool: the service answered with HTTP status " << status.toInt()
+              << "; the help list call does not look at the status, so the values above are"
+                 " what the help window would use\n";
+        exitStatus = 1;
+    }
+    err().flush();
+    return exitStatus;
 }
 
 int runCache(const QStringList& args) {
