@@ -380,10 +380,12 @@ void ZQHelpListInfoDataManager::checkUserHelpInfoFile() {
     }
     QDir().mkpath(folder);
     const auto copy = [](const QString& from, const QString& to) {
-        if (QFile::copy(from, to)) {
-            // Resources are read-only; the cache is the user's to replace.
-            QFile::setPermissions(
-                to, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther);
+        // A copy the user owns, written whole (the resources are read-only).
+        const std::optional<QByteArray> bytes =
+            platform::readFile(from, platform::ReadLimit::kPicture);
+        QSaveFile file(to);
+        if (bytes && file.open(QIODevice::WriteOnly) && file.write(*bytes) == bytes->size()) {
+            file.commit();
         }
     };
     const QString seeds = seedFolder();

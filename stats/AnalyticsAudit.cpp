@@ -1,5 +1,6 @@
 #include "stats/AnalyticsAudit.h"
 
+#include "platform/FileRead.h"
 #include "stats/StatsLog.h"
 
 #include <QDateTime>
@@ -17,12 +18,13 @@ QString nowText() {
 }
 
 void readLines(const QString& path, QJsonArray& attempts, QHash<QString, qsizetype>& index) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
+    const std::optional<QByteArray> bytes =
+        platform::readFile(path, platform::ReadLimit::kPropertyList);
+    if (!bytes) {
         return;
     }
-    while (!file.atEnd()) {
-        const QByteArray line = file.readLine().trimmed();
+    for (const QByteArray& raw : bytes->split('\n')) {
+        const QByteArray line = raw.trimmed();
         if (line.isEmpty()) {
             continue;
         }

@@ -1,11 +1,13 @@
 #include "stats/AnalyticsQueue.h"
 
+#include "platform/FileRead.h"
 #include "stats/ClaimOwner.h"
 #include "stats/StatsLog.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -13,6 +15,7 @@
 #include <QVariant>
 
 #include <atomic>
+#include <limits>
 
 namespace zq::stats {
 namespace {
@@ -96,6 +99,20 @@ QString AnalyticsQueue::databasePath(const QString& folder) {
 
 bool AnalyticsQueue::openDatabase() {
     const QString path = databasePath(_folder);
+    QString notAFile;
+    if (QFileInfo::exists(path) &&
+        !platform::isReadableRegularFile(path, std::numeric_limits<qint64>::max(), &notAFile)) {
+        // Something that is no database file in the queue's place: kept for
+        // inspection, and a new queue is started.
+        const QString aside =
+            path + QStringLiteral(".unreadable-") +
+            QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMddHHmmsszzz"));
+        qCWarning(lcStats) << "analytics queue not opened:" << notAFile << "; moved to" << aside;
+        if (!QFile::rename(path, aside)) {
+            _error = notAFile;
+            return false;
+        }
+    }
     for (int attempt = 0; attempt < 2; ++attempt) {
         QSqlError failure;
         {

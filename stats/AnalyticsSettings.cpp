@@ -1,6 +1,7 @@
 #include "stats/AnalyticsSettings.h"
 
 #include "platform/Configuration.h"
+#include "platform/FileRead.h"
 #include "platform/Locations.h"
 #include "stats/StatsLog.h"
 
@@ -16,14 +17,15 @@ namespace {
 // (tens of microseconds, against milliseconds for queueing the event), so a
 // change made by another process is never missed.
 std::optional<QString> readChoiceText(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
+    const std::optional<QByteArray> bytes =
+        platform::readFile(path, platform::ReadLimit::kConfiguration);
+    if (!bytes) {
         return std::nullopt;
     }
     QString section;
     std::optional<QString> value;
-    while (!file.atEnd()) {
-        const QString line = QString::fromUtf8(file.readLine()).trimmed();
+    for (const QByteArray& raw : bytes->split('\n')) {
+        const QString line = QString::fromUtf8(raw).trimmed();
         if (line.startsWith(u'[') && line.endsWith(u']')) {
             section = line.mid(1, line.size() - 2).trimmed();
             continue;

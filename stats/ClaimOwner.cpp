@@ -1,5 +1,7 @@
 #include "stats/ClaimOwner.h"
 
+#include "platform/FileRead.h"
+
 #include <QByteArray>
 #include <QFile>
 #include <QList>
@@ -12,11 +14,7 @@ namespace zq::stats {
 namespace {
 
 QByteArray readSmallFile(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        return {};
-    }
-    return file.read(4096);  // files under /proc report no size; these are short
+    return platform::readFile(path, platform::ReadLimit::kSystemFact).value_or(QByteArray());
 }
 
 struct ProcessStat {
