@@ -48,6 +48,8 @@ private slots:
     void fetchThroughTheWall();
     void fetchPlainUpToDate();
     void fetchReportsTheErrorText();
+    void fetchReportsTheHttpStatus_data();
+    void fetchReportsTheHttpStatus();
     void cacheWithSeed();
     void feedbackWithPictures();
     void feedbackWithoutPictures();
@@ -94,6 +96,27 @@ void TestHelpTool::fetchReportsTheErrorText() {
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.json.value("error").toString(), QString("failed to decrypt data"));
     QVERIFY(run.stderrText.contains("failed to decrypt data"));
+}
+
+// The help list call does not look at the status; the tool shows it.
+void TestHelpTool::fetchReportsTheHttpStatus_data() {
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<int>("status");
+    QTest::newRow("plain, 503") << QStringList{"--plain"} << "/mac_feed_tpl" << 503;
+    QTest::newRow("plain, 404") << QStringList{"--plain"} << "/mac_feed_tpl" << 404;
+    QTest::newRow("wall, 503") << QStringList{} << "/q" << 503;
+}
+
+void TestHelpTool::fetchReportsTheHttpStatus() {
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, path);
+    QFETCH(int, status);
+    QVERIFY(_service.setFault(path, "status", {{"status", status}}));
+    const ToolRun run = runTool(QStringList{"help", "fetch"} + arguments);
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.json.value("httpStatus").toInt(), status);
+    QVERIFY2(run.stderrText.contains(QByteArray::number(status)), run.stderrText.constData());
 }
 
 void TestHelpTool::cacheWithSeed() {
