@@ -165,8 +165,9 @@ QString ZQAboutModel::debugOfferTitle() {
 }
 
 QString ZQAboutModel::debugOfferText() {
-    //%
-    //"协助调试模式开启后，我们将在4小时内收集上传Vesko输入法的核心按键日志和相关数据，并开启性能监测，以便于排查产品问题。如您当前使用Vesko输入法无异常，不建议开启。"
+    //% "协助调试模式开启后，我们将在4小时内收集上传Vesko输入法的核心按键日志和"
+    //% "相关数据，并开启性能监测，以便于排查产品问题。如您当前使用Vesko输入法无异常，"
+    //% "不建议开启。"
     return qtTrId("zq-about-debug-offer-text");
 }
 

@@ -30,14 +30,16 @@ ZQDebugModeModel::ZQDebugModeModel(platform::Clock* clock, QObject* parent)
 ZQDebugModeModel::~ZQDebugModeModel() = default;
 
 QString ZQDebugModeModel::onText() {
-    //%
-    //"协助调试模式开启后，输入法会即时上传您的基础配置和同步日志文件，定时收集核心模块的按键日志，并实时开启性能监测。\n协助调试模式收集的所有信息，将用于且只用于排查和解决产品问题。"
+    //% "协助调试模式开启后，输入法会即时上传您的基础配置和同步日志文件，定时收集"
+    //% "核心模块的按键日志，并实时开启性能监测。\n协助调试模式收集的所有信息，"
+    //% "将用于且只用于排查和解决产品问题。"
     return qtTrId("zq-debug-mode-on-text");
 }
 
 QString ZQDebugModeModel::offText() {
-    //%
-    //"协助调试模式已关闭，输入法将不再上传您的基础配置和同步日志文件，停止收集核心模块的按键日志，性能监测已关闭。\n已收集的信息，将用于且只用于排查和解决产品问题，感谢您对Vesko输入法的信任与配合。"
+    //% "协助调试模式已关闭，输入法将不再上传您的基础配置和同步日志文件，停止收集"
+    //% "核心模块的按键日志，性能监测已关闭。\n已收集的信息，将用于且只用于排查"
+    //% "和解决产品问题，感谢您对Vesko输入法的信任与配合。"
     return qtTrId("zq-debug-mode-off-text");
 }
 
