@@ -143,7 +143,7 @@ void ZQAbout::buildView(QWidget* parent) {
 
     // Inside the check button's leading blanks.
     updateCheckIndicator = new ZQSpinnerView(_clock, _view);
-    placeAt(updateCheckIndicator, 160, 78, 14, 14);
+    placeAt(updateCheckIndicator, 149, 78, 14, 14);
 
     _customProView = new ZQCustomProgress(QRectF(95, 83, 200, 6), _view);
     _customProView->setObjectName(QStringLiteral("progress"));

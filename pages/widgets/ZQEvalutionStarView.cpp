@@ -94,10 +94,18 @@ void ZQEvalutionStarView::paintEvent(QPaintEvent*) {
         const qreal x = i * (w + ZQEvaluationModel::kStarSpacing);
         _starImages[i].draw(&painter, QRectF(x, (h - w) / 2, w, w));
     }
-    if (hasFocus()) {
+    if (hasFocus() && _keyboardFocus) {
         painter.setPen(QPen(QColor(255, 100, 44, 140), 1, Qt::DotLine));
         painter.drawRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5));
     }
+}
+
+void ZQEvalutionStarView::focusInEvent(QFocusEvent* event) {
+    // The focus ring shows for the keyboard only.
+    _keyboardFocus = event->reason() == Qt::TabFocusReason ||
+                     event->reason() == Qt::BacktabFocusReason ||
+                     event->reason() == Qt::ShortcutFocusReason;
+    QWidget::focusInEvent(event);
 }
 
 void ZQEvalutionStarView::mouseReleaseEvent(QMouseEvent* event) {

@@ -30,10 +30,12 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
 
 private:
     ZQEvaluationModel* _model;
     ZQImage _imageNormal;
     ZQImage _imageSelect;
     QList<ZQImage> _starImages;
+    bool _keyboardFocus = false;
 };
