@@ -2,13 +2,12 @@
 
 #include "log/ZQLogManager.h"
 #include "pages/models/PageModelsLog.h"
+#include "pages/models/ZQAboutServices.h"
 #include "platform/Clock.h"
 #include "platform/Configuration.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/Plist.h"
 #include "platform/Workspace.h"
-#include "stats/ZQPubStatistician.h"
-#include "stats/ZQTesselReportTool.h"
 #include "utility/ProductLocations.h"
 #include "utility/SystemInfo.h"
 #include "utility/ZQSiblingApps.h"
@@ -96,7 +95,9 @@ ZQAboutModel::ZQAboutModel(platform::Clock* clock, QObject* parent)
     : QObject(parent), _clock(clock ? clock : platform::Clock::system()) {
     _queue.setMaxThreadCount(1);  // a serial queue: outcomes come back in order
     _reporter = [](const QString& code, const QVariantMap& params) {
-        ZQTesselReportTool::sharedInstance()->reportDataWithEventCode(code, params);
+        if (ZQAboutServices* services = zq::pages::aboutServices()) {
+            services->reportDataWithEventCode(code, params);
+        }
     };
 }
 
@@ -227,8 +228,9 @@ void ZQAboutModel::newVersion(const QVariantMap& payload) {
         std::optional<QString> version;
         int state = StateCheckFailed;
     };
+    ZQAboutServices* services = zq::pages::aboutServices();  // loaded on this thread
     inBackground<Outcome>(
-        [payload] {
+        [payload, services] {
             Outcome outcome;
             const std::optional<QString> installed = GetInputMethodVersion();
             ZQ_RUN_LOG_KV(kLogType, QStringLiteral("curVer"), installed.value_or(QString()));
@@ -238,7 +240,9 @@ void ZQAboutModel::newVersion(const QVariantMap& payload) {
             if (!outcome.version) {
                 return outcome;  // no payload, or no version in it: the check failed
             }
-            ZQPubStatistician::setPubDataValue(*outcome.version, kNewVersionKey);
+            if (services) {
+                services->setPubDataValue(*outcome.version, kNewVersionKey);
+            }
             const bool needed = VeskoInputNeedUpdate(*outcome.version);
             outcome.state = needed ? StateNewVersion : StateUpToDate;
             ZQ_RUN_LOG_KV(kLogType, QStringLiteral("result"), needed);
@@ -526,3 +530,7 @@ void ZQAboutModel::report(const QString& code, const QVariantMap& params) {
         _reporter(code, params);
     }
 }
+
+// The meta-object code in this file's own object, so that a module linking
+// another page does not pull this one in.
+#include "moc_ZQAboutModel.cpp"

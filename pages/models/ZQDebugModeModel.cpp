@@ -1,7 +1,8 @@
 #include "pages/models/ZQDebugModeModel.h"
 
 #include "platform/Clock.h"
-#include "stats/ZQCloudStatitician.h"
+#include "platform/Plist.h"
+#include "utility/ProductLocations.h"
 #include "utility/SystemInfo.h"
 #include "utility/ZQSiblingApps.h"
 
@@ -59,8 +60,9 @@ QString ZQDebugModeModel::getDebugModeTimeString() const {
 }
 
 std::optional<qint64> ZQDebugModeModel::storedFinishTime() {
-    const QVariant value =
-        ZQCloudStatitician::sharedInstance()->getValueForKeyStat3(kFinishedTimeKey);
+    const std::optional<QVariantMap> store =
+        platform::Plist::readDictionary(zq::utility::userDataFilePath(QStringLiteral("stat3.dat")));
+    const QVariant value = store ? store->value(kFinishedTimeKey) : QVariant();
     bool ok = false;
     double seconds = 0;
     switch (value.typeId()) {
@@ -159,3 +161,7 @@ void ZQDebugModeModel::updateCloseText() {
     --_timeCount;
     emit changed();
 }
+
+// The meta-object code in this file's own object, so that a module linking
+// another page does not pull this one in.
+#include "moc_ZQDebugModeModel.cpp"

@@ -59,7 +59,10 @@ public:
     // "%1～%2": now and now + four hours, "yyyy-MM-dd HH:mm" in local time.
     QString getDebugModeTimeString() const;
     static QString formatTime(const QDateTime& time);
-    // The end of a running period as the cloud store holds it, or none.
+    // The end of a running period as the cloud store ("stat3.dat", a plain
+    // property list) holds it, or none. Read with the property-list reader,
+    // as ZQCloudStatitician's getValueForKeyStat3 reads it, so that this
+    // window does not load the statistics library with its analytics client.
     static std::optional<qint64> storedFinishTime();
 
     static QString onText();

@@ -1,7 +1,7 @@
 #include "pages/models/ZQEvaluationModel.h"
 
-#include "help/ZQHelpListInfoDataManager.h"
 #include "pages/models/PageModelsLog.h"
+#include "pages/models/ZQAboutServices.h"
 
 #include <QRectF>
 #include <QRegularExpression>
@@ -144,12 +144,13 @@ bool ZQEvaluationModel::updateViewWithScoreDict(const QVariant& data) {
 }
 
 void ZQEvaluationModel::getScoringOverview() {
-    ZQHelpListInfoDataManager::getScoringOverviewData(
-        this, [this](const zq::net::OptionalError& error, bool success, const QVariant& data) {
-            if (!error && success && !updateViewWithScoreDict(data)) {
+    if (ZQAboutServices* services = zq::pages::aboutServices()) {
+        services->getScoringOverviewData(this, [this](const QVariant& data) {
+            if (!updateViewWithScoreDict(data)) {
                 qCInfo(lcPages) << "score overview not taken:" << data;
             }
         });
+    }
 }
 
 void ZQEvaluationModel::commitEvaluation(const QString& comment) {
@@ -160,22 +161,31 @@ void ZQEvaluationModel::commitEvaluation(const QString& comment) {
         emit alertRequested(noStarText());
         return;
     }
+    ZQAboutServices* services = zq::pages::aboutServices();
+    if (!services) {
+        emit alertRequested(failureText());
+        return;
+    }
     _submitting = true;
     emit submittingChanged(true);
-    ZQHelpListInfoDataManager::submitUserEvaluationWithContactInfo(
-        comment, _selectIndex, this, [this](const zq::net::OptionalError& error, bool success) {
-            _submitting = false;
-            emit submittingChanged(false);
-            if (!error && success) {
-                clearEvaluation();
-                emit alertRequested(successText());
-            } else {
-                emit alertRequested(failureText());
-            }
-        });
+    services->submitUserEvaluation(comment, _selectIndex, this,
+                                   [this](bool delivered, bool success) {
+                                       _submitting = false;
+                                       emit submittingChanged(false);
+                                       if (delivered && success) {
+                                           clearEvaluation();
+                                           emit alertRequested(successText());
+                                       } else {
+                                           emit alertRequested(failureText());
+                                       }
+                                   });
 }
 
 void ZQEvaluationModel::clearEvaluation() {
     setSelectIndex(0);
     emit evaluationCleared();
 }
+
+// The meta-object code in this file's own object, so that a module linking
+// another page does not pull this one in.
+#include "moc_ZQEvaluationModel.cpp"

@@ -238,3 +238,7 @@ void ZQAbout::showDebugModeWindow() {
     zq::pagehost::bringToFront(window);
     _view->window()->close();
 }
+
+// The meta-object code in this file's own object, so that a module linking
+// another page does not pull this one in.
+#include "moc_ZQAbout.cpp"

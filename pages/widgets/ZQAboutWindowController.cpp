@@ -65,3 +65,7 @@ void ZQAboutWindowController::showEvaluationView() {
     _evaluationViewController->view()->show();
     _aboutViewController->view()->hide();
 }
+
+// The meta-object code in this file's own object, so that a module linking
+// another page does not pull this one in.
+#include "moc_ZQAboutWindowController.cpp"

@@ -207,3 +207,7 @@ void ZQDebugModeController::applyState() {
                         text.mid(start + _model->highlightLength()).toHtmlEscaped());
     _timeLabel->setVisible(_model->countdownVisible());
 }
+
+// The meta-object code in this file's own object, so that a module linking
+// another page does not pull this one in.
+#include "moc_ZQDebugModeController.cpp"

@@ -156,3 +156,7 @@ void ZQEvaluationViewController::showAlertWithText(const QString& text) {
     box->addButton(qtTrId("zq-evaluation-alert-ok"), QMessageBox::AcceptRole);
     box->open();
 }
+
+// The meta-object code in this file's own object, so that a module linking
+// another page does not pull this one in.
+#include "moc_ZQEvaluationViewController.cpp"

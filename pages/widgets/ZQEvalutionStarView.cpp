@@ -144,3 +144,7 @@ void ZQEvalutionStarView::keyPressEvent(QKeyEvent* event) {
     }
     QWidget::keyPressEvent(event);
 }
+
+// The meta-object code in this file's own object, so that a module linking
+// another page does not pull this one in.
+#include "moc_ZQEvalutionStarView.cpp"

@@ -203,6 +203,8 @@ if __name__ == "__main__":
         status = main()
     except Exception as failure:  # a failed wait or check, or a broken step
         print("FAIL: %s" % failure, file=sys.stderr)
+        for log in sorted(f for f in os.listdir(ROOT) if f.endswith(".log")):
+            print("== %s\n%s" % (log, open(os.path.join(ROOT, log)).read()[-2000:]), file=sys.stderr)
         status = 1
     finally:
         for process in processes:
