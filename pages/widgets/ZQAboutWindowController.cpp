@@ -50,8 +50,12 @@ void ZQAboutWindowController::awakeFromNib() {
 bool ZQAboutWindowController::eventFilter(QObject* watched, QEvent* event) {
     if (watched == _window && event->type() == QEvent::Paint && !_painted) {
         _painted = true;
-        QTimer::singleShot(0, this,
-                           [this] { _evaluationViewController->model()->getScoringOverview(); });
+        // On the second turn of the event loop after the paint, so that the
+        // painted window reaches the screen before the services' libraries load.
+        QTimer::singleShot(0, this, [this] {
+            QTimer::singleShot(
+                0, this, [this] { _evaluationViewController->model()->getScoringOverview(); });
+        });
     }
     return QObject::eventFilter(watched, event);
 }
