@@ -1,5 +1,8 @@
 #include "controls/ZQCustomProgress.h"
 
+#include <QAccessible>
+#include <QAccessibleValueInterface>
+#include <QAccessibleWidget>
 #include <QPainter>
 #include <QPainterPath>
 #include <QVariantAnimation>
@@ -8,6 +11,36 @@
 
 #include "controls/ZQGeometry.h"
 #include "controls/ZQGradientColorView.h"
+
+namespace {
+
+// Assistive technology reads the bar as a progress bar with its value.
+class ZQProgressAccessible : public QAccessibleWidget, public QAccessibleValueInterface {
+public:
+    explicit ZQProgressAccessible(ZQCustomProgress* bar)
+        : QAccessibleWidget(bar, QAccessible::ProgressBar) {}
+    void* interface_cast(QAccessible::InterfaceType type) override {
+        return type == QAccessible::ValueInterface ? static_cast<QAccessibleValueInterface*>(this)
+                                                   : QAccessibleWidget::interface_cast(type);
+    }
+    QVariant currentValue() const override { return bar()->value(); }
+    void setCurrentValue(const QVariant&) override {}  // read only
+    QVariant maximumValue() const override { return double(bar()->maxValue()); }
+    QVariant minimumValue() const override { return 0; }
+    QVariant minimumStepSize() const override { return 0; }
+
+private:
+    ZQCustomProgress* bar() const { return static_cast<ZQCustomProgress*>(object()); }
+};
+
+QAccessibleInterface* progressFactory(const QString& className, QObject* object) {
+    if (className == QLatin1String("ZQCustomProgress") && object && object->isWidgetType()) {
+        return new ZQProgressAccessible(static_cast<ZQCustomProgress*>(object));
+    }
+    return nullptr;
+}
+
+}  // namespace
 
 ZQCustomProgress::ZQCustomProgress(QWidget* parent) : QWidget(parent) {
     setup();
@@ -21,6 +54,11 @@ ZQCustomProgress::ZQCustomProgress(const QRectF& frame, QWidget* parent) : QWidg
 ZQCustomProgress::~ZQCustomProgress() = default;
 
 void ZQCustomProgress::setup() {
+    static const bool accessible = [] {
+        QAccessible::installFactory(progressFactory);
+        return true;
+    }();
+    Q_UNUSED(accessible);
     setAttribute(Qt::WA_TranslucentBackground);
     // The track is drawn by this view over its whole frame; the filled part
     // is a child from the left edge.
@@ -53,6 +91,11 @@ void ZQCustomProgress::setPresent(int value) {
     if (_animation) {
         _animation->stop();
         _animation->deleteLater();
+    }
+    if (value != _value) {
+        _value = value;
+        QAccessibleValueChangeEvent changed(this, value);
+        QAccessible::updateAccessibility(&changed);
     }
     // A bar without a maximum has nothing to fill.
     const qreal width = _maxValue > 0 ? value * (qreal(this->width()) / _maxValue) : 0;

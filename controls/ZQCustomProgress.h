@@ -32,6 +32,8 @@ public:
 
     // Filled width := value × width ÷ maxValue (not clamped).
     void setPresent(int value);
+    // The last value given to setPresent (what assistive technology reads).
+    int value() const { return _value; }
     // Filled width := percent × width ÷ 100, animated over `duration` seconds.
     void moveToValue(double percent, double duration);
 
@@ -54,6 +56,7 @@ private:
     void setFillWidth(qreal width);
 
     float _maxValue = 100;
+    int _value = 0;
     ZQGradientColorView* _leftimgView = nullptr;
     QColor _trackColor;
     qreal _cornerRadius = 1;

@@ -135,6 +135,7 @@ void TestGeometry::everyNamedImageIsThere_data() {
                            "contact_tip",
                            "contact_title",
                            "veskoInput_screenRecording",
+                           "vesko_app_icon",
                            "textRecognition_screenRecording",
                            "screen_step",
                            "microphone_access_tip",

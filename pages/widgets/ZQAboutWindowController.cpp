@@ -1,0 +1,75 @@
+#include "pages/widgets/ZQAboutWindowController.h"
+
+#include "controls/ZQCustomWindow.h"
+#include "controls/ZQWindowButtonView.h"
+#include "pages/models/ZQEvaluationModel.h"
+#include "pages/widgets/ZQAbout.h"
+#include "pages/widgets/ZQEvaluationViewController.h"
+
+#include <QEvent>
+#include <QTimer>
+
+ZQAboutWindowController::ZQAboutWindowController(platform::Clock* clock)
+    : _window(new ZQCustomWindow(QSize(kWidth, kHeight))) {
+    _window->setObjectName(QStringLiteral("ZQAboutWindowController"));
+    //% "关于Vesko输入法"
+    _window->setWindowTitle(qtTrId("zq-about-window-title"));
+    _aboutViewController = std::make_unique<ZQAbout>(_window->contentView(), clock);
+    awakeFromNib();
+}
+
+ZQAboutWindowController::~ZQAboutWindowController() {
+    // The pages' views go with the window; the pages themselves first.
+    _aboutViewController.reset();
+    _evaluationViewController.reset();
+    delete _window;
+}
+
+QWidget* ZQAboutWindowController::window() const {
+    return _window;
+}
+
+void ZQAboutWindowController::awakeFromNib() {
+    QWidget* content = _window->contentView();
+    connect(_aboutViewController.get(), &ZQAbout::switchToEvaluationView, this,
+            &ZQAboutWindowController::switchToEvaluationView);
+    _aboutViewController->view()->lower();
+    _evaluationViewController = std::make_unique<ZQEvaluationViewController>(content);
+    connect(_evaluationViewController.get(), &ZQEvaluationViewController::switchToAboutView, this,
+            &ZQAboutWindowController::switchToAboutView);
+    auto* strip = ZQWindowButtonView::initCloseButtonViewWithFrame(QRectF(9, 271, 40, 16), content);
+    strip->raise();
+    _evaluationViewController->view()->lower();
+    showAboutView();
+    _aboutViewController->awakeFromNib();
+    // The published overview is asked for once the window has been painted.
+    _evaluationViewController->awakeFromNib();
+    _window->installEventFilter(this);
+}
+
+bool ZQAboutWindowController::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == _window && event->type() == QEvent::Paint && !_painted) {
+        _painted = true;
+        // On the second turn of the event loop after the paint, so that the
+        // painted window reaches the screen before the services' libraries load.
+        QTimer::singleShot(0, this, [this] {
+            QTimer::singleShot(
+                0, this, [this] { _evaluationViewController->model()->getScoringOverview(); });
+        });
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+void ZQAboutWindowController::showAboutView() {
+    _aboutViewController->view()->show();
+    _evaluationViewController->view()->hide();
+}
+
+void ZQAboutWindowController::showEvaluationView() {
+    _evaluationViewController->view()->show();
+    _aboutViewController->view()->hide();
+}
+
+// The meta-object code in this file's own object, so that a module linking
+// another page does not pull this one in.
+#include "moc_ZQAboutWindowController.cpp"
