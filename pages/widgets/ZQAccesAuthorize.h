@@ -1,0 +1,68 @@
+#pragma once
+
+#include "app/host/ZQPageController.h"
+#include "pages/models/ZQAccesAuthorizeModel.h"
+
+#include <QObject>
+#include <QPointer>
+
+class QLabel;
+class QLineEdit;
+class ZQAccessibilityWindow;
+class ZQAssistConfig;
+class ZQCustomButton;
+class ZQImageView;
+class ZQTesselReportTool;
+
+// The permission guidance window: which feature needs which permission, a
+// tip picture and a step picture, and "前往授权", which opens the matching
+// settings page of this desktop. Where the desktop has no such page, the
+// window shows it in a selectable line with a copy button. Serves the page
+// names "ZQAccesAuthorize", "ZQContactAuthorize" and "ZQAuthorize"; created
+// once and kept. Its behaviour lives in ZQAccesAuthorizeModel; this class only
+// binds the controls to it. Only the close button (or the window manager's
+// close command) closes the window.
+class ZQAccesAuthorize : public QObject, public ZQPageController {
+    Q_OBJECT
+
+public:
+    static constexpr int kWindowWidth = 520;
+
+    // `config` and `reporter` default to the shared ones.
+    explicit ZQAccesAuthorize(ZQAssistConfig* config = nullptr,
+                              ZQTesselReportTool* reporter = nullptr);
+    ~ZQAccesAuthorize() override;
+
+    QWidget* window() const override;
+    // Shows the window and refills it for the page name.
+    void showPage(const QString& pageName) override;
+    void updateWindowWithAuthString(const QString& pageName);
+
+    ZQAccesAuthorizeModel* model() const { return _model; }
+
+    // The controls, for tests.
+    ZQCustomButton* actionBtn() const { return actionBtn_; }
+    ZQCustomButton* closeBtn() const { return closeBtn_; }
+    QLabel* promptText() const { return promptText_; }
+    QLineEdit* manualSettingsField() const { return manualField_; }
+    ZQCustomButton* copyBtn() const { return copyBtn_; }
+
+private:
+    void buildWindow();
+    void applyState();
+    void copyManualSettings();
+
+    ZQAccesAuthorizeModel* _model;
+    ZQAccessibilityWindow* _window = nullptr;
+    bool _placed = false;
+    QPointer<ZQCustomButton> actionBtn_;
+    QPointer<ZQCustomButton> closeBtn_;
+    QPointer<ZQImageView> tipImageView_;
+    QPointer<ZQImageView> stepImageView_;
+    QPointer<QLabel> promptText_;
+    QPointer<QLabel> infoTextSG_;
+    QPointer<QLabel> bottomDetailTextField_;
+    QPointer<QLabel> manualLabel_;
+    QPointer<QLineEdit> manualField_;
+    QPointer<ZQCustomButton> copyBtn_;
+};

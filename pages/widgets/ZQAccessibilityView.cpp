@@ -1,0 +1,5 @@
+#include "pages/widgets/ZQAccessibilityView.h"
+
+ZQAccessibilityView::ZQAccessibilityView(QWidget* parent) : ZQCustomContentView(parent) {
+    updateBackgroundColor(Qt::white, kCornerRadius);
+}

@@ -1,0 +1,34 @@
+#include "pages/widgets/ZQAccessibilityWindow.h"
+
+#include "pages/widgets/ZQAccessibilityView.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+
+ZQAccessibilityWindow::ZQAccessibilityWindow(const QSize& contentSize, QWidget* parent)
+    : ZQCustomWindow(parent), _view(new ZQAccessibilityView) {
+    // Above normal and floating windows. Set before the window exists:
+    // changing it later re-creates the native window.
+    setWindowFlag(Qt::WindowStaysOnTopHint, true);
+    setContentView(_view);
+    setContentSize(contentSize);
+}
+
+void ZQAccessibilityWindow::setHeightKeepingOrigin(int height) {
+    const int delta = height - this->height();
+    if (delta == 0) {
+        return;
+    }
+    setGeometry(QRect(QPoint(x(), y() - delta), QSize(width(), height)));
+    // A hidden window gets its resize event only when shown.
+    contentView()->setGeometry(rect());
+}
+
+void ZQAccessibilityWindow::moveToRightEdgeOfScreen() {
+    QScreen* screen = this->screen() ? this->screen() : QGuiApplication::primaryScreen();
+    if (!screen) {
+        return;
+    }
+    const QRect area = screen->availableGeometry();
+    move(area.x() + area.width() - frameGeometry().width(), pos().y());
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "controls/ZQCustomWindow.h"
+
+#include <QSize>
+
+class ZQAccessibilityView;
+
+// The permission guidance window: no title bar, transparent outside its
+// rounded white content, moved by dragging its background, kept above
+// normal and floating windows, and able to take the keyboard focus.
+class ZQAccessibilityWindow : public ZQCustomWindow {
+    Q_OBJECT
+
+public:
+    explicit ZQAccessibilityWindow(const QSize& contentSize, QWidget* parent = nullptr);
+
+    ZQAccessibilityView* accessibilityView() const { return _view; }
+
+    // Sets the height, keeping the window's lower-left corner where it is
+    // (the window grows or shrinks at its top edge).
+    void setHeightKeepingOrigin(int height);
+    // Moves the window to the right edge of the visible area of its screen,
+    // keeping its height and vertical place.
+    void moveToRightEdgeOfScreen();
+
+private:
+    ZQAccessibilityView* _view;
+};
