@@ -1,7 +1,6 @@
 #include "pages/models/ZQAccesAuthorizeModel.h"
 
 #include "app/core/ZQAssistConfig.h"
-#include "pages/models/PageModelsLog.h"
 #include "stats/StatsValues.h"
 #include "stats/ZQTesselReportTool.h"
 #include "utility/SystemInfo.h"
@@ -308,17 +307,11 @@ void ZQAccesAuthorizeModel::openSettings(bool settingsApplicationRuns) {
     if (settingsApplicationRuns) {
         zq::utility::openSettingsPane(str(zq::utility::kSecurityPaneFile), this);
     }
-    const qint64 authType = _currentAuthType;
     zq::utility::openSettingsPane(
-        settingsAddress(authType), this,
-        [this, authType](bool started, const zq::utility::SettingsPaneTarget& target) {
-            if (!started) {
-                qCInfo(lcPages) << "no settings page started for" << target.designAddress;
-            }
-            if (authType == _currentAuthType) {
-                _manualSettingsText = started ? QString() : target.displayText();
-                emit changed();
-            }
+        settingsAddress(_currentAuthType), this,
+        [this](bool started, const zq::utility::SettingsPaneTarget& target) {
+            _manualSettingsText = started ? QString() : target.displayText();
+            emit changed();
             emit settingsOpened(started, target.displayText());
         });
     reporter()->reportDataWithEventCode(

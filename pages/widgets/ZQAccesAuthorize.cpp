@@ -7,16 +7,30 @@
 #include "controls/ZQImage.h"
 #include "pages/widgets/ZQAccessibilityWindow.h"
 
+#include <QAccessible>
+#include <QAccessibleWidget>
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
 
-// A picture of the window, drawn from its outlines at the screen's ratio.
+// A picture of the window, drawn from its outlines at the screen's ratio;
+// assistive technology sees a graphic with a name and, for the step
+// pictures, a description of the steps.
 class ZQImageView : public QWidget {
 public:
-    explicit ZQImageView(QWidget* parent) : QWidget(parent) {}
+    explicit ZQImageView(QWidget* parent) : QWidget(parent) {
+        static const bool installed = [] {
+            QAccessible::installFactory(
+                [](const QString&, QObject* object) -> QAccessibleInterface* {
+                    auto* view = dynamic_cast<ZQImageView*>(object);
+                    return view ? new QAccessibleWidget(view, QAccessible::Graphic) : nullptr;
+                });
+            return true;
+        }();
+        Q_UNUSED(installed);
+    }
 
     void setImageName(const QString& name) {
         if (name == _name) {

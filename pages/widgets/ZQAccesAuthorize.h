@@ -4,7 +4,6 @@
 #include "pages/models/ZQAccesAuthorizeModel.h"
 
 #include <QObject>
-#include <QPointer>
 
 class QLabel;
 class QLineEdit;
@@ -55,14 +54,14 @@ private:
     ZQAccesAuthorizeModel* _model;
     ZQAccessibilityWindow* _window = nullptr;
     bool _placed = false;
-    QPointer<ZQCustomButton> actionBtn_;
-    QPointer<ZQCustomButton> closeBtn_;
-    QPointer<ZQImageView> tipImageView_;
-    QPointer<ZQImageView> stepImageView_;
-    QPointer<QLabel> promptText_;
-    QPointer<QLabel> infoTextSG_;
-    QPointer<QLabel> bottomDetailTextField_;
-    QPointer<QLabel> manualLabel_;
-    QPointer<QLineEdit> manualField_;
-    QPointer<ZQCustomButton> copyBtn_;
+    ZQCustomButton* actionBtn_ = nullptr;
+    ZQCustomButton* closeBtn_ = nullptr;
+    ZQImageView* tipImageView_ = nullptr;
+    ZQImageView* stepImageView_ = nullptr;
+    QLabel* promptText_ = nullptr;
+    QLabel* infoTextSG_ = nullptr;
+    QLabel* bottomDetailTextField_ = nullptr;
+    QLabel* manualLabel_ = nullptr;
+    QLineEdit* manualField_ = nullptr;
+    ZQCustomButton* copyBtn_ = nullptr;
 };

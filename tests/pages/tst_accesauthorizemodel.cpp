@@ -94,6 +94,7 @@ private slots:
             });
     }
     void init() {
+        settle();
         m_service.clearAnalytics();
         m_messages.clear();
         QFile::remove(m_scratch.filePath("started.log"));
@@ -174,10 +175,11 @@ private slots:
                 << QString("617 info %1 %2").arg(events.isEmpty() && s[2][0] ? "bottom" : "-", s[3])
                 << events << QStringList{};
         }
-        QTest::newRow("no source: nothing shown")
-            << "ZQAuthorize ZQAuthorizeType=4"
-            << ""
-            << "577 - -   0" << QStringList{} << QStringList{};
+        QTest::newRow("no source: nothing changes")
+            << "ZQContactAuthorize; ZQAuthorize ZQAuthorizeType=4"
+            << "contactPage"
+            << "577 info - contact_tip contact_title 1" << QStringList{"mac_prompt_imp 12/5"}
+            << QStringList{};
         QTest::newRow("unknown kind keeps the pictures")
             << "ZQAuthorize ZQAuthorizeType=2 ZQAuthorizeSourceType=5; ZQAuthorize "
                "ZQAuthorizeType=7 "
@@ -275,8 +277,7 @@ private slots:
         ZQAssistConfig config;
         ZQAccesAuthorizeModel model(&config, m_tool.get());
         request(config, model, requests);
-        settle();
-        init();
+        init();  // counts and messages of the click only
         QSignalSpy moved(&model, &ZQAccesAuthorizeModel::moveToRightEdgeRequested);
         QSignalSpy opened(&model, &ZQAccesAuthorizeModel::settingsOpened);
         model.open();
@@ -297,6 +298,8 @@ private slots:
         settle();
         QCOMPARE(events(), QStringList{"mac_clck 2"});
         QCOMPARE(m_messages, QStringList{"kZQAccessClickForwardOpen"});
+        request(config, model, "ZQContactAuthorize");  // the line belongs to the kind it was for
+        QCOMPARE(model.manualSettingsText(), requests == "ZQContactAuthorize" ? manual : QString());
         settings.close();
     }
 
