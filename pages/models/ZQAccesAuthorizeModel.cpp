@@ -317,3 +317,6 @@ void ZQAccesAuthorizeModel::openSettings(bool settingsApplicationRuns) {
     reporter()->reportDataWithEventCode(
         QStringLiteral("mac_clck"), QVariantMap{{QStringLiteral("mac_icon"), QStringLiteral("2")}});
 }
+
+// The meta-object here, not among the library's others: only modules using the class pull it in.
+#include "moc_ZQAccesAuthorizeModel.cpp"

@@ -262,3 +262,6 @@ void ZQAccesAuthorize::copyManualSettings() {
         clipboard->setText(manualField_->text());
     }
 }
+
+// The meta-object here, not among the library's others: only modules using the class pull it in.
+#include "moc_ZQAccesAuthorize.cpp"

@@ -32,3 +32,6 @@ void ZQAccessibilityWindow::moveToRightEdgeOfScreen() {
     const QRect area = screen->availableGeometry();
     move(area.x() + area.width() - frameGeometry().width(), pos().y());
 }
+
+// The meta-object here, not among the library's others: only modules using the class pull it in.
+#include "moc_ZQAccessibilityWindow.cpp"
