@@ -1,8 +1,8 @@
 #include "pages/models/ZQAccesAuthorizeModel.h"
 
 #include "app/core/ZQAssistConfig.h"
+#include "pages/models/ZQPageReporter.h"
 #include "stats/StatsValues.h"
-#include "stats/ZQTesselReportTool.h"
 #include "utility/SystemInfo.h"
 #include "utility/ZQSettingsPanes.h"
 #include "utility/ZQSiblingApps.h"
@@ -10,6 +10,8 @@
 #include <QCoreApplication>
 #include <QPointer>
 #include <QThreadPool>
+
+#include <utility>
 
 namespace {
 
@@ -97,21 +99,27 @@ QString str(const char* text) {
 
 }  // namespace
 
-ZQAccesAuthorizeModel::ZQAccesAuthorizeModel(ZQAssistConfig* config, ZQTesselReportTool* reporter,
-                                             QObject* parent)
-    : QObject(parent),
-      _config(config ? config : ZQAssistConfig::sharedInstance()),
-      _reporter(reporter) {}
+ZQAccesAuthorizeModel::ZQAccesAuthorizeModel(ZQAssistConfig* config, QObject* parent)
+    : QObject(parent), _config(config ? config : ZQAssistConfig::sharedInstance()) {}
 
 ZQAccesAuthorizeModel::~ZQAccesAuthorizeModel() = default;
 
-ZQTesselReportTool* ZQAccesAuthorizeModel::reporter() {
-    if (!_reporter) {
-        _reporter = ZQTesselReportTool::sharedInstance();
+void ZQAccesAuthorizeModel::setReporter(ZQPageReporter* reporter) {
+    _reporter = reporter;
+    _reporterSet = true;
+    const auto held = std::exchange(_heldReports, {});
+    for (const auto& [code, params] : held) {
+        report(code, params);
     }
-    return _reporter;
 }
 
+void ZQAccesAuthorizeModel::report(const QString& code, const QVariantMap& params) {
+    if (!_reporterSet) {
+        _heldReports.append({code, params});
+    } else if (_reporter) {
+        _reporter->reportDataWithEventCode(code, params);
+    }
+}
 QString ZQAccesAuthorizeModel::settingsAddress(qint64 authType) {
     switch (authType) {
         case Contacts:
@@ -280,9 +288,8 @@ void ZQAccesAuthorizeModel::statisticAuthPageWithReason(const QString& reason,
     if (reason.isEmpty() || function.isEmpty()) {
         return;
     }
-    reporter()->reportDataWithEventCode(
-        QStringLiteral("mac_prompt_imp"),
-        QVariantMap{{QStringLiteral("auth_rea"), reason}, {QStringLiteral("mac_cont"), function}});
+    report(QStringLiteral("mac_prompt_imp"), QVariantMap{{QStringLiteral("auth_rea"), reason},
+                                                         {QStringLiteral("mac_cont"), function}});
 }
 
 void ZQAccesAuthorizeModel::open() {
@@ -314,8 +321,8 @@ void ZQAccesAuthorizeModel::openSettings(bool settingsApplicationRuns) {
             emit changed();
             emit settingsOpened(started, target.displayText());
         });
-    reporter()->reportDataWithEventCode(
-        QStringLiteral("mac_clck"), QVariantMap{{QStringLiteral("mac_icon"), QStringLiteral("2")}});
+    report(QStringLiteral("mac_clck"),
+           QVariantMap{{QStringLiteral("mac_icon"), QStringLiteral("2")}});
 }
 
 // The meta-object here, not among the library's others: only modules using the class pull it in.

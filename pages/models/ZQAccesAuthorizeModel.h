@@ -1,10 +1,13 @@
 #pragma once
 
+#include <QList>
 #include <QObject>
+#include <QPair>
 #include <QString>
+#include <QVariantMap>
 
 class ZQAssistConfig;
-class ZQTesselReportTool;
+class ZQPageReporter;
 
 // The behaviour of the permission guidance window, without widgets: which
 // prompt, pictures and settings page a request shows, which prompts are
@@ -40,11 +43,8 @@ public:
     static constexpr int kWindowHeight = 617;
     static constexpr int kActionButtonHeight = 40;
 
-    // `config` defaults to the shared store, `reporter` to the shared
-    // analytics tool (made on the first report).
-    explicit ZQAccesAuthorizeModel(ZQAssistConfig* config = nullptr,
-                                   ZQTesselReportTool* reporter = nullptr,
-                                   QObject* parent = nullptr);
+    // `config` defaults to the shared store.
+    explicit ZQAccesAuthorizeModel(ZQAssistConfig* config = nullptr, QObject* parent = nullptr);
     ~ZQAccesAuthorizeModel() override;
 
     // Every request for one of the three page names, after the window was shown.
@@ -57,6 +57,10 @@ public:
     void updateImageViewWithAuthString(const QString& pageName);
     // Reports "mac_prompt_imp" when both are given.
     void statisticAuthPageWithReason(const QString& reason, const QString& function);
+
+    // Where the counts go. Until it is set, they are held (in order) and
+    // handed over when it is; null drops them, held and later ones alike.
+    void setReporter(ZQPageReporter* reporter);
 
     // "前往授权": the window goes to the right edge of the screen, the input
     // method is told, the settings page of the current kind is opened (the
@@ -96,10 +100,12 @@ private:
     void setPrompt(const char* textId);
     void setPictures(qint64 authType, const QString& tip, const QString& step);
     void openSettings(bool settingsApplicationRuns);
-    ZQTesselReportTool* reporter();
+    void report(const QString& code, const QVariantMap& params);
 
     ZQAssistConfig* _config;
-    ZQTesselReportTool* _reporter;
+    ZQPageReporter* _reporter = nullptr;
+    bool _reporterSet = false;
+    QList<QPair<QString, QVariantMap>> _heldReports;
 
     QString _currentAuthString;
     qint64 _currentSimulateKeyType = 0;

@@ -5,6 +5,7 @@
 #include "controls/ZQFonts.h"
 #include "controls/ZQGeometry.h"
 #include "controls/ZQImage.h"
+#include "pages/widgets/PageAnalytics.h"
 #include "pages/widgets/ZQAccessibilityWindow.h"
 
 #include <QAccessible>
@@ -20,17 +21,7 @@
 // pictures, a description of the steps.
 class ZQImageView : public QWidget {
 public:
-    explicit ZQImageView(QWidget* parent) : QWidget(parent) {
-        static const bool installed = [] {
-            QAccessible::installFactory(
-                [](const QString&, QObject* object) -> QAccessibleInterface* {
-                    auto* view = dynamic_cast<ZQImageView*>(object);
-                    return view ? new QAccessibleWidget(view, QAccessible::Graphic) : nullptr;
-                });
-            return true;
-        }();
-        Q_UNUSED(installed);
-    }
+    explicit ZQImageView(QWidget* parent) : QWidget(parent) {}
 
     void setImageName(const QString& name) {
         if (name == _name) {
@@ -87,6 +78,17 @@ private:
 
 namespace {
 
+// Assistive technology sees the window as a frame and the pictures as graphics.
+QAccessibleInterface* accessibleFor(const QString&, QObject* object) {
+    if (auto* view = dynamic_cast<ZQImageView*>(object)) {
+        return new QAccessibleWidget(view, QAccessible::Graphic);
+    }
+    if (auto* window = dynamic_cast<ZQAccessibilityWindow*>(object)) {
+        return new QAccessibleWidget(window, QAccessible::Window);
+    }
+    return nullptr;
+}
+
 const QColor kTextColor(42, 43, 44);
 const QColor kInfoColor(128, 129, 130);
 const QColor kOrange(255, 100, 44);
@@ -113,12 +115,14 @@ QLabel* makeLabel(QWidget* parent, const QFont& font, const QColor& color, const
 
 }  // namespace
 
-ZQAccesAuthorize::ZQAccesAuthorize(ZQAssistConfig* config, ZQTesselReportTool* reporter)
-    : _model(new ZQAccesAuthorizeModel(config, reporter, this)) {
+ZQAccesAuthorize::ZQAccesAuthorize(ZQAssistConfig* config)
+    : _model(new ZQAccesAuthorizeModel(config, this)) {
     buildWindow();
     connect(_model, &ZQAccesAuthorizeModel::changed, this, &ZQAccesAuthorize::applyState);
     connect(_model, &ZQAccesAuthorizeModel::moveToRightEdgeRequested, _window,
             &ZQAccessibilityWindow::moveToRightEdgeOfScreen);
+    connect(_window, &ZQAccessibilityWindow::firstPainted, _model,
+            [this] { _model->setReporter(zq::pages::pageReporter()); });
 }
 
 ZQAccesAuthorize::~ZQAccesAuthorize() {
@@ -127,6 +131,8 @@ ZQAccesAuthorize::~ZQAccesAuthorize() {
 }
 
 void ZQAccesAuthorize::buildWindow() {
+    static const bool accessible = (QAccessible::installFactory(accessibleFor), true);
+    Q_UNUSED(accessible);
     _window = new ZQAccessibilityWindow(QSize(kWindowWidth, kHeight));
     _window->setObjectName(QStringLiteral("ZQAccesAuthorize"));
     //% "Vesko输入法权限设置"
@@ -144,7 +150,7 @@ void ZQAccesAuthorize::buildWindow() {
     placeFromTop(closeBtn_, kWindowWidth - 30, 14, 16, 16);
     closeBtn_->addTarget(_window, &QWidget::close);
 
-    promptText_ = makeLabel(content, namedFont(QStringLiteral("PingFangSC-Medium"), 15), kTextColor,
+    promptText_ = makeLabel(content, namedFont(QStringLiteral("PingFangSC-Medium"), 14), kTextColor,
                             "promptText");
     placeFromTop(promptText_, 40, 20, 440, 26);
 
@@ -207,7 +213,9 @@ void ZQAccesAuthorize::buildWindow() {
     placeFromTop(actionBtn_, 160, 567, 200, ZQAccesAuthorizeModel::kActionButtonHeight);
     actionBtn_->addTarget(_model, &ZQAccesAuthorizeModel::open);
 
-    // Keyboard order: the action first, then the address and its copy, then close.
+    // Keyboard order: the action first (focused when the window opens), then the address and
+    // its copy, then close; the window itself takes no focus.
+    _window->setFocusPolicy(Qt::NoFocus);
     QWidget::setTabOrder(actionBtn_, manualField_);
     QWidget::setTabOrder(manualField_, copyBtn_);
     QWidget::setTabOrder(copyBtn_, closeBtn_);
@@ -233,6 +241,9 @@ void ZQAccesAuthorize::showPage(const QString& pageName) {
     }
     _window->show();
     _window->raise();
+    if (actionBtn_->isVisible()) {
+        actionBtn_->setFocus(Qt::OtherFocusReason);
+    }
 }
 
 void ZQAccesAuthorize::updateWindowWithAuthString(const QString& pageName) {

@@ -11,7 +11,6 @@ class ZQAccessibilityWindow;
 class ZQAssistConfig;
 class ZQCustomButton;
 class ZQImageView;
-class ZQTesselReportTool;
 
 // The permission guidance window: which feature needs which permission, a
 // tip picture and a step picture, and "前往授权", which opens the matching
@@ -27,9 +26,9 @@ class ZQAccesAuthorize : public QObject, public ZQPageController {
 public:
     static constexpr int kWindowWidth = 520;
 
-    // `config` and `reporter` default to the shared ones.
-    explicit ZQAccesAuthorize(ZQAssistConfig* config = nullptr,
-                              ZQTesselReportTool* reporter = nullptr);
+    // `config` defaults to the shared store. The counts go to the application's
+    // analytics once the window has been painted (zq::pages::pageReporter).
+    explicit ZQAccesAuthorize(ZQAssistConfig* config = nullptr);
     ~ZQAccesAuthorize() override;
 
     QWidget* window() const override;

@@ -4,6 +4,9 @@
 
 #include <QGuiApplication>
 #include <QScreen>
+#include <QTimer>
+
+#include <utility>
 
 ZQAccessibilityWindow::ZQAccessibilityWindow(const QSize& contentSize, QWidget* parent)
     : ZQCustomWindow(parent), _view(new ZQAccessibilityView) {
@@ -22,6 +25,14 @@ void ZQAccessibilityWindow::setHeightKeepingOrigin(int height) {
     setGeometry(QRect(QPoint(x(), y() - delta), QSize(width(), height)));
     // A hidden window gets its resize event only when shown.
     contentView()->setGeometry(rect());
+}
+
+void ZQAccessibilityWindow::paintEvent(QPaintEvent* event) {
+    ZQCustomWindow::paintEvent(event);
+    if (!std::exchange(_painted, true)) {
+        // After this paint has reached the screen.
+        QTimer::singleShot(0, this, &ZQAccessibilityWindow::firstPainted);
+    }
 }
 
 void ZQAccessibilityWindow::moveToRightEdgeOfScreen() {

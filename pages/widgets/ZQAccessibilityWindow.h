@@ -24,6 +24,14 @@ public:
     // keeping its height and vertical place.
     void moveToRightEdgeOfScreen();
 
+signals:
+    // The window has been painted for the first time (emitted on a later turn).
+    void firstPainted();
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
 private:
     ZQAccessibilityView* _view;
+    bool _painted = false;
 };

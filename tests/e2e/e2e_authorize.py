@@ -67,6 +67,7 @@ try:
             == "x-apple.systempreferences:com.apple.LoginItems-Settings.extension")
     at.find(at.window(title), "复制", "push button")
     process.terminate()
+    process.wait(20)
 except (at.Failure, AttributeError) as failure:
     sys.exit("FAIL: %s" % failure)
 finally:

@@ -4,15 +4,16 @@
 // recording programs named by the settings table.
 #include "app/core/ZQAssistConfig.h"
 #include "pages/models/ZQAccesAuthorizeModel.h"
+#include "pages/models/ZQPageReporter.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/Plist.h"
 #include "platform/Translations.h"
 #include "stats/TesselReport.h"
-#include "stats/ZQTesselReportTool.h"
 #include "tests/support/RefService.h"
 #include "utility/ZQSiblingApps.h"
 
 #include <QJsonObject>
+#include <QPluginLoader>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -72,9 +73,9 @@ ZQAuthorize ZQAuthorizeType=4 ZQAuthorizeSourceType=6 | ZQMissing | no | | zq-no
 )";
 
 // One table row per line of `table`, its columns as text.
-void addRows(const char* table, const QStringList& columns) {
-    for (const QString& column : columns) {
-        QTest::addColumn<QString>(column.toLatin1());
+void addRows(const char* table, std::initializer_list<const char*> columns) {
+    for (const char* column : columns) {
+        QTest::addColumn<QString>(column);
     }
     for (const QString& line : QString::fromUtf8(table).split('\n', Qt::SkipEmptyParts)) {
         QTestData& row = QTest::newRow(qPrintable(line));
@@ -123,7 +124,8 @@ private slots:
         stub.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         qputenv("STUB_DIR", m_scratch.filePath("started").toUtf8());
         qputenv("PATH", m_scratch.path().toUtf8() + ':' + qgetenv("PATH"));
-        m_tool = std::make_unique<ZQTesselReportTool>(&m_report, m_scratch.filePath("Tessel"));
+        m_reporter = qobject_cast<ZQPageReporter*>(m_analytics.instance());  // the application's
+        QVERIFY2(m_reporter, qPrintable(m_analytics.errorString()));
         platform::DistributedNotificationCenter::defaultCenter()->addObserver(
             this, {}, [this](const QString& name, const QVariantMap& info) {
                 const QVariant key = info.value("kSimulateKeyType");
@@ -148,7 +150,8 @@ private slots:
         QFETCH(QString, counts);
         QFETCH(QString, keys);
         ZQAssistConfig config;
-        ZQAccesAuthorizeModel model(&config, m_tool.get());
+        ZQAccesAuthorizeModel model(&config);
+        model.setReporter(m_reporter);
         request(config, model, requests);
         QCOMPARE(model.promptText(), prompt);
         const QStringList state{QString::number(model.windowHeight()),
@@ -179,7 +182,8 @@ private slots:
             QVERIFY(settings.waitForStarted());
         }
         ZQAssistConfig config;
-        ZQAccesAuthorizeModel model(&config, m_tool.get());
+        ZQAccesAuthorizeModel model(&config);
+        model.setReporter(m_reporter);
         request(config, model, requests);
         init();  // counts and messages of the click only
         QSignalSpy opened(&model, &ZQAccesAuthorizeModel::settingsOpened);
@@ -201,7 +205,7 @@ private:
         SendDistributedNotification("zq-test-sync");
         QTRY_VERIFY(m_messages.contains("zq-test-sync"));
         m_messages.removeAll("zq-test-sync");
-        QTRY_COMPARE(m_report.pendingCount(), 0);
+        QTRY_COMPARE(TesselReport::sharedInstance()->pendingCount(), 0);
     }
     // The events the service holds: "reason/function" for a prompt, else "code icon".
     QStringList events() {
@@ -219,8 +223,8 @@ private:
 
     QTemporaryDir m_scratch;
     zq::test::RefService m_service;
-    TesselReport m_report;
-    std::unique_ptr<ZQTesselReportTool> m_tool;
+    QPluginLoader m_analytics{ZQ_BINARY_DIR "/PlugIns/ZQPageAnalytics.so"};
+    ZQPageReporter* m_reporter = nullptr;
     QStringList m_messages;
 };
 
