@@ -39,16 +39,17 @@ def analytics():  # "code:auth_rea/mac_cont/mac_icon" of every event the service
         "auth_rea", "mac_cont", "mac_icon")) for e in answer["events"])
 
 
-def frame():  # x, width, height of the window
-    return [int(v) for v in re.findall(r"(?:Absolute upper-left X|Width|Height):\s+(-?\d+)", run("xwininfo", "-id", xid))]
+def frame():  # x, y, width, height of the window titled `title`
+    global xid
+    xid = re.search(r"(0x[0-9a-f]+) \"%s\"" % title, run("xwininfo", "-root", "-tree")).group(1)
+    return [int(v) for v in re.findall(r"(?:Absolute upper-left [XY]|Width|Height):\s+(-?\d+)", run("xwininfo", "-id", xid))]
 
 
 try:
     process = subprocess.Popen([app, "-ZQAuthorize", "-4", "-6"])
     window = at.window(title)
     at.find(window, "“语音输入”功能的使用，需要您授权“麦克风”“辅助功能”权限", "label")
-    xid = re.search(r"(0x[0-9a-f]+) \"%s\"" % title, run("xwininfo", "-root", "-tree")).group(1)
-    at.poll("a window of 520 x 617", lambda: frame()[1:] == [520, 617])
+    at.poll("a window of 520 x 617", lambda: frame()[2:] == [520, 617])
     at.poll("the window above others", lambda: "ABOVE" in run("xprop", "-id", xid, "_NET_WM_STATE"))
     at.poll("both prompt counts", lambda: analytics() == "mac_prompt_imp:4/1/ mac_prompt_imp:4/2/")
     at.press(window, "前往授权", "push button")
@@ -60,8 +61,15 @@ try:
     at.poll("no Qt WebEngine", lambda: "libQt6WebEngine" not in open("/proc/%d/maps" % process.pid).read())
     at.press(window, "关闭", "push button")
     at.poll("the process to end with status 0 by the close button", lambda: process.poll() == 0)
+    # No action button (577 points), then a load notification with one: 617, the lower edge kept.
+    process = subprocess.Popen([app, "-ZQAccesAuthorize", "-0", "-3"], env=dict(os.environ, XDG_CURRENT_DESKTOP="Unknown"))
+    at.poll("a window of 577 points", lambda: at.window(title) and frame()[3] == 577)
+    bottom = frame()[1] + 577
+    run("gdbus", "emit", "--session", "--object-path", "/com/vesko/DistributedNotification", "--signal",
+        "com.vesko.DistributedNotification.Post", "kVeskoNotifyLoadXibInZQAssistPanel",
+        "{'kVeskoPreferencesXibName': <'ZQAuthorize'>, 'ZQAuthorizeType': <'5'>, 'ZQAuthorizeSourceType': <'13'>}")
+    at.poll("617 points, the lower edge kept", lambda: frame()[3] == 617 and frame()[1] + 617 == bottom)
     # No settings page for this desktop: the address to open by hand, with its copy button.
-    process = subprocess.Popen([app, "-ZQAuthorize", "-5", "-13"], env=dict(os.environ, XDG_CURRENT_DESKTOP="Unknown"))
     at.press(at.window(title), "前往授权", "push button")
     at.poll("the address", lambda: at.text(at.find(at.window(title), "系统设置页面"))
             == "x-apple.systempreferences:com.apple.LoginItems-Settings.extension")
