@@ -61,7 +61,8 @@ try:
     at.poll("no Qt WebEngine", lambda: "libQt6WebEngine" not in open("/proc/%d/maps" % process.pid).read())
     at.press(window, "关闭", "push button")
     at.poll("the process to end with status 0 by the close button", lambda: process.poll() == 0)
-    # No action button (577 points), then a load notification with one: 617, the lower edge kept.
+    # No settings page on this desktop and no action button (577 points); a load notification adds
+    # the button (617 points, the lower edge kept); 前往授权 shows the address to open by hand.
     process = subprocess.Popen([app, "-ZQAccesAuthorize", "-0", "-3"], env=dict(os.environ, XDG_CURRENT_DESKTOP="Unknown"))
     at.poll("a window of 577 points", lambda: at.window(title) and frame()[3] == 577)
     bottom = frame()[1] + 577
@@ -69,7 +70,6 @@ try:
         "com.vesko.DistributedNotification.Post", "kVeskoNotifyLoadXibInZQAssistPanel",
         "{'kVeskoPreferencesXibName': <'ZQAuthorize'>, 'ZQAuthorizeType': <'5'>, 'ZQAuthorizeSourceType': <'13'>}")
     at.poll("617 points, the lower edge kept", lambda: frame()[3] == 617 and frame()[1] + 617 == bottom)
-    # No settings page for this desktop: the address to open by hand, with its copy button.
     at.press(at.window(title), "前往授权", "push button")
     at.poll("the address", lambda: at.text(at.find(at.window(title), "系统设置页面"))
             == "x-apple.systempreferences:com.apple.LoginItems-Settings.extension")
