@@ -120,6 +120,7 @@ void ZQAccesAuthorizeModel::report(const QString& code, const QVariantMap& param
         _reporter->reportDataWithEventCode(code, params);
     }
 }
+
 QString ZQAccesAuthorizeModel::settingsAddress(qint64 authType) {
     switch (authType) {
         case Contacts:
