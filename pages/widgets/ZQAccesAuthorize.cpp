@@ -15,6 +15,9 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
+#include <QTimer>
+
+#include <utility>
 
 // A picture of the window, drawn from its outlines at the screen's ratio;
 // assistive technology sees a graphic with a name and, for the step
@@ -96,6 +99,8 @@ const QColor kOrange(255, 100, 44);
 // The window's frames, measured from the top of a window kWindowHeight tall;
 // every control keeps its distance to the top when the height changes.
 constexpr int kHeight = ZQAccesAuthorizeModel::kWindowHeight;
+// How long after the first paint the counts go out.
+constexpr int kReporterDelayMs = 200;
 
 void placeFromTop(QWidget* widget, int x, int top, int width, int height) {
     zq::controls::placeAt(widget, x, kHeight - top - height, width, height,
@@ -121,8 +126,10 @@ ZQAccesAuthorize::ZQAccesAuthorize(ZQAssistConfig* config)
     connect(_model, &ZQAccesAuthorizeModel::changed, this, &ZQAccesAuthorize::applyState);
     connect(_model, &ZQAccesAuthorizeModel::moveToRightEdgeRequested, _window,
             &ZQAccessibilityWindow::moveToRightEdgeOfScreen);
+    // The analytics module is loaded off the way to the first paint.
     connect(_window, &ZQAccessibilityWindow::firstPainted, _model,
-            [this] { _model->setReporter(zq::pages::pageReporter()); });
+            [this] { QTimer::singleShot(kReporterDelayMs, _model, [this] { attachReporter(); }); });
+    connect(_window, &ZQAccessibilityWindow::hidden, _model, [this] { attachReporter(); });
 }
 
 ZQAccesAuthorize::~ZQAccesAuthorize() {
@@ -266,6 +273,12 @@ void ZQAccesAuthorize::applyState() {
     }
     actionBtn_->setVisible(_model->actionVisible());
     _window->setHeightKeepingOrigin(_model->windowHeight());
+}
+
+void ZQAccesAuthorize::attachReporter() {
+    if (!std::exchange(_reporterAttached, true)) {
+        _model->setReporter(zq::pages::pageReporter());
+    }
 }
 
 void ZQAccesAuthorize::copyManualSettings() {

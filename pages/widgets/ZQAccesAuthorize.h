@@ -27,7 +27,8 @@ public:
     static constexpr int kWindowWidth = 520;
 
     // `config` defaults to the shared store. The counts go to the application's
-    // analytics once the window has been painted (zq::pages::pageReporter).
+    // analytics (zq::pages::pageReporter) a moment after the window has first
+    // been painted, or when it is hidden before that.
     explicit ZQAccesAuthorize(ZQAssistConfig* config = nullptr);
     ~ZQAccesAuthorize() override;
 
@@ -49,10 +50,12 @@ private:
     void buildWindow();
     void applyState();
     void copyManualSettings();
+    void attachReporter();
 
     ZQAccesAuthorizeModel* _model;
     ZQAccessibilityWindow* _window = nullptr;
     bool _placed = false;
+    bool _reporterAttached = false;
     ZQCustomButton* actionBtn_ = nullptr;
     ZQCustomButton* closeBtn_ = nullptr;
     ZQImageView* tipImageView_ = nullptr;

@@ -35,6 +35,11 @@ void ZQAccessibilityWindow::paintEvent(QPaintEvent* event) {
     }
 }
 
+void ZQAccessibilityWindow::hideEvent(QHideEvent* event) {
+    ZQCustomWindow::hideEvent(event);
+    emit hidden();
+}
+
 void ZQAccessibilityWindow::moveToRightEdgeOfScreen() {
     QScreen* screen = this->screen() ? this->screen() : QGuiApplication::primaryScreen();
     if (!screen) {

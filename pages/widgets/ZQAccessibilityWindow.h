@@ -27,9 +27,11 @@ public:
 signals:
     // The window has been painted for the first time (emitted on a later turn).
     void firstPainted();
+    void hidden();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
 
 private:
     ZQAccessibilityView* _view;
