@@ -53,7 +53,7 @@ private:
             return qtTrId("zq-auth-step-accessibility");
         }
         if (name == QLatin1String("contact_title")) {
-            //% "打开“设置”，进入“在线帐户”，添加存有通讯录的帐户"
+            //% "打开“设置”，进入“在线帐户”，选择存有通讯录的帐户，打开其中的“通讯录”"
             return qtTrId("zq-auth-step-contacts");
         }
         if (name == QLatin1String("screen_step")) {
@@ -61,11 +61,11 @@ private:
             return qtTrId("zq-auth-step-screen");
         }
         if (name == QLatin1String("microphone_step")) {
-            //% "打开“设置”，进入“麦克风”，打开麦克风的开关"
+            //% "打开“设置”，进入“隐私”中的“麦克风”，打开麦克风，并允许Vesko输入法使用"
             return qtTrId("zq-auth-step-microphone");
         }
         if (name == QLatin1String("microphone_access_step")) {
-            //% "打开“设置”，进入“麦克风”打开麦克风的开关，再进入“辅助功能”打开辅助技术的开关"
+            //% "打开“设置”，在“隐私”中的“麦克风”里允许Vesko输入法，再进入“辅助功能”打开辅助技术"
             return qtTrId("zq-auth-step-microphone-accessibility");
         }
         if (name == QLatin1String("loginBackground_title")) {
@@ -134,6 +134,7 @@ ZQAccesAuthorize::ZQAccesAuthorize(ZQAssistConfig* config)
 
 ZQAccesAuthorize::~ZQAccesAuthorize() {
     disconnect(_model, nullptr, this, nullptr);
+    disconnect(_window, nullptr, _model, nullptr);  // no analytics on the way out
     delete _window;
 }
 
