@@ -70,7 +70,8 @@ std::optional<ZQFeedbackDraftContent> ZQFeedbackDraft::load() const {
         const QString message =
             QStringLiteral("feedback draft unreadable (%1), %2 %3")
                 .arg(error.isEmpty() ? QStringLiteral("unexpected values") : error,
-                     moved ? QStringLiteral("set aside as") : QStringLiteral("could not be moved to"),
+                     moved ? QStringLiteral("set aside as")
+                           : QStringLiteral("could not be moved to"),
                      aside);
         qCWarning(lcHelpModels).noquote() << message;
         ZQ_RUN_LOG(ZQLogType::Utility, message);

@@ -38,8 +38,8 @@ QString ZQFeedbackFormModel::cutText(const QString& text, int limit) {
         return text;
     }
     // The last unit kept must not be the first half of a pair.
-    const bool splitsPair = limit > 0 && text.at(limit - 1).isHighSurrogate() &&
-                            text.at(limit).isLowSurrogate();
+    const bool splitsPair =
+        limit > 0 && text.at(limit - 1).isHighSurrogate() && text.at(limit).isLowSurrogate();
     return text.left(splitsPair ? limit - 1 : limit);
 }
 
@@ -149,7 +149,8 @@ QString ZQFeedbackFormModel::archiveEntryName(int position, const QString& path)
 void ZQFeedbackFormModel::alert(const QString& text, bool asTitle,
                                 std::function<void()> dismissed) {
     if (_ui) {
-        _ui->showAlert({text, asTitle}, dismissed ? std::move(dismissed) : [] {});
+        _ui->showAlert(
+            {text, asTitle}, dismissed ? std::move(dismissed) : [] {});
     }
 }
 

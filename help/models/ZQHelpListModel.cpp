@@ -18,8 +18,7 @@ void ZQHelpListModel::getHelpInfoFromLocal() {
     }
     ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
         [this](bool expandFirst, const std::optional<QString>& version,
-               const std::optional<ZQHelpInfoDataList>& list,
-               const std::optional<QString>& error) {
+               const std::optional<ZQHelpInfoDataList>& list, const std::optional<QString>& error) {
             if (!error && list && !list->isEmpty()) {
                 _expandFirstRow = expandFirst;
                 _helpVersion = version;
@@ -34,8 +33,7 @@ void ZQHelpListModel::requestHelpInfoByEncryptedWall() {
     ZQHelpListInfoDataManager::requestHelpListInfoByEncrytWallWithVersion(
         _helpVersion, this,
         [this](bool upToDate, bool expandFirst, const std::optional<QString>& version,
-               const std::optional<ZQHelpInfoDataList>& list,
-               const std::optional<QString>& error) {
+               const std::optional<ZQHelpInfoDataList>& list, const std::optional<QString>& error) {
             if (upToDate) {
                 refreshTableView();
             } else if (error) {
@@ -52,8 +50,7 @@ void ZQHelpListModel::normalRequestHelpInfo() {
     ZQHelpListInfoDataManager::requestHelpListInfoWithVersion(
         _helpVersion, this,
         [this](bool upToDate, bool expandFirst, const std::optional<QString>& version,
-               const std::optional<ZQHelpInfoDataList>& list,
-               const std::optional<QString>& error) {
+               const std::optional<ZQHelpInfoDataList>& list, const std::optional<QString>& error) {
             if (!upToDate && !error) {
                 takeNewList(version, list.value_or(ZQHelpInfoDataList()), expandFirst);
             }

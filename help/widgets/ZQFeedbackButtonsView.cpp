@@ -33,6 +33,8 @@ void ZQFeedbackButtonsView::refreshButtons() {
     }
     const QList<QRectF> frames = geometry::chipFrames(widths);
     const QColor grey34(34, 34, 34);
+    // The chips follow this view in the keyboard order.
+    QWidget* previous = this;
     for (int i = 0; i < frames.size(); ++i) {
         auto* chip = new ZQCustomButton(frames.at(i), this);
         QColor background = grey34;
@@ -50,6 +52,8 @@ void ZQFeedbackButtonsView::refreshButtons() {
         chip->installEventFilter(this);
         chip->addTarget(this, &ZQFeedbackButtonsView::deleteButton);
         chip->show();
+        QWidget::setTabOrder(previous, chip);
+        previous = chip;
         _arrButtonsOfPicts.append(chip);
     }
     if (_arrButtonsOfPicts.isEmpty()) {

@@ -20,6 +20,7 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QPlainTextEdit>
+#include <QScrollArea>
 #include <QStandardPaths>
 #include <QTimer>
 #include <QUrl>
@@ -78,10 +79,10 @@ QPlainTextEdit* makeField(QWidget* parent, const QString& placeholder) {
     field->setAccessibleName(placeholder);
     field->setTabChangesFocus(false);
     field->setFont(zq::controls::namedFont(QStringLiteral("PingFangSC-Regular"), 13));
-    field->setStyleSheet(QStringLiteral(
-        "QPlainTextEdit { border: 1px solid rgb(184, 184, 184); border-radius: 4px;"
-        " background: white; color: #222222; }"
-        "QPlainTextEdit:focus { border-color: rgb(255, 100, 44); }"));
+    field->setStyleSheet(
+        QStringLiteral("QPlainTextEdit { border: 1px solid rgb(184, 184, 184); border-radius: 4px;"
+                       " background: white; color: #222222; }"
+                       "QPlainTextEdit:focus { border-color: rgb(255, 100, 44); }"));
     return field;
 }
 
@@ -140,10 +141,6 @@ void ZQFeedbackWindowController::windowDidLoad() {
     buildTitleBar();
 
     _helpInfoWindowController = new ZQHelpInfoListWindowController(this);
-    _model->restoreDraft();
-    applyTexts();
-    showHelpInfoViewView();
-
     // Keyboard order: the title bar, the view shown, the e-mail address.
     QWidget::setTabOrder(backBtn, forwardBtn);
     QWidget::setTabOrder(forwardBtn, feedbackBtn);
@@ -153,6 +150,10 @@ void ZQFeedbackWindowController::windowDidLoad() {
     QWidget::setTabOrder(buttonsView, contactInfoText);
     QWidget::setTabOrder(contactInfoText, commitBtn);
     QWidget::setTabOrder(commitBtn, feedbackEmailButton);
+
+    _model->restoreDraft();
+    applyTexts();
+    showHelpInfoViewView();
 }
 
 void ZQFeedbackWindowController::buildTitleBar() {
@@ -237,21 +238,25 @@ void ZQFeedbackWindowController::buildFeedbackView() {
     placeAt(uploadBtn, 20, 40, 100, 32);
     uploadBtn->addTarget(_model, &ZQFeedbackFormModel::uploadPicture);
     //% "最多3张图片，共1MB以内（png、jpg、gif、tiff）"
-    placeAt(makeLabel(feedbackView, qtTrId("zq-feedback-picture-hint"), 12,
-                      QColor(0x99, 0x99, 0x99)),
-            130, 47, 320, 18);
+    placeAt(
+        makeLabel(feedbackView, qtTrId("zq-feedback-picture-hint"), 12, QColor(0x99, 0x99, 0x99)),
+        130, 47, 320, 18);
     //% "提交"
     commitBtn = makeButton(feedbackView, qtTrId("zq-feedback-commit"), true);
     placeAt(commitBtn, kWindowWidth - 120, 40, 100, 32);
     commitBtn->addTarget(_model, &ZQFeedbackFormModel::commitFeedback);
 
     connect(texProblemDescription, &QPlainTextEdit::textChanged, this, [this] {
-        showText(texProblemDescription, _model->setDescription(texProblemDescription->toPlainText()));
+        showText(texProblemDescription,
+                 _model->setDescription(texProblemDescription->toPlainText()));
     });
-    connect(contactInfoText, &QPlainTextEdit::textChanged, this,
-            [this] { showText(contactInfoText, _model->setContact(contactInfoText->toPlainText())); });
-    connect(_model, &ZQFeedbackFormModel::textsChanged, this, &ZQFeedbackWindowController::applyTexts);
-    connect(_model, &ZQFeedbackFormModel::countWarnVisibleChanged, countWarnText, &QWidget::setVisible);
+    connect(contactInfoText, &QPlainTextEdit::textChanged, this, [this] {
+        showText(contactInfoText, _model->setContact(contactInfoText->toPlainText()));
+    });
+    connect(_model, &ZQFeedbackFormModel::textsChanged, this,
+            &ZQFeedbackWindowController::applyTexts);
+    connect(_model, &ZQFeedbackFormModel::countWarnVisibleChanged, countWarnText,
+            &QWidget::setVisible);
     connect(_model, &ZQFeedbackFormModel::picturesChanged, this,
             &ZQFeedbackWindowController::updateContactInfoTextPos);
 }
@@ -282,6 +287,7 @@ void ZQFeedbackWindowController::buildContactInfoView() {
 void ZQFeedbackWindowController::firstPainted() {
     // The list asks the service only after the window has been painted.
     _helpInfoWindowController->embedIn(helpListArea);
+    QWidget::setTabOrder(forwardBtn, _helpInfoWindowController->helpInfoTableView());
 }
 
 void ZQFeedbackWindowController::applyTexts() {
@@ -344,8 +350,9 @@ void ZQFeedbackWindowController::openFeedbackEmail() {
 
 void ZQFeedbackWindowController::chooseFiles(std::function<void(const QStringList&)> chosen) {
     //% "上传图片"
-    auto* panel = new QFileDialog(mWindow, qtTrId("zq-feedback-file-panel"),
-                                  QStandardPaths::writableLocation(QStandardPaths::DownloadLocation));
+    auto* panel =
+        new QFileDialog(mWindow, qtTrId("zq-feedback-file-panel"),
+                        QStandardPaths::writableLocation(QStandardPaths::DownloadLocation));
     panel->setObjectName(QStringLiteral("filePanel"));
     panel->setFileMode(QFileDialog::ExistingFiles);
     //% "图片"
@@ -367,7 +374,8 @@ void ZQFeedbackWindowController::showAlert(const ZQFeedbackAlert& alert,
     box->setObjectName(QStringLiteral("alert"));
     //% "Vesko输入法"
     box->setWindowTitle(qtTrId("zq-feedback-alert-title"));
-    box->setIconPixmap(ZQImage::named(QStringLiteral("alert_logo")).toPixmap(box->devicePixelRatio()));
+    box->setIconPixmap(
+        ZQImage::named(QStringLiteral("alert_logo")).toPixmap(box->devicePixelRatio()));
     if (alert.asTitle) {
         box->setText(alert.text);
     } else {
@@ -385,14 +393,14 @@ bool ZQFeedbackWindowController::eventFilter(QObject* watched, QEvent* event) {
     // In the text fields Tab inserts a tab; Ctrl+Tab and Shift+Tab leave them.
     if (event->type() == QEvent::KeyPress) {
         auto* key = static_cast<QKeyEvent*>(event);
-        const bool ctrlTab =
-            key->key() == Qt::Key_Tab && (key->modifiers() & Qt::ControlModifier);
+        const bool ctrlTab = key->key() == Qt::Key_Tab && (key->modifiers() & Qt::ControlModifier);
         if (ctrlTab || key->key() == Qt::Key_Backtab) {
             auto* field = static_cast<QWidget*>(watched);
             QWidget* next = key->key() == Qt::Key_Backtab ? field->previousInFocusChain()
                                                           : field->nextInFocusChain();
-            while (next && next != field && (!next->isVisible() || !next->isEnabled() ||
-                                             !(next->focusPolicy() & Qt::TabFocus))) {
+            while (next && next != field &&
+                   (!next->isVisible() || !next->isEnabled() ||
+                    !(next->focusPolicy() & Qt::TabFocus))) {
                 next = key->key() == Qt::Key_Backtab ? next->previousInFocusChain()
                                                      : next->nextInFocusChain();
             }

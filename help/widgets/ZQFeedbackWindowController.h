@@ -34,8 +34,7 @@ public:
     static constexpr int kWindowHeight = 476;
 
     // `draft` none keeps no draft (tests); the default is the user's draft file.
-    explicit ZQFeedbackWindowController(
-        std::optional<ZQFeedbackDraft> draft = ZQFeedbackDraft());
+    explicit ZQFeedbackWindowController(std::optional<ZQFeedbackDraft> draft = ZQFeedbackDraft());
     ~ZQFeedbackWindowController() override;
 
     QWidget* window() const override;

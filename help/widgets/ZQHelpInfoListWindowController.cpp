@@ -28,6 +28,8 @@ ZQHelpInfoListWindowController::ZQHelpInfoListWindowController(QObject* parent)
     _helpInfoTableView->setFrameShape(QFrame::NoFrame);
     _helpInfoTableView->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     _helpInfoTableView->setWidgetResizable(false);
+    // The rows take the keyboard focus, not the area around them.
+    _helpInfoTableView->setFocusPolicy(Qt::NoFocus);
     //% "帮助列表"
     _helpInfoTableView->setAccessibleName(qtTrId("zq-help-list-name"));
     _rowsView = new QWidget;
@@ -117,7 +119,8 @@ void ZQHelpInfoListWindowController::reloadData(int scrollRow) {
         kWidth - (scrolls ? _helpInfoTableView->verticalScrollBar()->sizeHint().width() : 0);
     _rowsView->resize(width, int(total));
     int y = 0;
-    QWidget* previous = nullptr;
+    // The rows follow the list in the keyboard order.
+    QWidget* previous = _helpInfoTableView;
     for (int row = 0; row < rows; ++row) {
         ZQHelpTableViewCellView* cell = _cells.at(row);
         cell->setHelpInfoData(_model->rows().at(row));
@@ -131,9 +134,7 @@ void ZQHelpInfoListWindowController::reloadData(int scrollRow) {
             chain.append(cell->detailImageView());
         }
         for (QWidget* next : chain) {
-            if (previous) {
-                QWidget::setTabOrder(previous, next);
-            }
+            QWidget::setTabOrder(previous, next);
             previous = next;
         }
     }

@@ -92,17 +92,16 @@ void ZQHelpTableViewCellView::updateImageViewWithSize(const QSizeF& size, qint64
 
 void ZQHelpTableViewCellView::updateCellViewFrame(qreal width, bool expand) {
     _expanded = expand;
-    const geometry::CellLayout layout =
-        geometry::cellLayout(width, expand, _helpInfoData.dataType);
+    const geometry::CellLayout layout = geometry::cellLayout(width, expand, _helpInfoData.dataType);
     resize(layout.cell.size().toSize());
     placeAt(_titleBackgroundView, layout.titleStrip);
     placeAt(_titleLabel, layout.titleLabel);
     placeAt(_dividingLineView, layout.dividingLine);
     _titleBackgroundView->setChecked(expand);
     _titleLabel->setResponseMouseHoverState(!expand);
-    _titleLabel->setTextColor(expand ? QColor(geometry::kHoverRed, geometry::kHoverGreen,
-                                              geometry::kHoverBlue)
-                                     : QColor(Qt::black));
+    _titleLabel->setTextColor(
+        expand ? QColor(geometry::kHoverRed, geometry::kHoverGreen, geometry::kHoverBlue)
+               : QColor(Qt::black));
     _contentView->setVisible(layout.contentVisible);
     if (!layout.contentVisible) {
         return;

@@ -11,7 +11,8 @@ void zqDrawPictureFitting(QPainter& painter, const QImage& image, const QRectF& 
         return;
     }
     const QSizeF size = image.deviceIndependentSize();
-    const qreal scale = std::min({1.0, target.width() / size.width(), target.height() / size.height()});
+    const qreal scale =
+        std::min({1.0, target.width() / size.width(), target.height() / size.height()});
     QRectF frame(QPointF(), size * scale);
     frame.moveCenter(target.center());
     painter.setRenderHint(QPainter::SmoothPixmapTransform);

@@ -41,24 +41,23 @@ void ZQSolutionLabel::paintEvent(QPaintEvent*) {
     // word here.
     option.setWrapMode(QTextOption::WrapAnywhere);
     layout.setTextOption(option);
-    // Lines while they fit; the last one that fits ends with an ellipsis when
-    // text is left over.
-    QString elidedLast;
-    qreal elidedY = 0;
+    // Whole lines while they fit; the last one that fits ends with an
+    // ellipsis when text is left over.
+    int whole = 0;
+    QString elided;
     qreal y = 0;
     layout.beginLayout();
     for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
         line.setLineWidth(width);
+        line.setPosition(QPointF(0, y));
         const qreal next = y + line.height() + _lineSpacing;
         const bool lastThatFits = next + line.height() > height();
         if (lastThatFits && line.textStart() + line.textLength() < content.size()) {
-            line.setNumColumns(0);
-            elidedLast = metrics.elidedText(content.mid(line.textStart()).replace(u'\n', u' '),
-                                            Qt::ElideRight, width);
-            elidedY = y;
+            elided = metrics.elidedText(content.mid(line.textStart()).replace(u'\n', u' '),
+                                        Qt::ElideRight, width);
             break;
         }
-        line.setPosition(QPointF(0, y));
+        ++whole;
         y = next;
         if (lastThatFits) {
             break;
@@ -69,9 +68,11 @@ void ZQSolutionLabel::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setPen(currentTextColor());
     painter.setFont(font());
-    layout.draw(&painter, QPointF());
-    if (!elidedLast.isEmpty()) {
-        painter.drawText(QPointF(0, elidedY + metrics.ascent()), elidedLast);
+    for (int i = 0; i < whole; ++i) {
+        layout.lineAt(i).draw(&painter, QPointF());
+    }
+    if (!elided.isEmpty()) {
+        painter.drawText(QPointF(0, y + metrics.ascent()), elided);
     }
 }
 

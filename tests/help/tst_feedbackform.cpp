@@ -165,7 +165,8 @@ void TestFeedbackForm::chips() {
     // Every character `unitWidth` points wide, except the ellipsis in the
     // last row, which makes no candidate reach 88.
     const auto width = [&](const QString& text) {
-        return qreal(text.size() * unitWidth) - (text.endsWith("...") && name == "abcdefg" ? 50 : 0);
+        return qreal(text.size() * unitWidth) -
+               (text.endsWith("...") && name == "abcdefg" ? 50 : 0);
     };
     QCOMPARE(geometry::chipTitle(name, width), title);
     QCOMPARE(geometry::chipFrames({50, 30}), (QList<QRectF>{{5, 0, 90, 20}, {100, 0, 70, 20}}));
@@ -204,12 +205,12 @@ void TestFeedbackForm::pictureBatches_data() {
     QTest::addColumn<qint64>("total");
     const QString three = QString::fromUtf8("T:上传失败，最多可上传3张图片");
     const QString size = QString::fromUtf8("I:上传失败，仅支持上传1MB以下的图片文件");
-    QTest::newRow("three together too large") << QStringList{"+400000,400000,400000"}
-                                              << QStringList{size} << 0 << 0LL;
-    QTest::newRow("one at a time") << QStringList{"+400000", "+400000", "+400000"}
-                                   << QStringList{size} << 2 << 800000LL;
-    QTest::newRow("exactly 1 MiB") << QStringList{"+1048000", "+576"} << QStringList{} << 2
-                                   << 1048576LL;
+    QTest::newRow("three together too large")
+        << QStringList{"+400000,400000,400000"} << QStringList{size} << 0 << 0LL;
+    QTest::newRow("one at a time")
+        << QStringList{"+400000", "+400000", "+400000"} << QStringList{size} << 2 << 800000LL;
+    QTest::newRow("exactly 1 MiB")
+        << QStringList{"+1048000", "+576"} << QStringList{} << 2 << 1048576LL;
     QTest::newRow("one byte more") << QStringList{"+1048577"} << QStringList{size} << 0 << 0LL;
     QTest::newRow("two and two") << QStringList{"+1,1", "+1,1"} << QStringList{three} << 2 << 2LL;
     QTest::newRow("four at once") << QStringList{"+1,1,1,1"} << QStringList{three} << 0 << 0LL;
@@ -258,7 +259,8 @@ void TestFeedbackForm::submission_data() {
     QTest::newRow("no pictures, no upload")
         << QStringList{} << 300 << "" << QStringList{ok} << reports << false;
     QTest::newRow("too short") << QStringList{"a.png"} << 9 << ""
-                               << QStringList{QString::fromUtf8("T:字数不足10个，请详细描述您的问题")}
+                               << QStringList{QString::fromUtf8(
+                                      "T:字数不足10个，请详细描述您的问题")}
                                << QStringList{} << false;
     QTest::newRow("refused with a message")
         << QStringList{} << 20
@@ -270,8 +272,8 @@ void TestFeedbackForm::submission_data() {
     QTest::newRow("undecryptable answer")
         << QStringList{"a.png"} << 20 << R"(/macfb/v1/macfeedback {"fault":"garbage"})"
         << QStringList{kNetwork} << all << true;
-    QTest::newRow("picture unreadable") << QStringList{"dir.png"} << 20 << ""
-                                        << QStringList{kNetwork} << QStringList{} << false;
+    QTest::newRow("picture unreadable")
+        << QStringList{"dir.png"} << 20 << "" << QStringList{kNetwork} << QStringList{} << false;
     QTest::newRow("upload cannot start") << QStringList{"a.png"} << 20 << "UploadHost"
                                          << QStringList{kNetwork} << QStringList{} << true;
 }
@@ -290,8 +292,8 @@ void TestFeedbackForm::submission() {
     if (fault.startsWith('/')) {
         QVariantMap options =
             QJsonDocument::fromJson(fault.section(' ', 1).toUtf8()).toVariant().toMap();
-        QVERIFY(_service.setFault(fault.section(' ', 0, 0), options.take("fault").toString(),
-                                  options));
+        QVERIFY(
+            _service.setFault(fault.section(' ', 0, 0), options.take("fault").toString(), options));
     }
     RecordingUi ui;
     ZQFeedbackFormModel form{ZQFeedbackDraft(draftPath())};
@@ -335,13 +337,15 @@ void TestFeedbackForm::submission() {
         const QJsonObject report = _service.entries("/macfb/v1/macfeedback", mark)[0].toObject();
         QMap<QString, QString> fields;
         for (const QJsonValue& p : report.value("multipart").toObject().value("parts").toArray()) {
-            fields.insert(p.toObject().value("name").toString(), p.toObject().value("value").toString());
+            fields.insert(p.toObject().value("name").toString(),
+                          p.toObject().value("value").toString());
         }
         QCOMPARE(fields.value("detail"), description.left(300));
         QCOMPARE(fields.value("contact"), QString("me@example.com"));
         QCOMPARE(fields.value("isAtta"), QString(pictures.isEmpty() ? "0" : "1"));
         QCOMPARE(fields.value("attaName"),
-                 pictures.isEmpty() ? QString() : "zipOfFeedback_" + helptest::kDeviceId + "_736672090.zip");
+                 pictures.isEmpty() ? QString()
+                                    : "zipOfFeedback_" + helptest::kDeviceId + "_736672090.zip");
         const QJsonObject lost = _service.entries("/lost.gif", mark)[0].toObject();
         QCOMPARE(lost.value("endpoint_args").toObject().value("reason").toString(), QString("-1"));
         if (!pictures.isEmpty()) {
