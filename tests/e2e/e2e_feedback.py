@@ -28,7 +28,7 @@ os.environ["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
 at = None  # atspi_tool, imported once the accessibility bus runs
 
 app = os.path.join(stage, "Contents/ZQAssistPanel.app/Contents/MacOS/ZQAssistPanel")
-HELP, FORM = "帮助与反馈", "意见反馈"
+HELP, FORM, ALERT = "帮助与反馈", "意见反馈", "Vesko输入法"
 
 
 def step(text):
@@ -80,6 +80,14 @@ def maps_web_engine(pid):
         return "libQt6WebEngine" in f.read()
 
 
+def answer_alert(text):
+    """The window-modal alert shows `text`; its button dismisses it."""
+    alert = at.window(ALERT)
+    at.find(alert, text)
+    at.press(alert, "好的", "push button")
+    at.no_window(ALERT)
+
+
 def text_of(window, name):
     return at.text(at.find(window, name, "text"))
 
@@ -101,13 +109,14 @@ def main():
     step("the cached rows appear, then the service's newer list")
     control(base, "POST", "/__control/faults", {"path": "/q", "fault": "delay", "ms": 4000, "count": 1})
     process, window = launch()
-    at.find(window, seed_first, "toggle button", timeout=3)
-    at.find(window, service_first, "toggle button")
+    at.find(window, seed_first, "check box", timeout=3)
+    at.find(window, service_first, "check box")
     check(not [n for n in at.walk(window) if n.name == seed_first], "the cached rows stayed")
     check(not maps_web_engine(process.pid), "the window maps Qt WebEngine")
 
     step("a row opens; the open row reads as checked")
-    row = at.press(window, "怎样快速切换中英文？", "toggle button")
+    row = at.find(window, "怎样快速切换中英文？", "check box")
+    at.action(row, "Toggle")
     at.poll("the row to open", lambda: "checked" in at.states(row))
     at.find(window, "查看大图", "push button")
 
@@ -117,8 +126,7 @@ def main():
     description_field = at.find(window, "请详细描述您遇到的问题（10至300字）", "text")
     at.set_text(description_field, "太短了")
     at.press(window, "提交", "push button")
-    at.find(window, "字数不足10个，请详细描述您的问题")
-    at.press(window, "好的", "push button")
+    answer_alert("字数不足10个，请详细描述您的问题")
 
     step("two pictures chosen in the file panel")
     at.set_text(description_field, description)
@@ -147,14 +155,15 @@ def main():
 
     step("the submission arrives with both pictures in its archive")
     at.press(window, "提交", "push button")
-    at.find(window, "提交成功")
+    alert = at.window(ALERT)
+    at.find(alert, "提交成功")
     reports = at.poll("the report in the journal", lambda: journal(journal_path, "/macfb/v1/macfeedback"))
     archive = reports[-1]["stored"][0]
     with zipfile.ZipFile(archive) as z:
         check(z.namelist() == ["pic_001.png", "pic_002.jpg"], "archive entries %s" % z.namelist())
         check(z.read("pic_002.jpg") == pictures["b.jpg"], "the second picture's bytes differ")
     at.poll("the draft to be removed", lambda: not os.path.exists(draft))
-    at.press(window, "好的", "push button")
+    at.press(alert, "好的", "push button")
     at.poll("the form to be cleared", lambda: text_of(window, "请详细描述您遇到的问题（10至300字）") == "")
     check(not maps_web_engine(process.pid), "the window maps Qt WebEngine")
 
@@ -179,6 +188,9 @@ if __name__ == "__main__":
             main()
         except at.Failure as failure:
             print("FAIL:", failure, file=sys.stderr)
+            log = os.path.join(root, "feedback-app.log")
+            if os.path.exists(log):
+                sys.stderr.write(open(log).read()[-3000:])
             sys.exit(1)
     finally:
         bus.terminate()
