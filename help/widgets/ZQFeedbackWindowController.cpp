@@ -20,7 +20,6 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QPlainTextEdit>
-#include <QScrollArea>
 #include <QStandardPaths>
 #include <QTimer>
 #include <QUrl>
@@ -287,7 +286,8 @@ void ZQFeedbackWindowController::buildContactInfoView() {
 void ZQFeedbackWindowController::firstPainted() {
     // The list asks the service only after the window has been painted.
     _helpInfoWindowController->embedIn(helpListArea);
-    QWidget::setTabOrder(forwardBtn, _helpInfoWindowController->helpInfoTableView());
+    _helpInfoWindowController->setTabAnchor(forwardBtn);
+    _helpInfoWindowController->updateContentView();
 }
 
 void ZQFeedbackWindowController::applyTexts() {

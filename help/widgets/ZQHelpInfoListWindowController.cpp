@@ -64,7 +64,6 @@ void ZQHelpInfoListWindowController::embedIn(QWidget* view) {
     _window->setParent(view);
     _window->setGeometry(view->rect());
     _window->show();
-    updateContentView();
 }
 
 void ZQHelpInfoListWindowController::updateContentView() {
@@ -119,8 +118,8 @@ void ZQHelpInfoListWindowController::reloadData(int scrollRow) {
         kWidth - (scrolls ? _helpInfoTableView->verticalScrollBar()->sizeHint().width() : 0);
     _rowsView->resize(width, int(total));
     int y = 0;
-    // The rows follow the list in the keyboard order.
-    QWidget* previous = _helpInfoTableView;
+    // The rows follow the anchor in the keyboard order.
+    QWidget* previous = _tabAnchor ? _tabAnchor.data() : _helpInfoTableView;
     for (int row = 0; row < rows; ++row) {
         ZQHelpTableViewCellView* cell = _cells.at(row);
         cell->setHelpInfoData(_model->rows().at(row));

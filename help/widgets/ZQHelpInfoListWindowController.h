@@ -30,9 +30,13 @@ public:
 
     // Reads the help cache into the list.
     void initHelpInfoData();
-    // Puts the content into `view` (filling it), hides the close button and
-    // asks the service for a newer list.
+    // Puts the content into `view` (filling it).
     void embedIn(QWidget* view);
+    // The rows come right after `anchor` in the keyboard order (a widget of
+    // the same window).
+    void setTabAnchor(QWidget* anchor) { _tabAnchor = anchor; }
+    // Shows the loaded rows, hides the close button and asks the service for
+    // a newer list.
     void updateContentView();
     // Shows the list as a window-modal sheet on `parent` and asks the service.
     void showSheetForWindow(QWidget* parent);
@@ -54,6 +58,7 @@ private:
 
     ZQHelpListModel* _model;
     QPointer<QWidget> _window;
+    QPointer<QWidget> _tabAnchor;
     QScrollArea* _helpInfoTableView = nullptr;
     QWidget* _rowsView = nullptr;
     ZQCustomButton* _closeBtn = nullptr;
