@@ -113,6 +113,11 @@ bool analyticsEnabled() {
     return boolean(QStringLiteral("Analytics/Enabled"), true);
 }
 
+QString supportEmail() {
+    const QString address = string(QStringLiteral("Feedback/SupportEmail")).trimmed();
+    return address.isEmpty() ? QStringLiteral("support@vesko.example") : address;
+}
+
 QString activeFile() {
     QMutexLocker lock(&state().mutex);
     settingsLocked();

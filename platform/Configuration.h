@@ -16,6 +16,7 @@
 //   Web/Host              base address of the About links and the change-log page
 //   Analytics/Endpoint    address the analytics client posts to
 //   Analytics/Enabled     "true"/"false": the user's switch for analytics
+//   Feedback/SupportEmail the maker's support address, offered by the feedback window
 //   SettingsPanes.<desktop>/<name>, SettingsPanes/<name>  the settings-page table
 //                         (utility/ZQSettingsPanes.h)
 namespace platform::Configuration {
@@ -29,6 +30,7 @@ QString wallHost();
 QString webHost();
 QString analyticsEndpoint();
 bool analyticsEnabled();
+QString supportEmail();
 
 // Path of the file in effect ("" when the embedded default is used).
 QString activeFile();

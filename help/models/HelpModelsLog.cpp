@@ -1,0 +1,3 @@
+#include "help/models/HelpModelsLog.h"
+
+Q_LOGGING_CATEGORY(lcHelpModels, "vesko.helpmodels")
