@@ -36,8 +36,24 @@ unset XDG_CURRENT_DESKTOP XDG_SESSION_TYPE
 
 cmd=("$@")
 if [[ $x11 == 1 ]]; then
-    export QT_QPA_PLATFORM=xcb
-    cmd=(xvfb-run -a -s "-screen 0 1920x1080x24" "${cmd[@]}")
+    # The server picks a free display itself and names it on the pipe. Servers
+    # start one at a time (a lock held until the display is named), so that
+    # tests running side by side never race for the same display.
+    exec {startlock}> /tmp/zq-xvfb-start.lock
+    flock "$startlock"
+    coproc xserver {
+        exec {startlock}>&-
+        exec Xvfb -displayfd 1 -screen 0 1920x1080x24 -nolisten tcp 2> "$root/xvfb.log"
+    }
+    xpid=$xserver_PID
+    trap 'kill "$xpid" 2> /dev/null; wait "$xpid" 2> /dev/null; rm -rf "$root"' EXIT
+    if ! read -r display <&"${xserver[0]}"; then
+        echo "isolate.sh: Xvfb did not start:" >&2
+        cat "$root/xvfb.log" >&2
+        exit 1
+    fi
+    exec {startlock}>&-
+    export DISPLAY=":$display" QT_QPA_PLATFORM=xcb
 fi
 if [[ $dbus == 1 ]]; then
     cmd=(dbus-run-session -- "${cmd[@]}")

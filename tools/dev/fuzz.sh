@@ -52,7 +52,10 @@ for t in $(printf '%s\n' "${targets[@]}" | sort); do
     log=$build/findings/$t.log
     start=$(date +%s)
     set +e
-    "$build/${binary[$t]}" -runs="$runs" -jobs="$jobs" -workers="$jobs" \
+    # One job runs in this process; more fork workers that log to fuzz-N.log.
+    parallel=()
+    [[ $jobs -gt 1 ]] && parallel=(-fork="$jobs")
+    "$build/${binary[$t]}" -runs="$runs" "${parallel[@]}" \
         -artifact_prefix="$findings/" -print_final_stats=1 -max_len=65536 "$corpus" > "$log" 2>&1
     rc=$?
     set -e
