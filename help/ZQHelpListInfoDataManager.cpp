@@ -164,7 +164,9 @@ void ZQHelpListInfoDataManager::requestHelpListInfoWithVersion(
 ZQHelpListInfoDataManager::HelpListAnswer ZQHelpListInfoDataManager::readHelpListAnswer(
     const QVariantMap& answer, const std::optional<QString>& heldVersion) {
     HelpListAnswer read;
-    read.version = textForm(answer.value(QStringLiteral("version")));
+    // A property list cannot hold a zero character: the cache keeps the
+    // texts without them, as it does the entries' texts.
+    read.version = textForm(answer.value(QStringLiteral("version"))).remove(QChar(0));
     if (integerValueOfText(read.version) <= integerValueOfText(textOrNull(heldVersion))) {
         return read;
     }
@@ -208,15 +210,20 @@ void ZQHelpListInfoDataManager::writeHelpInfoToPlistFileWithExpandValue(
         return;
     }
     const QString folder = helpInfoFolderPath();
+    const QString path = helpInfoPlistPath();
     const QFileInfo folderInfo(folder);
     if (folderInfo.isDir() && !folderInfo.isSymLink()) {
-        // Remove everything in it, pictures included; each failure is ignored.
+        // Remove everything in it, pictures included, but the list itself,
+        // which the atomic write below replaces: a process killed in between
+        // leaves the old list or the new one, never none. Each failure is
+        // ignored.
         const QFileInfoList items = QDir(folder).entryInfoList(QDir::AllEntries | QDir::Hidden |
                                                                QDir::System | QDir::NoDotAndDotDot);
         for (const QFileInfo& item : items) {
             if (item.isDir() && !item.isSymLink()) {
                 QDir(item.absoluteFilePath()).removeRecursively();
-            } else {
+            } else if (item.absoluteFilePath() != QFileInfo(path).absoluteFilePath() ||
+                       !item.isFile() || item.isSymLink()) {
                 QFile::remove(item.absoluteFilePath());
             }
         }
@@ -226,16 +233,10 @@ void ZQHelpListInfoDataManager::writeHelpInfoToPlistFileWithExpandValue(
     }
     QVariantMap root;
     root.insert(QStringLiteral("expandFirst"),
-                textForm(answer->value(QStringLiteral("expandFirst"))));
-    root.insert(QStringLiteral("version"), textForm(answer->value(QStringLiteral("version"))));
+                textForm(answer->value(QStringLiteral("expandFirst"))).remove(QChar(0)));
+    root.insert(QStringLiteral("version"),
+                textForm(answer->value(QStringLiteral("version"))).remove(QChar(0)));
     root.insert(QStringLiteral("helplist"), helpList);
-    const QString path = helpInfoPlistPath();
-    if (!QFileInfo::exists(path)) {
-        QFile empty(path);
-        if (empty.open(QIODevice::WriteOnly)) {
-            empty.close();
-        }
-    }
     QString error;
     if (!platform::Plist::writeFile(path, root, platform::Plist::Format::Xml, &error)) {
         qCDebug(lcHelp) << "cannot write the help cache:" << error;

@@ -186,8 +186,10 @@ private:
         return quint32(get_crc_table()[(crc ^ byte) & 0xFF]) ^ (crc >> 8);
     }
     quint8 keyByte() const {
-        const quint16 t = quint16(_keys[2] | 2);
-        return quint8((t * (t ^ 1)) >> 8);
+        // Unsigned 32-bit arithmetic: two 16-bit values promoted to int
+        // would overflow their product.
+        const quint32 t = quint16(_keys[2] | 2);
+        return quint8((t * (t ^ 1u)) >> 8);
     }
     void update(quint8 plain) {
         _keys[0] = crcStep(_keys[0], plain);
