@@ -5,17 +5,20 @@
 # repository's seeds. Prints one line per target: executions, seconds,
 # corpus size, and whether anything was found (crash files land in
 # build-fuzz/findings/<target>/).
-#   fuzz.sh [--runs N] [--jobs J] [TARGET...]     N defaults to 10000000
+#   fuzz.sh [--runs N] [--seconds S] [--jobs J] [TARGET...]
+# N defaults to 10000000; --seconds stops each target after S seconds.
 set -euo pipefail
 here=$(cd "$(dirname "$0")/../.." && pwd)
 build=${ZQ_FUZZ_BUILD_DIR:-$here/build-fuzz}
 runs=10000000
 jobs=1
+seconds_limit=0
 targets=()
 while [[ $# -gt 0 ]]; do
     case "$1" in
         --runs) runs=$2; shift 2 ;;
         --jobs) jobs=$2; shift 2 ;;
+        --seconds) seconds_limit=$2; shift 2 ;;
         *) targets+=("$1"); shift ;;
     esac
 done
@@ -43,6 +46,13 @@ cmake --build "$build" --target "${build_targets[@]}"
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-halt_on_error=1:print_stacktrace=1}
 export QT_QPA_PLATFORM=offscreen
+# Targets that extract archives write files for every input: keep them in
+# memory when the machine has a tmpfs.
+if [[ -d /dev/shm && -w /dev/shm ]]; then
+    TMPDIR=$(mktemp -d /dev/shm/zq-fuzz.XXXXXX)
+    export TMPDIR
+    trap 'rm -rf "$TMPDIR"' EXIT
+fi
 status=0
 for t in $(printf '%s\n' "${targets[@]}" | sort); do
     corpus=$build/corpus/$t
@@ -52,10 +62,10 @@ for t in $(printf '%s\n' "${targets[@]}" | sort); do
     log=$build/findings/$t.log
     start=$(date +%s)
     set +e
-    # One job runs in this process; more fork workers that log to fuzz-N.log.
+    # One job runs in this process; --jobs J > 1 runs J workers (fork mode).
     parallel=()
     [[ $jobs -gt 1 ]] && parallel=(-fork="$jobs")
-    "$build/${binary[$t]}" -runs="$runs" "${parallel[@]}" \
+    "$build/${binary[$t]}" -runs="$runs" -max_total_time="$seconds_limit" "${parallel[@]}" \
         -artifact_prefix="$findings/" -print_final_stats=1 -max_len=65536 "$corpus" > "$log" 2>&1
     rc=$?
     set -e
