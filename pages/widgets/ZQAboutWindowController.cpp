@@ -2,12 +2,17 @@
 
 #include "controls/ZQCustomWindow.h"
 #include "controls/ZQWindowButtonView.h"
+#include "pages/models/ZQAboutModel.h"
+#include "pages/models/ZQAboutServices.h"
 #include "pages/models/ZQEvaluationModel.h"
+#include "pages/widgets/PageAnalytics.h"
 #include "pages/widgets/ZQAbout.h"
 #include "pages/widgets/ZQEvaluationViewController.h"
 
 #include <QEvent>
 #include <QTimer>
+
+#include <utility>
 
 ZQAboutWindowController::ZQAboutWindowController(platform::Clock* clock)
     : _window(new ZQCustomWindow(QSize(kWidth, kHeight))) {
@@ -42,7 +47,8 @@ void ZQAboutWindowController::awakeFromNib() {
     _evaluationViewController->view()->lower();
     showAboutView();
     _aboutViewController->awakeFromNib();
-    // The published overview is asked for once the window has been painted.
+    // The published overview is asked for once the window has been painted
+    // (attachServices).
     _evaluationViewController->awakeFromNib();
     _window->installEventFilter(this);
 }
@@ -53,11 +59,26 @@ bool ZQAboutWindowController::eventFilter(QObject* watched, QEvent* event) {
         // On the second turn of the event loop after the paint, so that the
         // painted window reaches the screen before the services' libraries load.
         QTimer::singleShot(0, this, [this] {
-            QTimer::singleShot(
-                0, this, [this] { _evaluationViewController->model()->getScoringOverview(); });
+            QTimer::singleShot(0, this, [this] {
+                attachServices();
+                _evaluationViewController->model()->getScoringOverview();
+            });
         });
+    } else if (watched == _window && event->type() == QEvent::Hide && !_painted) {
+        attachServices();  // gone before its first paint: what is held goes out now
     }
     return QObject::eventFilter(watched, event);
+}
+
+void ZQAboutWindowController::attachServices() {
+    if (std::exchange(_servicesAttached, true)) {
+        return;
+    }
+    // Analytics through the pages' reporter, like every page's; the public
+    // store through the About services.
+    ZQAboutModel* about = _aboutViewController->model();
+    about->setReporter(zq::pages::pageReporter());
+    about->setServices(zq::pages::aboutServices());
 }
 
 void ZQAboutWindowController::showAboutView() {

@@ -47,9 +47,13 @@ protected:
 
 private:
     void awakeFromNib();
+    // Hands the About page its analytics reporter and services, loading their
+    // modules: once, after the first paint (or when the window goes before it).
+    void attachServices();
 
     ZQCustomWindow* _window;
     std::unique_ptr<ZQAbout> _aboutViewController;
     std::unique_ptr<ZQEvaluationViewController> _evaluationViewController;
     bool _painted = false;
+    bool _servicesAttached = false;
 };
