@@ -39,18 +39,29 @@ void ZQAboutWindowController::awakeFromNib() {
     connect(_aboutViewController.get(), &ZQAbout::switchToEvaluationView, this,
             &ZQAboutWindowController::switchToEvaluationView);
     _aboutViewController->view()->lower();
-    _evaluationViewController = std::make_unique<ZQEvaluationViewController>(content);
-    connect(_evaluationViewController.get(), &ZQEvaluationViewController::switchToAboutView, this,
-            &ZQAboutWindowController::switchToAboutView);
     auto* strip = ZQWindowButtonView::initCloseButtonViewWithFrame(QRectF(9, 271, 40, 16), content);
     strip->raise();
-    _evaluationViewController->view()->lower();
     showAboutView();
     _aboutViewController->awakeFromNib();
-    // The published overview is asked for once the window has been painted
-    // (attachServices).
-    _evaluationViewController->awakeFromNib();
+    // The evaluation page is made once the window has been painted (or when
+    // it is first asked for), and then asks for the published overview.
     _window->installEventFilter(this);
+}
+
+ZQEvaluationViewController* ZQAboutWindowController::evaluationViewController() {
+    if (!_evaluationViewController) {
+        _evaluationViewController =
+            std::make_unique<ZQEvaluationViewController>(_window->contentView());
+        connect(_evaluationViewController.get(), &ZQEvaluationViewController::switchToAboutView,
+                this, &ZQAboutWindowController::switchToAboutView);
+        QWidget* view = _evaluationViewController->view();
+        view->setVisible(!_aboutViewController->view()->isVisibleTo(_window));
+        view->lower();  // below the About page and the close strip
+        _evaluationViewController->awakeFromNib();
+        attachServices();
+        _evaluationViewController->model()->getScoringOverview();
+    }
+    return _evaluationViewController.get();
 }
 
 bool ZQAboutWindowController::eventFilter(QObject* watched, QEvent* event) {
@@ -61,7 +72,7 @@ bool ZQAboutWindowController::eventFilter(QObject* watched, QEvent* event) {
         QTimer::singleShot(0, this, [this] {
             QTimer::singleShot(0, this, [this] {
                 attachServices();
-                _evaluationViewController->model()->getScoringOverview();
+                evaluationViewController();
             });
         });
     } else if (watched == _window && event->type() == QEvent::Hide && !_painted) {
@@ -83,11 +94,13 @@ void ZQAboutWindowController::attachServices() {
 
 void ZQAboutWindowController::showAboutView() {
     _aboutViewController->view()->show();
-    _evaluationViewController->view()->hide();
+    if (_evaluationViewController) {
+        _evaluationViewController->view()->hide();
+    }
 }
 
 void ZQAboutWindowController::showEvaluationView() {
-    _evaluationViewController->view()->show();
+    evaluationViewController()->view()->show();
     _aboutViewController->view()->hide();
 }
 

@@ -38,9 +38,8 @@ public:
     void switchToEvaluationView() { showEvaluationView(); }
 
     ZQAbout* aboutViewController() const { return _aboutViewController.get(); }
-    ZQEvaluationViewController* evaluationViewController() const {
-        return _evaluationViewController.get();
-    }
+    // The evaluation page, made on first use.
+    ZQEvaluationViewController* evaluationViewController();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
