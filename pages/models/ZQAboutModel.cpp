@@ -3,6 +3,7 @@
 #include "log/ZQLogManager.h"
 #include "pages/models/PageModelsLog.h"
 #include "pages/models/ZQAboutServices.h"
+#include "pages/models/ZQPageReporter.h"
 #include "platform/Clock.h"
 #include "platform/Configuration.h"
 #include "platform/DistributedNotificationCenter.h"
@@ -94,19 +95,35 @@ const QString ZQAboutModel::kTitleLatest = QStringLiteral("已是最新");
 ZQAboutModel::ZQAboutModel(platform::Clock* clock, QObject* parent)
     : QObject(parent), _clock(clock ? clock : platform::Clock::system()) {
     _queue.setMaxThreadCount(1);  // a serial queue: outcomes come back in order
-    _reporter = [](const QString& code, const QVariantMap& params) {
-        if (ZQAboutServices* services = zq::pages::aboutServices()) {
-            services->reportDataWithEventCode(code, params);
-        }
-    };
 }
 
 ZQAboutModel::~ZQAboutModel() {
     _queue.waitForDone();
 }
 
-void ZQAboutModel::setReporter(Reporter reporter) {
-    _reporter = std::move(reporter);
+void ZQAboutModel::setReporter(ZQPageReporter* reporter) {
+    _reporter = reporter;
+    _reporterSet = true;
+    for (const auto& [code, params] : std::exchange(_heldReports, {})) {
+        report(code, params);
+    }
+}
+
+void ZQAboutModel::setServices(ZQAboutServices* services) {
+    _services = services;
+    _servicesSet = true;
+    if (const std::optional<QString> held = std::exchange(_heldNewVersion, std::nullopt)) {
+        keepNewVersion(*held);
+    }
+}
+
+void ZQAboutModel::keepNewVersion(const QString& version) {
+    if (!_servicesSet) {
+        _heldNewVersion = version;
+    } else if (ZQAboutServices* services = _services) {
+        // The store is a file: written on the worker.
+        _queue.start([services, version] { services->setPubDataValue(version, kNewVersionKey); });
+    }
 }
 
 template <typename T>
@@ -228,9 +245,8 @@ void ZQAboutModel::newVersion(const QVariantMap& payload) {
         std::optional<QString> version;
         int state = StateCheckFailed;
     };
-    ZQAboutServices* services = zq::pages::aboutServices();  // loaded on this thread
     inBackground<Outcome>(
-        [payload, services] {
+        [payload] {
             Outcome outcome;
             const std::optional<QString> installed = GetInputMethodVersion();
             ZQ_RUN_LOG_KV(kLogType, QStringLiteral("curVer"), installed.value_or(QString()));
@@ -239,9 +255,6 @@ void ZQAboutModel::newVersion(const QVariantMap& payload) {
             outcome.version = textValue(payload.value(QStringLiteral("version")));
             if (!outcome.version) {
                 return outcome;  // no payload, or no version in it: the check failed
-            }
-            if (services) {
-                services->setPubDataValue(*outcome.version, kNewVersionKey);
             }
             const bool needed = VeskoInputNeedUpdate(*outcome.version);
             outcome.state = needed ? StateNewVersion : StateUpToDate;
@@ -252,6 +265,7 @@ void ZQAboutModel::newVersion(const QVariantMap& payload) {
             _showVersion = outcome.line;
             if (outcome.version) {
                 _updateVersion = *outcome.version;
+                keepNewVersion(*outcome.version);
             }
             resetViewWith(outcome.state);
         });
@@ -526,8 +540,10 @@ void ZQAboutModel::debugModeOfferAnswered(bool confirmed) {
 }
 
 void ZQAboutModel::report(const QString& code, const QVariantMap& params) {
-    if (_reporter) {
-        _reporter(code, params);
+    if (!_reporterSet) {
+        _heldReports.append({code, params});
+    } else if (_reporter) {
+        _reporter->reportDataWithEventCode(code, params);
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QList>
 #include <QObject>
 #include <QString>
 #include <QThreadPool>
@@ -9,6 +10,10 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
+
+class ZQAboutServices;
+class ZQPageReporter;
 
 namespace platform {
 class Clock;
@@ -61,10 +66,15 @@ public:
     explicit ZQAboutModel(platform::Clock* clock = nullptr, QObject* parent = nullptr);
     ~ZQAboutModel() override;
 
-    // Where analytics events go: ZQTesselReportTool's real-time report
-    // unless replaced (test seam).
-    using Reporter = std::function<void(const QString& code, const QVariantMap& params)>;
-    void setReporter(Reporter reporter);
+    // Where the analytics events ("mac_clck", "mac_upd_suc") go: the pages'
+    // reporter, which the window attaches once it has been painted. Until it
+    // is set, events are held in order and handed over when it is; null
+    // drops them, held and later ones alike.
+    void setReporter(ZQPageReporter* reporter);
+    // Where the remote version is kept (the public store of the About
+    // services), attached with the reporter. Until it is set, the last
+    // version answered is held and written when it is; null drops it.
+    void setServices(ZQAboutServices* services);
 
     // Page set-up: the version line, the spinner, then the first check.
     void setUp();
@@ -147,6 +157,7 @@ private:
     void updateUpdateResult();
     void stopObservingUpdateResult();
     void report(const QString& code, const QVariantMap& params);
+    void keepNewVersion(const QString& version);
     void openLink(const QUrl& url);
     // Runs `work` on the page's worker thread, then `done` with its result
     // on the main thread (unless the model is gone by then).
@@ -156,7 +167,12 @@ private:
     platform::Clock* _clock;
     QThreadPool _queue;
 
-    Reporter _reporter;
+    ZQPageReporter* _reporter = nullptr;
+    bool _reporterSet = false;
+    QList<std::pair<QString, QVariantMap>> _heldReports;
+    ZQAboutServices* _services = nullptr;
+    bool _servicesSet = false;
+    std::optional<QString> _heldNewVersion;
     std::unique_ptr<platform::ClockTimer> _timer;         // the installation watchdog
     std::unique_ptr<platform::ClockTimer> _progressStep;  // the next animation step
     int _progress = 0;

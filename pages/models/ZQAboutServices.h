@@ -3,17 +3,17 @@
 #include <QObject>
 #include <QString>
 #include <QVariant>
-#include <QVariantMap>
 #include <QtPlugin>
 
 #include <functional>
 
 // What the About and evaluation pages ask of other subsystems once they are
-// on screen: the public store, analytics events, and the evaluation service
+// on screen, besides analytics: the public store and the evaluation service
 // calls. These live in a module of their own ("ZQAboutServices.so" among the
 // application's plug-ins), loaded on first use, so that the libraries behind
-// them (Qt Network, Qt SQL, OpenSSL) are not loaded before the About window
-// has been painted.
+// them (Qt Network, Qt SQL, OpenSSL, the help library) are not loaded before
+// the About window has been painted. Analytics events go, as every page's
+// do, through the pages' reporter (ZQPageReporter, PlugIns/ZQPageAnalytics.so).
 class ZQAboutServices {
 public:
     // (no transport error, the service reported success)
@@ -25,8 +25,6 @@ public:
 
     // ZQPubStatistician::setPubDataValue. Any thread.
     virtual void setPubDataValue(const QVariant& value, const QString& key) = 0;
-    // ZQTesselReportTool's real-time event. Main thread.
-    virtual void reportDataWithEventCode(const QString& code, const QVariantMap& params) = 0;
     // ZQHelpListInfoDataManager's evaluation calls; completions on the main
     // thread, unless `context` is gone by then. Main thread.
     virtual void getScoringOverviewData(QObject* context, OverviewCompletion completion) = 0;
@@ -34,7 +32,7 @@ public:
                                       ResultCompletion completion) = 0;
 };
 
-#define ZQAboutServices_iid "com.vesko.ZQAssistPanel.AboutServices/1"
+#define ZQAboutServices_iid "com.vesko.ZQAssistPanel.AboutServices/2"
 Q_DECLARE_INTERFACE(ZQAboutServices, ZQAboutServices_iid)
 
 namespace zq::pages {

@@ -1,9 +1,8 @@
-// The About and evaluation pages' services (ZQAboutServices), over the
-// statistics stores, the analytics reporter and the evaluation service calls.
+// The About and evaluation pages' services (ZQAboutServices), over the public
+// store and the evaluation service calls.
 #include "help/ZQHelpListInfoDataManager.h"
 #include "pages/models/ZQAboutServices.h"
 #include "stats/ZQPubStatistician.h"
-#include "stats/ZQTesselReportTool.h"
 
 #include <QObject>
 
@@ -14,9 +13,6 @@ class AboutServicesModule : public QObject, public ZQAboutServices {
 public:
     void setPubDataValue(const QVariant& value, const QString& key) override {
         ZQPubStatistician::setPubDataValue(value, key);
-    }
-    void reportDataWithEventCode(const QString& code, const QVariantMap& params) override {
-        ZQTesselReportTool::sharedInstance()->reportDataWithEventCode(code, params);
     }
     void getScoringOverviewData(QObject* context, OverviewCompletion completion) override {
         ZQHelpListInfoDataManager::getScoringOverviewData(

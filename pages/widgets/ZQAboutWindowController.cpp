@@ -2,12 +2,17 @@
 
 #include "controls/ZQCustomWindow.h"
 #include "controls/ZQWindowButtonView.h"
+#include "pages/models/ZQAboutModel.h"
+#include "pages/models/ZQAboutServices.h"
 #include "pages/models/ZQEvaluationModel.h"
+#include "pages/widgets/PageAnalytics.h"
 #include "pages/widgets/ZQAbout.h"
 #include "pages/widgets/ZQEvaluationViewController.h"
 
 #include <QEvent>
 #include <QTimer>
+
+#include <utility>
 
 ZQAboutWindowController::ZQAboutWindowController(platform::Clock* clock)
     : _window(new ZQCustomWindow(QSize(kWidth, kHeight))) {
@@ -34,17 +39,29 @@ void ZQAboutWindowController::awakeFromNib() {
     connect(_aboutViewController.get(), &ZQAbout::switchToEvaluationView, this,
             &ZQAboutWindowController::switchToEvaluationView);
     _aboutViewController->view()->lower();
-    _evaluationViewController = std::make_unique<ZQEvaluationViewController>(content);
-    connect(_evaluationViewController.get(), &ZQEvaluationViewController::switchToAboutView, this,
-            &ZQAboutWindowController::switchToAboutView);
     auto* strip = ZQWindowButtonView::initCloseButtonViewWithFrame(QRectF(9, 271, 40, 16), content);
     strip->raise();
-    _evaluationViewController->view()->lower();
     showAboutView();
     _aboutViewController->awakeFromNib();
-    // The published overview is asked for once the window has been painted.
-    _evaluationViewController->awakeFromNib();
+    // The evaluation page is made once the window has been painted (or when
+    // it is first asked for), and then asks for the published overview.
     _window->installEventFilter(this);
+}
+
+ZQEvaluationViewController* ZQAboutWindowController::evaluationViewController() {
+    if (!_evaluationViewController) {
+        _evaluationViewController =
+            std::make_unique<ZQEvaluationViewController>(_window->contentView());
+        connect(_evaluationViewController.get(), &ZQEvaluationViewController::switchToAboutView,
+                this, &ZQAboutWindowController::switchToAboutView);
+        QWidget* view = _evaluationViewController->view();
+        view->setVisible(!_aboutViewController->view()->isVisibleTo(_window));
+        view->lower();  // below the About page and the close strip
+        _evaluationViewController->awakeFromNib();
+        attachServices();
+        _evaluationViewController->model()->getScoringOverview();
+    }
+    return _evaluationViewController.get();
 }
 
 bool ZQAboutWindowController::eventFilter(QObject* watched, QEvent* event) {
@@ -53,20 +70,37 @@ bool ZQAboutWindowController::eventFilter(QObject* watched, QEvent* event) {
         // On the second turn of the event loop after the paint, so that the
         // painted window reaches the screen before the services' libraries load.
         QTimer::singleShot(0, this, [this] {
-            QTimer::singleShot(
-                0, this, [this] { _evaluationViewController->model()->getScoringOverview(); });
+            QTimer::singleShot(0, this, [this] {
+                attachServices();
+                evaluationViewController();
+            });
         });
+    } else if (watched == _window && event->type() == QEvent::Hide && !_painted) {
+        attachServices();  // gone before its first paint: what is held goes out now
     }
     return QObject::eventFilter(watched, event);
 }
 
+void ZQAboutWindowController::attachServices() {
+    if (std::exchange(_servicesAttached, true)) {
+        return;
+    }
+    // Analytics through the pages' reporter, like every page's; the public
+    // store through the About services.
+    ZQAboutModel* about = _aboutViewController->model();
+    about->setReporter(zq::pages::pageReporter());
+    about->setServices(zq::pages::aboutServices());
+}
+
 void ZQAboutWindowController::showAboutView() {
     _aboutViewController->view()->show();
-    _evaluationViewController->view()->hide();
+    if (_evaluationViewController) {
+        _evaluationViewController->view()->hide();
+    }
 }
 
 void ZQAboutWindowController::showEvaluationView() {
-    _evaluationViewController->view()->show();
+    evaluationViewController()->view()->show();
     _aboutViewController->view()->hide();
 }
 

@@ -38,18 +38,21 @@ public:
     void switchToEvaluationView() { showEvaluationView(); }
 
     ZQAbout* aboutViewController() const { return _aboutViewController.get(); }
-    ZQEvaluationViewController* evaluationViewController() const {
-        return _evaluationViewController.get();
-    }
+    // The evaluation page, made on first use.
+    ZQEvaluationViewController* evaluationViewController();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void awakeFromNib();
+    // Hands the About page its analytics reporter and services, loading their
+    // modules: once, after the first paint (or when the window goes before it).
+    void attachServices();
 
     ZQCustomWindow* _window;
     std::unique_ptr<ZQAbout> _aboutViewController;
     std::unique_ptr<ZQEvaluationViewController> _evaluationViewController;
     bool _painted = false;
+    bool _servicesAttached = false;
 };
