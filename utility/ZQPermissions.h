@@ -53,7 +53,7 @@ bool hasSkinDarkMode(const QString& skinName, qint64 mode);
 
 namespace zq::utility {
 
-inline constexpr int kDesktopQueryTimeoutMs = 1000;
+inline constexpr int kDesktopQueryTimeoutMs = 3000;
 inline constexpr const char* kDefaultSkinSuffix = "Vesko输入法默认皮肤";
 inline constexpr const char* kWriteProbeRoot = "/Library/Input Methods/VeskoInput.app/test.plist";
 inline constexpr const char* kWriteProbeContents =
