@@ -1,4 +1,5 @@
 #include "help/ZipArchive.h"
+#include "help/HelpCommon_p.h"
 
 #include "platform/FileRead.h"
 
@@ -6,7 +7,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QLoggingCategory>
 #include <QRandomGenerator>
 #include <QSaveFile>
 
@@ -16,8 +16,6 @@
 
 #include <functional>
 #include <optional>
-
-Q_LOGGING_CATEGORY(lcZip, "vesko.help.zip", QtWarningMsg)
 
 namespace {
 
@@ -422,7 +420,7 @@ bool ZipArchive::CreateZipFile2(const QString& path) {
     }
     _zipFile = zipOpen(QFile::encodeName(path).constData(), APPEND_STATUS_CREATE);
     if (!_zipFile) {
-        qCDebug(lcZip) << "cannot create archive" << path;
+        qCDebug(lcHelp) << "cannot create archive" << path;
     }
     return _zipFile != nullptr;
 }
@@ -438,14 +436,14 @@ bool ZipArchive::addFileToZip(const QString& path, const QString& newname) {
     }
     const QByteArray name = newname.toUtf8();
     if (name.size() > kMaxEntryNameBytes) {
-        qCDebug(lcZip) << "entry name too long:" << name.size() << "bytes";
+        qCDebug(lcHelp) << "entry name too long:" << name.size() << "bytes";
         return false;
     }
     QByteArray password;
     if (!_password.isEmpty()) {
         for (const QChar c : _password) {
             if (c.unicode() == 0 || c.unicode() > 0x7F) {
-                qCDebug(lcZip) << "password is not ASCII; entry not added";
+                qCDebug(lcHelp) << "password is not ASCII; entry not added";
                 return false;
             }
         }
@@ -471,7 +469,7 @@ bool ZipArchive::addFileToZip(const QString& path, const QString& newname) {
         if (zipOpenNewFileInZip3(writer(_zipFile), name.constData(), &info, nullptr, 0, nullptr, 0,
                                  nullptr, Z_DEFLATED, Z_DEFAULT_COMPRESSION, 0, -MAX_WBITS,
                                  kMemLevel, Z_DEFAULT_STRATEGY, nullptr, 0) != ZIP_OK) {
-            qCDebug(lcZip) << "cannot open entry" << newname;
+            qCDebug(lcHelp) << "cannot open entry" << newname;
             return false;
         }
         bool ok = true;
@@ -497,7 +495,7 @@ bool ZipArchive::addFileToZip(const QString& path, const QString& newname) {
                                 nullptr, Z_DEFLATED, Z_DEFAULT_COMPRESSION, 1, -MAX_WBITS,
                                 kMemLevel, Z_DEFAULT_STRATEGY, nullptr, 0, 0, kEncryptedFlag,
                                 0) != ZIP_OK) {
-        qCDebug(lcZip) << "cannot open entry" << newname;
+        qCDebug(lcHelp) << "cannot open entry" << newname;
         return false;
     }
     const bool ok = zipWriteInFileInZip(writer(_zipFile), enciphered.constData(),
@@ -717,7 +715,7 @@ bool ZipArchive::UnzipCloseFile() {
 }
 
 void ZipArchive::OutputErrorMessage(const QString& message) {
-    qCDebug(lcZip) << message;
+    qCDebug(lcHelp) << message;
     if (_delegate) {
         _delegate->ErrorMessage(message);
     }

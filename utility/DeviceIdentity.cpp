@@ -1,4 +1,5 @@
 #include "utility/DeviceIdentity.h"
+#include "utility/UtilityLog.h"
 
 #include "log/ZQLogManager.h"
 #include "platform/FileRead.h"
@@ -16,8 +17,6 @@
 #include <execinfo.h>
 
 #include <cstdlib>
-
-Q_DECLARE_LOGGING_CATEGORY(lcUtility)
 
 namespace {
 

@@ -1,4 +1,5 @@
 #include "utility/SystemInfo.h"
+#include "utility/UtilityLog.h"
 
 #include "log/ZQLogManager.h"
 #include "platform/FileRead.h"
@@ -15,8 +16,6 @@
 #include <QSysInfo>
 
 #include <sys/utsname.h>
-
-Q_LOGGING_CATEGORY(lcUtility, "vesko.utility", QtInfoMsg)
 
 namespace {
 

@@ -1,4 +1,5 @@
 #include "utility/ZQPermissions.h"
+#include "utility/UtilityLog.h"
 
 #include "platform/FileRead.h"
 #include "platform/Plist.h"
@@ -25,8 +26,6 @@
 
 namespace {
 
-Q_LOGGING_CATEGORY(lcPermissions, "vesko.utility.permissions", QtInfoMsg)
-
 constexpr qint64 kSystemSettingsProcess = 10;
 
 const QString kPortalService = QStringLiteral("org.freedesktop.portal.Desktop");
@@ -50,7 +49,7 @@ std::optional<QVariantList> ask(const QDBusConnection& bus, const QDBusMessage& 
     }
     const QDBusMessage reply = bus.call(message, QDBus::Block, zq::utility::kDesktopQueryTimeoutMs);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
-        qCDebug(lcPermissions) << message.service() << message.member() << reply.errorName();
+        qCDebug(lcUtility) << message.service() << message.member() << reply.errorName();
         return std::nullopt;
     }
     return reply.arguments();
@@ -198,7 +197,7 @@ private:
                 [this](QDBusPendingCallWatcher* w) {
                     w->deleteLater();
                     if (w->isError()) {
-                        qCInfo(lcPermissions) << "screen cast portal:" << w->error().message();
+                        qCInfo(lcUtility) << "screen cast portal:" << w->error().message();
                         finish();
                     }
                 });

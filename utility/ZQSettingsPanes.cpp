@@ -1,4 +1,5 @@
 #include "utility/ZQSettingsPanes.h"
+#include "utility/UtilityLog.h"
 
 #include "platform/Configuration.h"
 #include "platform/Workspace.h"
@@ -11,8 +12,6 @@
 
 namespace zq::utility {
 namespace {
-
-Q_LOGGING_CATEGORY(lcPanes, "vesko.utility.settings")
 
 const QString kGroup = QStringLiteral("SettingsPanes");
 
@@ -101,7 +100,7 @@ void openSettingsPane(const QString& designAddress, QObject* context, SettingsPa
     QObject* receiver = context ? context : QCoreApplication::instance();
     const auto finish = [target, done](bool started) {
         if (!started) {
-            qCInfo(lcPanes) << "no settings page started for" << target.designAddress;
+            qCInfo(lcUtility) << "no settings page started for" << target.designAddress;
         }
         if (done) {
             done(started, target);

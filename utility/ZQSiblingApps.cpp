@@ -1,4 +1,5 @@
 #include "utility/ZQSiblingApps.h"
+#include "utility/UtilityLog.h"
 
 #include "log/ZQLogManager.h"
 #include "platform/Configuration.h"
@@ -25,8 +26,6 @@
 #include <memory>
 
 namespace {
-
-Q_LOGGING_CATEGORY(lcSiblings, "vesko.utility")
 
 constexpr int kLogType = ZQLogType::Utility;
 
@@ -115,7 +114,7 @@ void launchSibling(const char* func, int line, const char* designBundlePath,
     QString error;
     const bool launched = platform::Workspace::launchApplication(bundle, arguments, &error);
     if (!launched) {
-        qCInfo(lcSiblings) << "cannot launch" << bundle << error;
+        qCInfo(lcUtility) << "cannot launch" << bundle << error;
     }
     logP4(func, line, launched ? "launch success" : "launch failed");
 }
@@ -248,10 +247,10 @@ void SendDistributedNotification(const QString& name, const std::optional<QVaria
     onApplicationThread([name, userInfo = payload.value_or(QVariantMap())] {
         try {
             if (!platform::DistributedNotificationCenter::defaultCenter()->post(name, userInfo)) {
-                qCInfo(lcSiblings) << "no session bus; notification dropped:" << name;
+                qCInfo(lcUtility) << "no session bus; notification dropped:" << name;
             }
         } catch (...) {
-            qCInfo(lcSiblings) << "posting failed; notification dropped:" << name;
+            qCInfo(lcUtility) << "posting failed; notification dropped:" << name;
         }
     });
 }
@@ -261,7 +260,7 @@ void SendNotification(const QString& name, const std::optional<QVariantMap>& pay
         try {
             platform::NotificationCenter::defaultCenter()->post(name, userInfo);
         } catch (...) {
-            qCInfo(lcSiblings) << "posting failed; notification dropped:" << name;
+            qCInfo(lcUtility) << "posting failed; notification dropped:" << name;
         }
     });
 }
@@ -505,7 +504,7 @@ bool doAppleScript(const QString& command) {
     preparePrivileged(process, command);
     process.start();
     if (!process.waitForStarted()) {
-        qCInfo(lcSiblings) << "cannot run" << process.program() << process.errorString();
+        qCInfo(lcUtility) << "cannot run" << process.program() << process.errorString();
         return false;
     }
     if (QThread::currentThread()->eventDispatcher()) {
@@ -639,8 +638,8 @@ std::optional<QVariantList> ZQNotifyVeskoInputProxy::call(const QString& operati
     message.setAutoStartService(false);
     const QDBusMessage reply = m_bus.call(message, QDBus::Block, timeoutMs);
     if (reply.type() != QDBusMessage::ReplyMessage) {
-        qCDebug(lcSiblings) << "notify server:" << operation << reply.errorName()
-                            << reply.errorMessage();
+        qCDebug(lcUtility) << "notify server:" << operation << reply.errorName()
+                           << reply.errorMessage();
         return std::nullopt;
     }
     QVariantList values = reply.arguments();

@@ -1,6 +1,7 @@
 // The X11 window list of IsInZhihuBrowser. libxcb is loaded when first asked
 // for, so that no program links it for this helper alone.
 
+#include "utility/UtilityLog.h"
 #include "utility/ZQIMDataHelpers.h"
 
 #include <QLibrary>
@@ -14,8 +15,6 @@
 #include <mutex>
 
 namespace {
-
-Q_LOGGING_CATEGORY(lcWindows, "vesko.utility.windows")
 
 struct Xcb {
     decltype(&xcb_connect) connect = nullptr;
@@ -40,7 +39,7 @@ const Xcb& xcb() {
     std::call_once(once, [] {
         QLibrary library(QStringLiteral("xcb"), 1);
         if (!library.load()) {
-            qCInfo(lcWindows) << "no libxcb:" << library.errorString();
+            qCInfo(lcUtility) << "no libxcb:" << library.errorString();
             return;
         }
         bool ok = true;

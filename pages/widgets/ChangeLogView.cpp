@@ -1,16 +1,14 @@
 #include "pages/widgets/ChangeLogView.h"
+#include "pages/widgets/PageWidgetsLog.h"
 
 #include "platform/FileRead.h"
 #include "platform/Locations.h"
 
 #include <QColor>
 #include <QFileInfo>
-#include <QLoggingCategory>
 #include <QPluginLoader>
 #include <QTextBrowser>
 #include <QTimer>
-
-Q_LOGGING_CATEGORY(lcPageWidgets, "vesko.pagewidgets")
 
 namespace zq::pages {
 

@@ -1,12 +1,10 @@
 #include "pages/widgets/PageAnalytics.h"
 
 #include "pages/models/ZQPageReporter.h"
+#include "pages/widgets/PageWidgetsLog.h"
 #include "platform/Locations.h"
 
-#include <QLoggingCategory>
 #include <QPluginLoader>
-
-Q_LOGGING_CATEGORY(lcPageAnalytics, "vesko.pagewidgets")
 
 namespace zq::pages {
 
@@ -17,7 +15,7 @@ ZQPageReporter* pageReporter() {
         auto* loader = new QPluginLoader(path);  // kept: the module is never unloaded
         auto* instance = qobject_cast<ZQPageReporter*>(loader->instance());
         if (!instance) {
-            qCWarning(lcPageAnalytics) << "no analytics for the pages:" << loader->errorString();
+            qCWarning(lcPageWidgets) << "no analytics for the pages:" << loader->errorString();
         }
         return instance;
     }();

@@ -3,6 +3,7 @@
 set -euo pipefail
 here=$(cd "$(dirname "$0")/../.." && pwd)
 bash "$here/tools/dev/deps.sh"
-bash "$here/tools/dev/build.sh"
+# Warnings fail the build here (and so in CI, which runs this script).
+bash "$here/tools/dev/build.sh" -DZQ_WERROR=ON
 build=${ZQ_BUILD_DIR:-$here/build}
 ctest --test-dir "$build" --output-on-failure -j2 --timeout 600

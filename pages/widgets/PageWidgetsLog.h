@@ -1,0 +1,6 @@
+#pragma once
+
+#include <QLoggingCategory>
+
+// Diagnostics of the page windows ("vesko.pagewidgets").
+Q_DECLARE_LOGGING_CATEGORY(lcPageWidgets)

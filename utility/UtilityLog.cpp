@@ -1,0 +1,3 @@
+#include "utility/UtilityLog.h"
+
+Q_LOGGING_CATEGORY(lcUtility, "vesko.utility", QtInfoMsg)
