@@ -31,10 +31,10 @@ std::optional<QVariantMap> mapFromVariant(const QVariant& value) {
 }  // namespace
 
 ApplicationService::ApplicationService(AppDelegate* delegate, QObject* parent)
-    : QObject(parent), m_delegate(delegate) {}
+    : QObject(parent), _delegate(delegate) {}
 
 ApplicationService::~ApplicationService() {
-    if (m_registered) {
+    if (_registered) {
         QDBusConnection bus = QDBusConnection::sessionBus();
         bus.unregisterObject(QString::fromLatin1(kObjectPath));
         bus.unregisterService(QString::fromLatin1(kServiceName));
@@ -44,22 +44,22 @@ ApplicationService::~ApplicationService() {
 bool ApplicationService::start(bool busExpected) {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected()) {
-        m_error = busExpected ? bus.lastError().message() : QStringLiteral("no session bus");
+        _error = busExpected ? bus.lastError().message() : QStringLiteral("no session bus");
         return false;
     }
     if (!bus.registerObject(QString::fromLatin1(kObjectPath), this,
                             QDBusConnection::ExportAllSlots)) {
-        m_error = QStringLiteral("the object path is taken");
+        _error = QStringLiteral("the object path is taken");
         return false;
     }
-    m_registered = true;
+    _registered = true;
     // Queued behind an earlier instance rather than replacing it; the object is
     // served either way.
     const auto reply = bus.interface()->registerService(QString::fromLatin1(kServiceName),
                                                         QDBusConnectionInterface::QueueService,
                                                         QDBusConnectionInterface::AllowReplacement);
     if (!reply.isValid() || reply.value() != QDBusConnectionInterface::ServiceRegistered) {
-        m_error = QStringLiteral("the bus name belongs to another process");
+        _error = QStringLiteral("the bus name belongs to another process");
         return false;
     }
     return true;
@@ -88,7 +88,7 @@ QVariantMap ApplicationService::payloadForUri(const QString& uri) {
 
 void ApplicationService::Activate(const QVariantMap& platform_data) {
     Q_UNUSED(platform_data);
-    m_delegate->activate();
+    _delegate->activate();
     emit requestHandled();
 }
 
@@ -100,7 +100,7 @@ void ApplicationService::Open(const QStringList& uris, const QVariantMap& platfo
             qCInfo(lcApp) << "ignoring an address that names no page:" << uri;
             continue;
         }
-        m_delegate->loadXibNotification(payload);
+        _delegate->loadXibNotification(payload);
     }
     emit requestHandled();
 }
@@ -128,7 +128,7 @@ void ApplicationService::ActivateAction(const QString& action_name, const QVaria
         payload = *map;
     }
     payload.insert(QString::fromLatin1(zq::shell::kXibNameKey), action_name);
-    m_delegate->loadXibNotification(payload);
+    _delegate->loadXibNotification(payload);
     emit requestHandled();
 }
 

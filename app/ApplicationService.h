@@ -38,7 +38,7 @@ public:
     // object is served even when another process owns the name. False when the
     // bus is not reachable.
     bool start(bool busExpected = true);
-    QString errorString() const { return m_error; }
+    QString errorString() const { return _error; }
 
     // The payload that an "zqassistpanel:" address stands for; empty for other addresses.
     static QVariantMap payloadForUri(const QString& uri);
@@ -54,9 +54,9 @@ signals:
     void requestHandled();
 
 private:
-    AppDelegate* m_delegate;
-    QString m_error;
-    bool m_registered = false;
+    AppDelegate* _delegate;
+    QString _error;
+    bool _registered = false;
 };
 
 }  // namespace zq::app

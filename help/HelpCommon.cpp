@@ -1,7 +1,7 @@
 #include "help/HelpCommon_p.h"
 
-#include "help/HelpValues.h"
 #include "platform/Configuration.h"
+#include "platform/Values.h"
 #include "utility/DeviceIdentity.h"
 #include "utility/SystemInfo.h"
 

@@ -3,10 +3,10 @@
 // star score and the score overview.
 
 #include "help/HelpCommon_p.h"
-#include "help/HelpValues.h"
 #include "help/ZQHelpListInfoDataManager.h"
 #include "net/VeskoNetworking.h"
 #include "platform/FileRead.h"
+#include "platform/Values.h"
 #include "utility/ProductLocations.h"
 
 #include "crypto/PingbackUtil.h"
@@ -23,6 +23,9 @@
 
 using namespace zq::help;
 using namespace zq::help::detail;
+using zq::platform::integerValue;
+using zq::platform::isAbsentOrNull;
+using zq::platform::textForm;
 
 namespace {
 

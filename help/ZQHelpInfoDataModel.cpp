@@ -1,6 +1,6 @@
 #include "help/ZQHelpInfoDataModel.h"
 
-#include "help/HelpValues.h"
+#include "platform/Values.h"
 
 namespace {
 
@@ -8,13 +8,13 @@ namespace {
 // field empty.
 QString textField(const QVariantMap& dictionary, const QString& key) {
     const QVariant value = dictionary.value(key);
-    return zq::help::isAbsentOrNull(value) ? QString() : zq::help::textForm(value);
+    return zq::platform::isAbsentOrNull(value) ? QString() : zq::platform::textForm(value);
 }
 
 }  // namespace
 
 ZQHelpInfoDataModel::ZQHelpInfoDataModel(const QVariantMap& dictionary)
-    : dataType(zq::help::integerValue(dictionary.value(QStringLiteral("type")))),
+    : dataType(zq::platform::integerValue(dictionary.value(QStringLiteral("type")))),
       helpId(textField(dictionary, QStringLiteral("id"))),
       titleText(textField(dictionary, QStringLiteral("title"))),
       briefText(textField(dictionary, QStringLiteral("brief"))),

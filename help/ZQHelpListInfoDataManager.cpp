@@ -6,10 +6,10 @@
 
 #include "crypto/PingbackUtil.h"
 #include "help/HelpCommon_p.h"
-#include "help/HelpValues.h"
 #include "platform/FileRead.h"
 #include "platform/Locations.h"
 #include "platform/Plist.h"
+#include "platform/Values.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -26,6 +26,9 @@
 
 using namespace zq::help;
 using namespace zq::help::detail;
+using zq::platform::boolValue;
+using zq::platform::integerValueOfText;
+using zq::platform::textForm;
 
 namespace {
 

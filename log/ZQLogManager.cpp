@@ -1,5 +1,7 @@
 #include "log/ZQLogManager.h"
 
+#include "platform/Values.h"
+
 #include "platform/Locations.h"
 #include "platform/Plist.h"
 
@@ -38,6 +40,8 @@ Q_LOGGING_CATEGORY(lcRunLogConsole, "vesko.runlog", QtInfoMsg)
 
 namespace {
 
+using zq::platform::numberValue;
+
 constexpr qint64 kDefaultMaxCount = 500;
 
 const QString kKeyMaxCount = QStringLiteral("maxcount");
@@ -46,45 +50,9 @@ const QString kKeyEnableAll = QStringLiteral("enableall");
 const QString kKeyLogConfig = QStringLiteral("logconfig");
 const QString kKeySaveType = QStringLiteral("savetype");
 
-// A property-list number as an integer: integers as they are, reals truncated
-// toward zero, booleans as 1 or 0. Texts, data, dates and collections are not
-// numbers.
-std::optional<qint64> integerValue(const QVariant& value) {
-    switch (value.metaType().id()) {
-        case QMetaType::LongLong:
-        case QMetaType::Int:
-        case QMetaType::Long:
-        case QMetaType::Short:
-            return value.toLongLong();
-        case QMetaType::UInt:
-        case QMetaType::ULong:
-        case QMetaType::UShort:
-            return value.toLongLong();
-        case QMetaType::ULongLong: {
-            const qulonglong v = value.toULongLong();
-            if (v > static_cast<qulonglong>(std::numeric_limits<qint64>::max())) {
-                return std::nullopt;
-            }
-            return static_cast<qint64>(v);
-        }
-        case QMetaType::Bool:
-            return value.toBool() ? 1 : 0;
-        case QMetaType::Double:
-        case QMetaType::Float: {
-            const double d = value.toDouble();
-            if (!std::isfinite(d) || d >= 9.2e18 || d <= -9.2e18) {
-                return std::nullopt;
-            }
-            return static_cast<qint64>(d);
-        }
-        default:
-            return std::nullopt;
-    }
-}
-
 bool listContains(const QVariantList& list, qint64 type) {
     for (const QVariant& item : list) {
-        if (integerValue(item) == type) {
+        if (numberValue(item) == type) {
             return true;
         }
     }
@@ -193,16 +161,16 @@ std::unique_ptr<ZQLogManager::Config> ZQLogManager::Config::fromFile(const QStri
         qCWarning(lcLog) << "log configuration unreadable, using defaults:" << error;
         return config;
     }
-    const std::optional<qint64> maxCount = integerValue(dict->value(kKeyMaxCount));
+    const std::optional<qint64> maxCount = numberValue(dict->value(kKeyMaxCount));
     config->maxCount = (maxCount && *maxCount >= 1) ? *maxCount : kDefaultMaxCount;
-    config->outputType = integerValue(dict->value(kKeyOutput)) == 2 ? 2 : 1;
-    config->enableAll = integerValue(dict->value(kKeyEnableAll)).value_or(0) != 0;
-    config->saveType = integerValue(dict->value(kKeySaveType)).value_or(0);
+    config->outputType = numberValue(dict->value(kKeyOutput)) == 2 ? 2 : 1;
+    config->enableAll = numberValue(dict->value(kKeyEnableAll)).value_or(0) != 0;
+    config->saveType = numberValue(dict->value(kKeySaveType)).value_or(0);
     const QVariant types = dict->value(kKeyLogConfig);
     if (types.metaType().id() == QMetaType::QVariantList) {
         config->hasLogConfig = true;
         for (const QVariant& item : types.toList()) {
-            if (const auto type = integerValue(item)) {
+            if (const auto type = numberValue(item)) {
                 config->logTypes.push_back(*type);
             }
         }
@@ -651,7 +619,7 @@ bool ZQLogManager::disableRunLogConfig(qint64 logType) {
         }
         QVariantList kept;
         for (const QVariant& item : list) {
-            if (integerValue(item) != logType) {
+            if (numberValue(item) != logType) {
                 kept.append(item);
             }
         }

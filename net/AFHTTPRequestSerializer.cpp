@@ -1,5 +1,6 @@
 #include "net/AFHTTPRequestSerializer.h"
 
+#include "platform/Values.h"
 #include "utility/SystemInfo.h"
 
 #include <QCoreApplication>
@@ -15,18 +16,6 @@ using zq::net::OptionalError;
 using zq::net::Request;
 
 namespace {
-
-// Text form of one parameter value (numbers in decimal, booleans as 1 and 0).
-QString parameterText(const QVariant& value) {
-    switch (value.typeId()) {
-        case QMetaType::Bool:
-            return value.toBool() ? QStringLiteral("1") : QStringLiteral("0");
-        case QMetaType::QByteArray:
-            return QString::fromUtf8(value.toByteArray());
-        default:
-            return value.toString();
-    }
-}
 
 bool isNullValue(const QVariant& value) {
     return !value.isValid() || value.isNull() || value.typeId() == QMetaType::Nullptr;
@@ -154,7 +143,7 @@ QByteArray AFHTTPRequestSerializer::queryStringFromParameters(const QVariant& pa
             parts.append(percentEscaped(pair.first));
         else
             parts.append(percentEscaped(pair.first) + '=' +
-                         percentEscaped(parameterText(pair.second)));
+                         percentEscaped(zq::platform::textForm(pair.second)));
     }
     return parts.join('&');
 }

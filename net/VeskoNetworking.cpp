@@ -3,6 +3,7 @@
 #include "crypto/PingbackUtil.h"
 #include "net/AFHTTPSessionManager.h"
 #include "net/NetLog.h"
+#include "platform/Values.h"
 
 #include <QCoreApplication>
 #include <QPointer>
@@ -18,6 +19,8 @@ using zq::net::OptionalResponse;
 using zq::net::Request;
 
 namespace {
+
+using zq::platform::textForm;
 
 using KeyIv = std::array<unsigned char, PingbackUtil::kAesKeyIvLength>;
 
@@ -40,22 +43,6 @@ void onMainThread(std::function<void()> job) {
         job();
     else
         CompletionQueue::mainQueue().dispatch(std::move(job));
-}
-
-// "%@" text of a form-field value.
-QString textForm(const QVariant& value) {
-    if (!value.isValid())
-        return QStringLiteral("(null)");
-    switch (value.typeId()) {
-        case QMetaType::Nullptr:
-            return QStringLiteral("<null>");
-        case QMetaType::Bool:
-            return value.toBool() ? QStringLiteral("1") : QStringLiteral("0");
-        case QMetaType::QByteArray:
-            return QString::fromUtf8(value.toByteArray());
-        default:
-            return value.toString();
-    }
 }
 
 QByteArray plainAnswer(const QVariant& object) {

@@ -124,25 +124,25 @@ QVariant DistributedNotificationCenter::payloadValue(const QVariant& value) {
 
 DistributedNotificationCenter::DistributedNotificationCenter(const QDBusConnection& bus,
                                                              QObject* parent)
-    : QObject(parent), m_bus(bus) {
-    if (m_bus.isConnected()) {
-        m_connected =
-            m_bus.connect(QString(), QString::fromLatin1(kPath), QString::fromLatin1(kInterface),
-                          QString::fromLatin1(kMember), this, SLOT(onPost(QDBusMessage)));
-        if (!m_connected) {
+    : QObject(parent), _bus(bus) {
+    if (_bus.isConnected()) {
+        _connected =
+            _bus.connect(QString(), QString::fromLatin1(kPath), QString::fromLatin1(kInterface),
+                         QString::fromLatin1(kMember), this, SLOT(onPost(QDBusMessage)));
+        if (!_connected) {
             qCWarning(lcPlatform) << "cannot observe distributed notifications:"
-                                  << m_bus.lastError().message();
+                                  << _bus.lastError().message();
         }
     }
 }
 
 DistributedNotificationCenter::~DistributedNotificationCenter() {
-    for (const auto& observer : std::as_const(m_observers)) {
+    for (const auto& observer : std::as_const(_observers)) {
         QObject::disconnect(observer->destroyed);
     }
-    if (m_connected) {
-        m_bus.disconnect(QString(), QString::fromLatin1(kPath), QString::fromLatin1(kInterface),
-                         QString::fromLatin1(kMember), this, SLOT(onPost(QDBusMessage)));
+    if (_connected) {
+        _bus.disconnect(QString(), QString::fromLatin1(kPath), QString::fromLatin1(kInterface),
+                        QString::fromLatin1(kMember), this, SLOT(onPost(QDBusMessage)));
     }
 }
 
@@ -156,11 +156,11 @@ DistributedNotificationCenter* DistributedNotificationCenter::defaultCenter() {
 }
 
 bool DistributedNotificationCenter::isConnected() const {
-    return m_connected;
+    return _connected;
 }
 
 bool DistributedNotificationCenter::post(const QString& name, const QVariantMap& userInfo) {
-    if (!m_bus.isConnected()) {
+    if (!_bus.isConnected()) {
         return false;
     }
     QVariantMap payload;
@@ -170,7 +170,7 @@ bool DistributedNotificationCenter::post(const QString& name, const QVariantMap&
     QDBusMessage signal = QDBusMessage::createSignal(
         QString::fromLatin1(kPath), QString::fromLatin1(kInterface), QString::fromLatin1(kMember));
     signal << name << QVariant::fromValue(payload);
-    return m_bus.send(signal);
+    return _bus.send(signal);
 }
 
 void DistributedNotificationCenter::addObserver(QObject* context, const QString& name,
@@ -182,13 +182,13 @@ void DistributedNotificationCenter::addObserver(QObject* context, const QString&
     observer->handler = std::move(handler);
     Observer* raw = observer.get();
     observer->destroyed = connect(context, &QObject::destroyed, this, [this, raw] {
-        m_observers.removeIf([raw](const auto& o) { return o.get() == raw; });
+        _observers.removeIf([raw](const auto& o) { return o.get() == raw; });
     });
-    m_observers.append(std::move(observer));
+    _observers.append(std::move(observer));
 }
 
 void DistributedNotificationCenter::removeObserver(QObject* context, const QString& name) {
-    m_observers.removeIf([&](const std::shared_ptr<Observer>& o) {
+    _observers.removeIf([&](const std::shared_ptr<Observer>& o) {
         const bool match = o->context == context && (name.isEmpty() || o->name == name);
         if (match) {
             QObject::disconnect(o->destroyed);
@@ -198,15 +198,15 @@ void DistributedNotificationCenter::removeObserver(QObject* context, const QStri
 }
 
 void DistributedNotificationCenter::setSuspended(bool suspended) {
-    m_suspended = suspended;
-    while (!m_suspended && !m_held.isEmpty()) {
-        const auto [name, userInfo] = m_held.takeFirst();
+    _suspended = suspended;
+    while (!_suspended && !_held.isEmpty()) {
+        const auto [name, userInfo] = _held.takeFirst();
         deliver(name, userInfo);
     }
 }
 
 bool DistributedNotificationCenter::isSuspended() const {
-    return m_suspended;
+    return _suspended;
 }
 
 void DistributedNotificationCenter::onPost(const QDBusMessage& message) {
@@ -235,8 +235,8 @@ void DistributedNotificationCenter::onPost(const QDBusMessage& message) {
             payload.insert(it.key(), v);
         }
     }
-    if (m_suspended) {
-        m_held.append({name, payload});
+    if (_suspended) {
+        _held.append({name, payload});
         return;
     }
     deliver(name, payload);
@@ -245,9 +245,9 @@ void DistributedNotificationCenter::onPost(const QDBusMessage& message) {
 void DistributedNotificationCenter::deliver(const QString& name, const QVariantMap& userInfo) {
     // Observers run in the order they registered; one may remove another
     // (or itself) while running, so work from a snapshot.
-    const auto snapshot = m_observers;
+    const auto snapshot = _observers;
     for (const auto& observer : snapshot) {
-        if (!m_observers.contains(observer) || !observer->context) {
+        if (!_observers.contains(observer) || !observer->context) {
             continue;
         }
         if (observer->name.isEmpty() || observer->name == name) {

@@ -64,11 +64,11 @@ private:
     struct Observer;
     void deliver(const QString& name, const QVariantMap& userInfo);
 
-    QDBusConnection m_bus;
-    bool m_connected = false;
-    bool m_suspended = false;
-    QList<QPair<QString, QVariantMap>> m_held;
-    QList<std::shared_ptr<Observer>> m_observers;
+    QDBusConnection _bus;
+    bool _connected = false;
+    bool _suspended = false;
+    QList<QPair<QString, QVariantMap>> _held;
+    QList<std::shared_ptr<Observer>> _observers;
 };
 
 // In-process notifications: one process-wide object whose signal every

@@ -1,9 +1,9 @@
 #include "stats/ZQCloudStatitician.h"
 
 #include "platform/Plist.h"
+#include "platform/Values.h"
 #include "stats/StatsClock.h"
 #include "stats/StatsLog.h"
-#include "stats/StatsValues.h"
 #include "utility/ProductLocations.h"
 
 #include <QDir>
@@ -19,7 +19,7 @@ const QString kUpgradeNewVer = QStringLiteral("upgradenewver");
 const QString kScriptUpdate = QStringLiteral("sgupdate");
 const QString kLiteUpdate = QStringLiteral("sgocsupdate");
 
-using zq::stats::integerValue;
+using zq::platform::integerValue;
 
 bool present(const QVariant& value) {
     return value.isValid() && !value.isNull();

@@ -1,9 +1,9 @@
 #include "stats/ZQStatistician.h"
 
 #include "platform/Plist.h"
+#include "platform/Values.h"
 #include "stats/StatsClock.h"
 #include "stats/StatsLog.h"
-#include "stats/StatsValues.h"
 #include "utility/ProductLocations.h"
 
 #include <QDir>
@@ -42,27 +42,27 @@ std::optional<QVariantMap> readForUpdate(const QString& path) {
 // The serial queue: one worker thread running tasks in the order they came.
 class ZQStatistician::Queue {
 public:
-    Queue() : m_worker([this] { run(); }) {}
+    Queue() : _worker([this] { run(); }) {}
     ~Queue() {
         {
-            std::lock_guard lock(m_mutex);
-            m_stopping = true;
+            std::lock_guard lock(_mutex);
+            _stopping = true;
         }
-        m_wake.notify_one();
-        m_worker.join();
+        _wake.notify_one();
+        _worker.join();
     }
 
     void async(std::function<void()> task) {
         {
-            std::lock_guard lock(m_mutex);
-            m_tasks.push_back(std::move(task));
+            std::lock_guard lock(_mutex);
+            _tasks.push_back(std::move(task));
         }
-        m_wake.notify_one();
+        _wake.notify_one();
     }
 
     // Runs `task` on the queue after everything queued before it, and waits.
     void sync(const std::function<void()>& task) {
-        if (std::this_thread::get_id() == m_worker.get_id()) {
+        if (std::this_thread::get_id() == _worker.get_id()) {
             task();
             return;
         }
@@ -85,23 +85,23 @@ private:
         for (;;) {
             std::function<void()> task;
             {
-                std::unique_lock lock(m_mutex);
-                m_wake.wait(lock, [this] { return m_stopping || !m_tasks.empty(); });
-                if (m_tasks.empty()) {
+                std::unique_lock lock(_mutex);
+                _wake.wait(lock, [this] { return _stopping || !_tasks.empty(); });
+                if (_tasks.empty()) {
                     return;  // stopping, and everything queued is done
                 }
-                task = std::move(m_tasks.front());
-                m_tasks.pop_front();
+                task = std::move(_tasks.front());
+                _tasks.pop_front();
             }
             task();
         }
     }
 
-    std::mutex m_mutex;
-    std::condition_variable m_wake;
-    std::deque<std::function<void()>> m_tasks;
-    bool m_stopping = false;
-    std::thread m_worker;
+    std::mutex _mutex;
+    std::condition_variable _wake;
+    std::deque<std::function<void()>> _tasks;
+    bool _stopping = false;
+    std::thread _worker;
 };
 
 ZQStatistician* ZQStatistician::sharedInstance() {
@@ -165,7 +165,7 @@ void ZQStatistician::addCount(qint32 count, const QString& key) {
         return;
     }
     _setQueue->async([this, count, key] {
-        const qint64 held = zq::stats::integerValue(dayValues(key).value(zq::stats::todayKey()));
+        const qint64 held = zq::platform::integerValue(dayValues(key).value(zq::stats::todayKey()));
         setToday(key, held + count);
     });
 }
@@ -179,7 +179,7 @@ qint32 ZQStatistician::getCurrentDayCountByKey(const QString& key) const {
     _setQueue->sync([this, &key, &count] {
         const QVariantMap days = dayValues(key);
         if (!days.isEmpty()) {
-            count = qint32(zq::stats::integerValue(days.value(zq::stats::todayKey())));
+            count = qint32(zq::platform::integerValue(days.value(zq::stats::todayKey())));
         }
     });
     return count;

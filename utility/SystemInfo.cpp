@@ -5,6 +5,7 @@
 #include "platform/FileRead.h"
 #include "platform/Locations.h"
 #include "platform/Plist.h"
+#include "platform/Values.h"
 #include "utility/ProcessCache.h"
 #include "utility/ProductLocations.h"
 
@@ -33,31 +34,12 @@ ProcessCache<QString> g_hardwareMachine("HardwareMachine");
 // How long the process-information tool may run before it is given up.
 constexpr int kProcessInfoToolTimeoutMs = 30000;
 
-// A property-list value as text: strings as they are, numbers in decimal,
-// dates as the log prints them. Other shapes count as absent.
-std::optional<QString> textValue(const QVariant& value) {
-    switch (value.metaType().id()) {
-        case QMetaType::QString:
-            return value.toString();
-        case QMetaType::LongLong:
-        case QMetaType::ULongLong:
-        case QMetaType::Int:
-        case QMetaType::UInt:
-        case QMetaType::Double:
-        case QMetaType::Bool:
-        case QMetaType::QDateTime:
-            return ZQLogManager::descriptionOf(value);
-        default:
-            return std::nullopt;
-    }
-}
-
 std::optional<QString> infoText(const QString& key) {
     const std::optional<QVariantMap> info = GetInfoDictionary();
     if (!info) {
         return std::nullopt;
     }
-    return textValue(info->value(key));
+    return zq::platform::scalarText(info->value(key));
 }
 
 // The truth of a value the way the input method's own readers take it:
@@ -109,8 +91,8 @@ SystemVersionValues readSystemVersionValues() {
     if (QFileInfo::exists(plistPath)) {
         QString error;
         if (const auto dict = platform::Plist::readDictionary(plistPath, &error)) {
-            return {textValue(dict->value(QStringLiteral("ProductVersion"))),
-                    textValue(dict->value(QStringLiteral("ProductBuildVersion")))};
+            return {zq::platform::scalarText(dict->value(QStringLiteral("ProductVersion"))),
+                    zq::platform::scalarText(dict->value(QStringLiteral("ProductBuildVersion")))};
         }
         qCWarning(lcUtility) << "system version file unreadable, using os-release:" << error;
     }
@@ -302,7 +284,7 @@ std::optional<QString> GetCurrentInputMethodVersion() {
     std::optional<QString> version;
     if (QFileInfo::exists(zq::utility::infoPlistPath())) {
         if (const auto dict = platform::Plist::readDictionary(zq::utility::infoPlistPath())) {
-            version = textValue(dict->value(QStringLiteral("CFBundleFullVersion")));
+            version = zq::platform::scalarText(dict->value(QStringLiteral("CFBundleFullVersion")));
         }
     }
     ZQ_RUN_LOG_KV(ZQLogType::Utility, QStringLiteral("fullVersion"),

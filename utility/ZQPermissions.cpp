@@ -142,7 +142,7 @@ class ScreenCastRequest : public QObject {
 public:
     static constexpr int kUserAnswerBoundMs = 10 * 60 * 1000;
 
-    explicit ScreenCastRequest(const QDBusConnection& bus) : m_bus(bus) {
+    explicit ScreenCastRequest(const QDBusConnection& bus) : _bus(bus) {
         QTimer::singleShot(kUserAnswerBoundMs, this, &ScreenCastRequest::finish);
     }
 
@@ -156,11 +156,11 @@ public:
 
 private slots:
     void onResponse(uint response, const QVariantMap& results) {
-        m_bus.disconnect(kPortalService, m_requestPath,
-                         QStringLiteral("org.freedesktop.portal.Request"),
-                         QStringLiteral("Response"), this, SLOT(onResponse(uint, QVariantMap)));
-        const auto next = m_next;
-        m_next = nullptr;
+        _bus.disconnect(kPortalService, _requestPath,
+                        QStringLiteral("org.freedesktop.portal.Request"),
+                        QStringLiteral("Response"), this, SLOT(onResponse(uint, QVariantMap)));
+        const auto next = _next;
+        _next = nullptr;
         if (response != 0 || !next) {
             finish();
             return;
@@ -171,20 +171,19 @@ private slots:
 private:
     using Step = void (ScreenCastRequest::*)(const QVariantMap&);
 
-    QString token() { return QStringLiteral("zq%1").arg(++m_counter); }
+    QString token() { return QStringLiteral("zq%1").arg(++_counter); }
 
     // Calls a ScreenCast method whose options get a fresh handle token; the
     // Response of the request object that token names leads to `next`.
     void call(const QString& method, QVariantList arguments, Step next) {
         const QString handleToken = token();
-        QString sender = m_bus.baseService().mid(1);
+        QString sender = _bus.baseService().mid(1);
         sender.replace(QLatin1Char('.'), QLatin1Char('_'));
-        m_requestPath = QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2")
-                            .arg(sender, handleToken);
-        m_next = next;
-        m_bus.connect(kPortalService, m_requestPath,
-                      QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"),
-                      this, SLOT(onResponse(uint, QVariantMap)));
+        _requestPath = QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2")
+                           .arg(sender, handleToken);
+        _next = next;
+        _bus.connect(kPortalService, _requestPath, QStringLiteral("org.freedesktop.portal.Request"),
+                     QStringLiteral("Response"), this, SLOT(onResponse(uint, QVariantMap)));
         QVariantMap options = qvariant_cast<QVariantMap>(arguments.takeLast());
         options.insert(QStringLiteral("handle_token"), handleToken);
         arguments.append(options);
@@ -192,7 +191,7 @@ private:
                                                               kScreenCastInterface, method);
         message.setArguments(arguments);
         auto* watcher = new QDBusPendingCallWatcher(
-            m_bus.asyncCall(message, zq::utility::kDesktopQueryTimeoutMs), this);
+            _bus.asyncCall(message, zq::utility::kDesktopQueryTimeoutMs), this);
         connect(watcher, &QDBusPendingCallWatcher::finished, this,
                 [this](QDBusPendingCallWatcher* w) {
                     w->deleteLater();
@@ -206,23 +205,23 @@ private:
     void sessionCreated(const QVariantMap& results) {
         // A text in the portal's description; some portals send an object path.
         const QVariant handle = unwrapped(results.value(QStringLiteral("session_handle")));
-        m_session = handle.metaType() == QMetaType::fromType<QDBusObjectPath>()
-                        ? qvariant_cast<QDBusObjectPath>(handle).path()
-                        : handle.toString();
-        if (m_session.isEmpty()) {
+        _session = handle.metaType() == QMetaType::fromType<QDBusObjectPath>()
+                       ? qvariant_cast<QDBusObjectPath>(handle).path()
+                       : handle.toString();
+        if (_session.isEmpty()) {
             finish();
             return;
         }
         const QVariantMap options{{QStringLiteral("types"), uint(1)},
                                   {QStringLiteral("multiple"), false}};
         call(QStringLiteral("SelectSources"),
-             {QVariant::fromValue(QDBusObjectPath(m_session)), QVariant::fromValue(options)},
+             {QVariant::fromValue(QDBusObjectPath(_session)), QVariant::fromValue(options)},
              &ScreenCastRequest::sourcesSelected);
     }
 
     void sourcesSelected(const QVariantMap&) {
         call(QStringLiteral("Start"),
-             {QVariant::fromValue(QDBusObjectPath(m_session)), QString(),
+             {QVariant::fromValue(QDBusObjectPath(_session)), QString(),
               QVariant::fromValue(QVariantMap())},
              &ScreenCastRequest::started);
     }
@@ -231,24 +230,24 @@ private:
     void started(const QVariantMap&) { finish(); }
 
     void finish() {
-        if (m_finished) {
+        if (_finished) {
             return;
         }
-        m_finished = true;
-        if (!m_session.isEmpty()) {
-            m_bus.send(QDBusMessage::createMethodCall(
-                kPortalService, m_session, QStringLiteral("org.freedesktop.portal.Session"),
+        _finished = true;
+        if (!_session.isEmpty()) {
+            _bus.send(QDBusMessage::createMethodCall(
+                kPortalService, _session, QStringLiteral("org.freedesktop.portal.Session"),
                 QStringLiteral("Close")));
         }
         deleteLater();
     }
 
-    QDBusConnection m_bus;
-    QString m_requestPath;
-    QString m_session;
-    Step m_next = nullptr;
-    int m_counter = 0;
-    bool m_finished = false;
+    QDBusConnection _bus;
+    QString _requestPath;
+    QString _session;
+    Step _next = nullptr;
+    int _counter = 0;
+    bool _finished = false;
 };
 
 }  // namespace

@@ -535,7 +535,7 @@ bool ZQAuthUtility::veskoTaskManagerRequireApprovalInBackground() {
 // ---------------------------------------------------------------------------
 // Notify server
 
-ZQNotifyVeskoInputProxy::ZQNotifyVeskoInputProxy(const QDBusConnection& bus) : m_bus(bus) {}
+ZQNotifyVeskoInputProxy::ZQNotifyVeskoInputProxy(const QDBusConnection& bus) : _bus(bus) {}
 
 const QStringList& ZQNotifyVeskoInputProxy::protocolOperations() {
     static const QStringList kOperations = [] {
@@ -616,27 +616,27 @@ bool ZQNotifyVeskoInputProxy::respondsToOperation(const QString& operation) cons
 }
 
 bool ZQNotifyVeskoInputProxy::send(const QString& operation, const QVariantList& arguments) const {
-    if (!m_bus.isConnected() || !respondsToOperation(operation)) {
+    if (!_bus.isConnected() || !respondsToOperation(operation)) {
         return false;
     }
     QDBusMessage message =
         QDBusMessage::createMethodCall(str(kService), str(kPath), str(kInterface), operation);
     message.setArguments(arguments);
     message.setAutoStartService(false);
-    return m_bus.send(message);
+    return _bus.send(message);
 }
 
 std::optional<QVariantList> ZQNotifyVeskoInputProxy::call(const QString& operation,
                                                           const QVariantList& arguments,
                                                           int timeoutMs) const {
-    if (!m_bus.isConnected() || !respondsToOperation(operation)) {
+    if (!_bus.isConnected() || !respondsToOperation(operation)) {
         return std::nullopt;
     }
     QDBusMessage message =
         QDBusMessage::createMethodCall(str(kService), str(kPath), str(kInterface), operation);
     message.setArguments(arguments);
     message.setAutoStartService(false);
-    const QDBusMessage reply = m_bus.call(message, QDBus::Block, timeoutMs);
+    const QDBusMessage reply = _bus.call(message, QDBus::Block, timeoutMs);
     if (reply.type() != QDBusMessage::ReplyMessage) {
         qCDebug(lcUtility) << "notify server:" << operation << reply.errorName()
                            << reply.errorMessage();

@@ -142,10 +142,10 @@ public:
     // Whether the server's bus name has an owner, asked with a bounded wait.
     static bool isServerRunning(const QDBusConnection& bus, int timeoutMs = kLookupTimeoutMs);
 
-    QDBusConnection connection() const { return m_bus; }
+    QDBusConnection connection() const { return _bus; }
 
 private:
-    QDBusConnection m_bus;
+    QDBusConnection _bus;
 };
 
 // The process-wide client of the notify server on the session bus, or null

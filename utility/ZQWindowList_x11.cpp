@@ -74,57 +74,56 @@ using Reply = std::unique_ptr<T, FreeDeleter>;
 
 class Display {
 public:
-    explicit Display(const Xcb& api) : m_api(api) {
+    explicit Display(const Xcb& api) : _api(api) {
         int screen = 0;
-        m_connection = api.connect(nullptr, &screen);
-        if (api.hasError(m_connection)) {
+        _connection = api.connect(nullptr, &screen);
+        if (api.hasError(_connection)) {
             return;
         }
-        xcb_screen_iterator_t it = api.rootsIterator(api.getSetup(m_connection));
+        xcb_screen_iterator_t it = api.rootsIterator(api.getSetup(_connection));
         for (int i = 0; i < screen && it.rem; ++i) {
             it.rem--;
             it.data++;
             it.index += int(sizeof(xcb_screen_t));
         }
         if (it.rem) {
-            m_root = it.data->root;
+            _root = it.data->root;
         }
     }
-    ~Display() { m_api.disconnect(m_connection); }
+    ~Display() { _api.disconnect(_connection); }
     Display(const Display&) = delete;
     Display& operator=(const Display&) = delete;
 
-    bool isOpen() const { return m_root != XCB_NONE; }
-    xcb_window_t root() const { return m_root; }
+    bool isOpen() const { return _root != XCB_NONE; }
+    xcb_window_t root() const { return _root; }
 
     xcb_atom_t atom(const char* name) const {
-        const Reply<xcb_intern_atom_reply_t> reply(m_api.internAtomReply(
-            m_connection, m_api.internAtom(m_connection, 1, uint16_t(strlen(name)), name),
-            nullptr));
+        const Reply<xcb_intern_atom_reply_t> reply(_api.internAtomReply(
+            _connection, _api.internAtom(_connection, 1, uint16_t(strlen(name)), name), nullptr));
         return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
     }
 
     QByteArray property(xcb_window_t window, xcb_atom_t name, xcb_atom_t type) const {
-        const Reply<xcb_get_property_reply_t> reply(m_api.getPropertyReply(
-            m_connection, m_api.getProperty(m_connection, 0, window, name, type, 0, 1 << 20),
+        const Reply<xcb_get_property_reply_t> reply(_api.getPropertyReply(
+            _connection, _api.getProperty(_connection, 0, window, name, type, 0, 1 << 20),
             nullptr));
         if (!reply || reply->type == XCB_ATOM_NONE) {
             return {};
         }
-        return QByteArray(static_cast<const char*>(m_api.propertyValue(reply.get())),
-                          m_api.propertyValueLength(reply.get()) * (reply->format / 8));
+        return QByteArray(static_cast<const char*>(_api.propertyValue(reply.get())),
+                          _api.propertyValueLength(reply.get()) * (reply->format / 8));
     }
 
     bool isViewable(xcb_window_t window) const {
-        const Reply<xcb_get_window_attributes_reply_t> reply(m_api.getAttributesReply(
-            m_connection, m_api.getAttributes(m_connection, window), nullptr));
+        const Reply<xcb_get_window_attributes_reply_t> reply(
+            _api.getAttributesReply(_connection, _api.getAttributes(_connection, window), nullptr));
         return reply && reply->map_state == XCB_MAP_STATE_VIEWABLE;
     }
 
 private:
-    const Xcb& m_api;
-    xcb_connection_t* m_connection = nullptr;
-    xcb_window_t m_root = XCB_NONE;
+    const Xcb& _api;
+    xcb_connection_t* _connection = nullptr;
+    xcb_window_t _root = XCB_NONE;
 };
 
 }  // namespace

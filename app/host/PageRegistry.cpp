@@ -8,11 +8,11 @@
 namespace zq::pagehost {
 
 void PageRegistry::add(const QString& controllerName, Factory factory) {
-    m_factories[controllerName] = std::move(factory);
+    _factories[controllerName] = std::move(factory);
 }
 
 QString PageRegistry::modulePath(const QString& controllerName) const {
-    return m_moduleFolder + u'/' + controllerName + QStringLiteral(".so");
+    return _moduleFolder + u'/' + controllerName + QStringLiteral(".so");
 }
 
 std::unique_ptr<ZQPageController> PageRegistry::create(const QString& controllerName,
@@ -23,10 +23,10 @@ std::unique_ptr<ZQPageController> PageRegistry::create(const QString& controller
         }
         return nullptr;
     };
-    if (const auto it = m_factories.find(controllerName); it != m_factories.end()) {
+    if (const auto it = _factories.find(controllerName); it != _factories.end()) {
         return it->second();
     }
-    if (m_moduleFolder.isEmpty()) {
+    if (_moduleFolder.isEmpty()) {
         return fail(QStringLiteral("no page module folder"));
     }
     const QString path = modulePath(controllerName);

@@ -21,7 +21,7 @@ public:
 
     PageRegistry() = default;
     // Page modules in `folder` (platform::Locations::pluginsDir() + "/pages" in the application).
-    explicit PageRegistry(const QString& moduleFolder) : m_moduleFolder(moduleFolder) {}
+    explicit PageRegistry(const QString& moduleFolder) : _moduleFolder(moduleFolder) {}
 
     void add(const QString& controllerName, Factory factory);
 
@@ -34,8 +34,8 @@ public:
     QString modulePath(const QString& controllerName) const;
 
 private:
-    std::map<QString, Factory> m_factories;
-    QString m_moduleFolder;
+    std::map<QString, Factory> _factories;
+    QString _moduleFolder;
 };
 
 }  // namespace zq::pagehost

@@ -8,6 +8,7 @@
 #include "platform/Configuration.h"
 #include "platform/DistributedNotificationCenter.h"
 #include "platform/Plist.h"
+#include "platform/Values.h"
 #include "platform/Workspace.h"
 #include "utility/ProductLocations.h"
 #include "utility/SystemInfo.h"
@@ -35,22 +36,6 @@ constexpr qint64 kAuthSourceAbout = 13;
 
 platform::DistributedNotificationCenter* center() {
     return platform::DistributedNotificationCenter::defaultCenter();
-}
-
-// A payload value as text: text as it is, numbers in decimal, else none.
-std::optional<QString> textValue(const QVariant& value) {
-    switch (value.typeId()) {
-        case QMetaType::QString:
-            return value.toString();
-        case QMetaType::Int:
-        case QMetaType::LongLong:
-        case QMetaType::UInt:
-        case QMetaType::ULongLong:
-        case QMetaType::Double:
-            return value.toString();
-        default:
-            return std::nullopt;
-    }
 }
 
 // Writes {"key": "0"} atomically to `path` and deletes it again: whether this
@@ -252,7 +237,7 @@ void ZQAboutModel::newVersion(const QVariantMap& payload) {
             ZQ_RUN_LOG_KV(kLogType, QStringLiteral("curVer"), installed.value_or(QString()));
             outcome.line = versionLineFor(installed, ZQInputMethodIsInternalTestVersion(),
                                           ZQInputMethodIsPreviewTestVersion());
-            outcome.version = textValue(payload.value(QStringLiteral("version")));
+            outcome.version = zq::platform::scalarText(payload.value(QStringLiteral("version")));
             if (!outcome.version) {
                 return outcome;  // no payload, or no version in it: the check failed
             }

@@ -5,6 +5,7 @@
 #include "pages/models/PageModelsLog.h"
 #include "platform/Configuration.h"
 #include "platform/Plist.h"
+#include "platform/Values.h"
 #include "platform/Workspace.h"
 #include "utility/ProductLocations.h"
 #include "utility/SystemInfo.h"
@@ -13,6 +14,11 @@
 
 namespace {
 
+// A configuration or Info.plist value as text; anything but a scalar is empty.
+QString textOf(const QVariant& value) {
+    return zq::platform::scalarText(value).value_or(QString());
+}
+
 const QString kPageName = QStringLiteral("ZQUpdateDetail");
 
 // "CFBundleFullVersion" read from the installed input method's Info.plist,
@@ -20,31 +26,15 @@ const QString kPageName = QStringLiteral("ZQUpdateDetail");
 QString installedFullVersion() {
     const std::optional<QVariantMap> info =
         platform::Plist::readDictionary(zq::utility::infoPlistPath());
-    return info ? ZQUpdateDetailModel::textOf(info->value(QStringLiteral("CFBundleFullVersion")))
-                : QString();
+    return info ? textOf(info->value(QStringLiteral("CFBundleFullVersion"))) : QString();
 }
 
 }  // namespace
 
 ZQUpdateDetailModel::ZQUpdateDetailModel(ZQAssistConfig* config, QObject* parent)
-    : QObject(parent), m_config(config ? config : ZQAssistConfig::sharedInstance()) {}
+    : QObject(parent), _config(config ? config : ZQAssistConfig::sharedInstance()) {}
 
 ZQUpdateDetailModel::~ZQUpdateDetailModel() = default;
-
-QString ZQUpdateDetailModel::textOf(const QVariant& value) {
-    switch (value.typeId()) {
-        case QMetaType::QString:
-            return value.toString();
-        case QMetaType::Int:
-        case QMetaType::UInt:
-        case QMetaType::LongLong:
-        case QMetaType::ULongLong:
-        case QMetaType::Double:
-            return value.toString();
-        default:
-            return {};
-    }
-}
 
 QUrl ZQUpdateDetailModel::changeLogUrl() {
     QString host = platform::Configuration::webHost();
@@ -76,15 +66,15 @@ void ZQUpdateDetailModel::setUp() {
     const QString prefix = qtTrId("zq-update-detail-installed-prefix");
     //% "Vesko输入法版本："
     const QString versionLabel = qtTrId("VeskoInputMethodVersion");
-    m_installedVersionText = prefix + versionLabel + installedFullVersion();
+    _installedVersionText = prefix + versionLabel + installedFullVersion();
     // 3., 4. Parameters and layout.
     readParameters();
     arrange(Occasion::SetUp);
     emit changed();
     // 5. The change log.
-    m_drawsWebBackground = true;
-    m_contentArrived = false;
-    m_showingOffline = false;
+    _drawsWebBackground = true;
+    _contentArrived = false;
+    _showingOffline = false;
     emit loadRequested(changeLogUrl());
     // 6. In front of normal windows.
     emit centerRequested();
@@ -104,50 +94,50 @@ void ZQUpdateDetailModel::rearrangeUI(const QVariantMap& userInfo) {
 }
 
 void ZQUpdateDetailModel::readParameters() {
-    s_mode = textOf(m_config->objectForKey(QStringLiteral("UpdateMode")));
-    s_pathToPKG = textOf(m_config->objectForKey(QStringLiteral("UpdatePkgPath")));
-    s_updateVersion = textOf(m_config->objectForKey(QStringLiteral("UpdateVersion")));
+    s_mode = textOf(_config->objectForKey(QStringLiteral("UpdateMode")));
+    s_pathToPKG = textOf(_config->objectForKey(QStringLiteral("UpdatePkgPath")));
+    s_updateVersion = textOf(_config->objectForKey(QStringLiteral("UpdateVersion")));
 }
 
 void ZQUpdateDetailModel::arrange(Occasion occasion) {
     if (s_mode == QLatin1String(kModeSilent)) {
-        m_installVisible = m_ignoreVisible = m_promptLaterVisible = false;
-        m_installedVersionVisible = false;
-        m_okVisible = true;
-        m_headlineVisible = true;
+        _installVisible = _ignoreVisible = _promptLaterVisible = false;
+        _installedVersionVisible = false;
+        _okVisible = true;
+        _headlineVisible = true;
         if (occasion == Occasion::SetUp) {
             //% "Vesko输入法 已升级至 "
-            m_headline = qtTrId("zq-update-detail-silent-headline") +
-                         GetInputMethodVersion().value_or(QString());
+            _headline = qtTrId("zq-update-detail-silent-headline") +
+                        GetInputMethodVersion().value_or(QString());
         } else {
             //% "Vesko输入法 已经升至"
-            m_headline = qtTrId("zq-update-detail-silent-headline-again") + s_updateVersion;
+            _headline = qtTrId("zq-update-detail-silent-headline-again") + s_updateVersion;
         }
     } else if (s_mode == QLatin1String(kModeUpdateByPkg)) {
-        m_installVisible = m_ignoreVisible = m_promptLaterVisible = true;
-        m_installedVersionVisible = true;
-        m_okVisible = false;
-        m_headlineVisible = true;
+        _installVisible = _ignoreVisible = _promptLaterVisible = true;
+        _installedVersionVisible = true;
+        _okVisible = false;
+        _headlineVisible = true;
         if (occasion == Occasion::SetUp) {
             //% "Vesko输入法 最新版本 "
-            m_headline = qtTrId("zq-update-detail-package-headline") + s_updateVersion;
+            _headline = qtTrId("zq-update-detail-package-headline") + s_updateVersion;
         } else {
             //% "Vesko输入法 新版本"
-            m_headline = qtTrId("zq-update-detail-package-headline-again") + s_updateVersion;
+            _headline = qtTrId("zq-update-detail-package-headline-again") + s_updateVersion;
         }
     }
     // Any other mode leaves the controls as they are.
 }
 
 void ZQUpdateDetailModel::webLoadFinished(bool ok) {
-    if (m_showingOffline) {
+    if (_showingOffline) {
         return;
     }
     if (ok) {
-        m_contentArrived = true;
+        _contentArrived = true;
         return;
     }
-    if (m_contentArrived) {
+    if (_contentArrived) {
         return;  // a later navigation failed; the change log stays
     }
     qCInfo(lcPages) << "change log unreachable, showing the offline page";
@@ -155,7 +145,7 @@ void ZQUpdateDetailModel::webLoadFinished(bool ok) {
 }
 
 void ZQUpdateDetailModel::webViewUnavailable() {
-    if (m_showingOffline) {
+    if (_showingOffline) {
         return;
     }
     qCInfo(lcPages) << "no web view, showing the offline page";
@@ -163,27 +153,27 @@ void ZQUpdateDetailModel::webViewUnavailable() {
 }
 
 void ZQUpdateDetailModel::showOfflinePage() {
-    m_showingOffline = true;
-    m_drawsWebBackground = false;
+    _showingOffline = true;
+    _drawsWebBackground = false;
     emit changed();
     emit loadRequested(offlinePageUrl());
 }
 
 void ZQUpdateDetailModel::installPackage() {
-    if (m_installing) {
+    if (_installing) {
         return;
     }
     if (s_pathToPKG.isEmpty()) {
         closeWindow();
         return;
     }
-    m_installing = true;
+    _installing = true;
     // The desktop's handler for the package; the window closes once it has been asked.
     platform::Workspace::openUrl(QUrl::fromLocalFile(s_pathToPKG), this, [this](bool opened) {
         if (!opened) {
             qCWarning(lcPages) << "no handler opened" << s_pathToPKG;
         }
-        m_installing = false;
+        _installing = false;
         closeWindow();
     });
 }
@@ -234,9 +224,9 @@ void ZQUpdateDetailModel::closeWindow() {
 }
 
 void ZQUpdateDetailModel::setWindowLevel(int level) {
-    if (m_windowLevel == level) {
+    if (_windowLevel == level) {
         return;
     }
-    m_windowLevel = level;
+    _windowLevel = level;
     emit windowLevelChanged(level);
 }

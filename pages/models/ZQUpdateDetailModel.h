@@ -64,21 +64,21 @@ public:
     QString mode() const { return s_mode; }
     QString pathToPKG() const { return s_pathToPKG; }
     QString updateVersion() const { return s_updateVersion; }
-    QString headline() const { return m_headline; }
-    bool headlineVisible() const { return m_headlineVisible; }
-    QString installedVersionText() const { return m_installedVersionText; }
-    bool installedVersionVisible() const { return m_installedVersionVisible; }
-    bool installVisible() const { return m_installVisible; }
-    bool ignoreVisible() const { return m_ignoreVisible; }
-    bool promptLaterVisible() const { return m_promptLaterVisible; }
-    bool okVisible() const { return m_okVisible; }
-    int windowLevel() const { return m_windowLevel; }
-    bool drawsWebBackground() const { return m_drawsWebBackground; }
-    bool showsOfflinePage() const { return m_showingOffline; }
+    QString headline() const { return _headline; }
+    bool headlineVisible() const { return _headlineVisible; }
+    QString installedVersionText() const { return _installedVersionText; }
+    bool installedVersionVisible() const { return _installedVersionVisible; }
+    bool installVisible() const { return _installVisible; }
+    bool ignoreVisible() const { return _ignoreVisible; }
+    bool promptLaterVisible() const { return _promptLaterVisible; }
+    bool okVisible() const { return _okVisible; }
+    int windowLevel() const { return _windowLevel; }
+    bool drawsWebBackground() const { return _drawsWebBackground; }
+    bool showsOfflinePage() const { return _showingOffline; }
     // Whether the change log (not the offline page) has arrived in the view.
-    bool changeLogArrived() const { return m_contentArrived && !m_showingOffline; }
+    bool changeLogArrived() const { return _contentArrived && !_showingOffline; }
     // True while the package is being handed to the desktop's handler.
-    bool isInstalling() const { return m_installing; }
+    bool isInstalling() const { return _installing; }
 
     // http://<web host>/mac/proxy/?f=embeddedchangelog
     static QUrl changeLogUrl();
@@ -87,9 +87,6 @@ public:
     static QUrl offlinePageUrl();
     // The installed input method's "updateInfo.plist".
     static QString choiceFilePath();
-    // The text of a config value as the page uses it: text as it is, numbers
-    // in decimal, anything else empty.
-    static QString textOf(const QVariant& value);
 
 signals:
     // Any shown state changed.
@@ -113,24 +110,24 @@ private:
     void closeWindow();
     void showOfflinePage();
 
-    ZQAssistConfig* m_config;
+    ZQAssistConfig* _config;
 
     // The parameters of the current request.
     QString s_mode;
     QString s_pathToPKG;
     QString s_updateVersion;
 
-    QString m_headline;
-    bool m_headlineVisible = false;
-    QString m_installedVersionText;
-    bool m_installedVersionVisible = true;
-    bool m_installVisible = false;
-    bool m_ignoreVisible = false;
-    bool m_promptLaterVisible = false;
-    bool m_okVisible = true;
-    int m_windowLevel = kNormalWindowLevel;
-    bool m_drawsWebBackground = true;
-    bool m_contentArrived = false;
-    bool m_showingOffline = false;
-    bool m_installing = false;
+    QString _headline;
+    bool _headlineVisible = false;
+    QString _installedVersionText;
+    bool _installedVersionVisible = true;
+    bool _installVisible = false;
+    bool _ignoreVisible = false;
+    bool _promptLaterVisible = false;
+    bool _okVisible = true;
+    int _windowLevel = kNormalWindowLevel;
+    bool _drawsWebBackground = true;
+    bool _contentArrived = false;
+    bool _showingOffline = false;
+    bool _installing = false;
 };

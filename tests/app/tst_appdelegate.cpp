@@ -31,8 +31,8 @@ class TestAppDelegate : public QObject {
     Q_OBJECT
 public:
     TestAppDelegate()
-        : m_posterBus(QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                                    QStringLiteral("zq-test-poster"))) {}
+        : _posterBus(QDBusConnection::connectToBus(QDBusConnection::SessionBus,
+                                                   QStringLiteral("zq-test-poster"))) {}
 
 private slots:
     void initTestCase();
@@ -72,21 +72,21 @@ private:
     QDBusMessage callService(const QString& method, const QVariantList& arguments);
     static bool isCentred(QWidget* window);
 
-    QDBusConnection m_posterBus;
-    std::unique_ptr<DistributedNotificationCenter> m_poster;
-    std::unique_ptr<DistributedNotificationCenter> m_center;
-    std::unique_ptr<ZQAssistConfig> m_config;
-    PageLog m_log;
-    zq::pagehost::PageRegistry m_registry;
-    std::unique_ptr<AppDelegate> m_delegate;
-    std::unique_ptr<QSignalSpy> m_terminated;
-    int m_sentinelsPosted = 0;
-    int m_sentinelsSeen = 0;
+    QDBusConnection _posterBus;
+    std::unique_ptr<DistributedNotificationCenter> _poster;
+    std::unique_ptr<DistributedNotificationCenter> _center;
+    std::unique_ptr<ZQAssistConfig> _config;
+    PageLog _log;
+    zq::pagehost::PageRegistry _registry;
+    std::unique_ptr<AppDelegate> _delegate;
+    std::unique_ptr<QSignalSpy> _terminated;
+    int _sentinelsPosted = 0;
+    int _sentinelsSeen = 0;
 };
 
 void TestAppDelegate::initTestCase() {
     QVERIFY2(QDBusConnection::sessionBus().isConnected(), "the test needs a private session bus");
-    QVERIFY(m_posterBus.isConnected());
+    QVERIFY(_posterBus.isConnected());
     // A system whose version asks for the light appearance.
     const QString systemRoot = qEnvironmentVariable("ZQ_TEST_ROOT") + QStringLiteral("/system");
     QVERIFY(platform::Plist::writeFile(
@@ -94,48 +94,48 @@ void TestAppDelegate::initTestCase() {
         QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.14")},
                     {QStringLiteral("ProductBuildVersion"), QStringLiteral("18A391")}}));
     qputenv("VESKO_SYSTEM_ROOT", systemRoot.toUtf8());
-    m_poster = std::make_unique<DistributedNotificationCenter>(m_posterBus);
+    _poster = std::make_unique<DistributedNotificationCenter>(_posterBus);
 }
 
 void TestAppDelegate::cleanup() {
-    m_delegate.reset();
-    m_terminated.reset();
-    m_center.reset();
-    m_config.reset();
-    m_log = PageLog{};
-    m_sentinelsPosted = m_sentinelsSeen = 0;
+    _delegate.reset();
+    _terminated.reset();
+    _center.reset();
+    _config.reset();
+    _log = PageLog{};
+    _sentinelsPosted = _sentinelsSeen = 0;
     QTRY_VERIFY(!zq::pagehost::hasVisibleWindow());
 }
 
 void TestAppDelegate::start(const QStringList& arguments, const QStringList& missing, bool serve) {
-    m_center = std::make_unique<DistributedNotificationCenter>(QDBusConnection::sessionBus());
-    m_center->addObserver(this, kSentinel,
-                          [this](const QString&, const QVariantMap&) { ++m_sentinelsSeen; });
-    m_config = std::make_unique<ZQAssistConfig>();
-    m_registry = recordingRegistry(&m_log, missing);
+    _center = std::make_unique<DistributedNotificationCenter>(QDBusConnection::sessionBus());
+    _center->addObserver(this, kSentinel,
+                         [this](const QString&, const QVariantMap&) { ++_sentinelsSeen; });
+    _config = std::make_unique<ZQAssistConfig>();
+    _registry = recordingRegistry(&_log, missing);
     AppDelegate::Dependencies deps;
-    deps.notificationCenter = m_center.get();
-    deps.config = m_config.get();
-    deps.registry = &m_registry;
+    deps.notificationCenter = _center.get();
+    deps.config = _config.get();
+    deps.registry = &_registry;
     deps.serveApplicationInterface = serve;
-    m_delegate = std::make_unique<AppDelegate>(
+    _delegate = std::make_unique<AppDelegate>(
         QStringList{QStringLiteral("/opt/ZQAssistPanel")} + arguments, deps);
-    m_terminated = std::make_unique<QSignalSpy>(m_delegate.get(), &AppDelegate::terminateRequested);
-    m_delegate->applicationDidFinishLaunching();
+    _terminated = std::make_unique<QSignalSpy>(_delegate.get(), &AppDelegate::terminateRequested);
+    _delegate->applicationDidFinishLaunching();
 }
 
 void TestAppDelegate::post(const QVariantMap& payload) {
-    QVERIFY(m_poster->post(kLoad, payload));
+    QVERIFY(_poster->post(kLoad, payload));
 }
 
 bool TestAppDelegate::deliverAll() {
-    ++m_sentinelsPosted;
-    m_poster->post(kSentinel);
-    return QTest::qWaitFor([this] { return m_sentinelsSeen == m_sentinelsPosted; }, 10000);
+    ++_sentinelsPosted;
+    _poster->post(kSentinel);
+    return QTest::qWaitFor([this] { return _sentinelsSeen == _sentinelsPosted; }, 10000);
 }
 
 RecordingPage* TestAppDelegate::page(const QString& pageName) const {
-    return static_cast<RecordingPage*>(m_delegate->controllerForPage(pageName));
+    return static_cast<RecordingPage*>(_delegate->controllerForPage(pageName));
 }
 
 bool TestAppDelegate::isCentred(QWidget* window) {
@@ -149,7 +149,7 @@ QDBusMessage TestAppDelegate::callService(const QString& method, const QVariantL
         QString::fromLatin1(zq::app::ApplicationService::kObjectPath),
         QStringLiteral("org.freedesktop.Application"), method);
     message.setArguments(arguments);
-    QDBusPendingCallWatcher watcher(m_posterBus.asyncCall(message));
+    QDBusPendingCallWatcher watcher(_posterBus.asyncCall(message));
     QSignalSpy finished(&watcher, &QDBusPendingCallWatcher::finished);
     if (!watcher.isFinished()) {
         finished.wait(10000);
@@ -185,15 +185,15 @@ void TestAppDelegate::launch() {
 
     start(arguments);
     if (shownPage.isEmpty()) {
-        QCOMPARE(m_terminated->count(), 1);
-        QCOMPARE(m_terminated->first().first().toInt(), 0);
-        QVERIFY(m_log.created.isEmpty());
+        QCOMPARE(_terminated->count(), 1);
+        QCOMPARE(_terminated->first().first().toInt(), 0);
+        QVERIFY(_log.created.isEmpty());
         QVERIFY(!zq::pagehost::hasVisibleWindow());
         return;
     }
     RecordingPage* shown = page(shownPage);
     QVERIFY(shown);
-    QCOMPARE(m_log.created.size(), 1);
+    QCOMPARE(_log.created.size(), 1);
     QCOMPARE(shown->events, QStringList{QStringLiteral("show ") + shownPage});
     QVERIFY(shown->window()->isVisible());
     if (activated) {
@@ -205,12 +205,12 @@ void TestAppDelegate::launch() {
     if (centred) {
         QVERIFY(isCentred(shown->window()));
     }
-    QCOMPARE(m_terminated->count(), 0);
+    QCOMPARE(_terminated->count(), 0);
 }
 
 void TestAppDelegate::observerIsRegisteredInAnExitingProcess() {
     start({});
-    QCOMPARE(m_terminated->count(), 1);
+    QCOMPARE(_terminated->count(), 1);
     post({{kName, QStringLiteral("ZQAbout")}});
     QTRY_VERIFY(page(QStringLiteral("ZQAbout")) && page(QStringLiteral("ZQAbout"))->shows() == 1);
 }
@@ -250,7 +250,7 @@ void TestAppDelegate::everyChannelTakesOnePath() {
     }
     // The parameters were stored before the open page saw the request, and
     // the page made by a request does not also see it as a later request.
-    QCOMPARE(m_config->objectForKey("UpdateMode"), QVariant("Silent"));
+    QCOMPARE(_config->objectForKey("UpdateMode"), QVariant("Silent"));
     QCOMPARE(update->events, (QStringList{"show ZQUpdateDetail", "show ZQUpdateDetail",
                                           "request ZQUpdateDetail", "request ZQAbout"}));
     QCOMPARE(page(QStringLiteral("ZQAbout"))->events, QStringList{"show ZQAbout"});
@@ -268,7 +268,7 @@ void TestAppDelegate::repeatedRequestReusesTheWindow() {
     post({{kName, QStringLiteral("ZQAbout")}});
     QTRY_COMPARE(about->shows(), 2);
     QCOMPARE(page(QStringLiteral("ZQAbout")), about);
-    QCOMPARE(m_log.created.value(QStringLiteral("ZQAboutWindowController")), 1);
+    QCOMPARE(_log.created.value(QStringLiteral("ZQAboutWindowController")), 1);
     QVERIFY(isCentred(window));
     int visible = 0;
     for (QWidget* w : QApplication::topLevelWidgets()) {
@@ -286,7 +286,7 @@ void TestAppDelegate::permissionPagesShareOneWindow() {
     QTRY_COMPARE(permission->shows(), 3);
     QCOMPARE(page(QStringLiteral("ZQAccesAuthorize")), permission);
     QCOMPARE(page(QStringLiteral("ZQAuthorize")), permission);
-    QCOMPARE(m_log.created.value(QStringLiteral("ZQAccesAuthorize")), 1);
+    QCOMPARE(_log.created.value(QStringLiteral("ZQAccesAuthorize")), 1);
     QCOMPARE(permission->events.filter(QStringLiteral("show ")),
              (QStringList{"show ZQContactAuthorize", "show ZQAccesAuthorize", "show ZQAuthorize"}));
 }
@@ -299,12 +299,12 @@ void TestAppDelegate::lastWindowEndsTheProcess() {
     QWidget* feedback = page(QStringLiteral("ZQFeedbackWindowController"))->window();
 
     QVERIFY(about->close());
-    QTRY_VERIFY(!m_delegate->lastWindowCheckPending());
-    QCOMPARE(m_terminated->count(), 0);
+    QTRY_VERIFY(!_delegate->lastWindowCheckPending());
+    QCOMPARE(_terminated->count(), 0);
 
     QVERIFY(feedback->close());
-    QTRY_COMPARE(m_terminated->count(), 1);
-    QCOMPARE(m_terminated->first().first().toInt(), 0);
+    QTRY_COMPARE(_terminated->count(), 1);
+    QCOMPARE(_terminated->first().first().toInt(), 0);
     // The controllers outlive their windows.
     QVERIFY(page(QStringLiteral("ZQAbout")));
 }
@@ -319,7 +319,7 @@ void TestAppDelegate::pageReplacingItsWindowIsNotTheEnd() {
     QFETCH(bool, queued);
     start({QStringLiteral("-ZQAbout")});
     QWidget* about = page(QStringLiteral("ZQAbout"))->window();
-    AppDelegate* delegate = m_delegate.get();
+    AppDelegate* delegate = _delegate.get();
     about->close();
     if (queued) {
         QTimer::singleShot(0, delegate, [delegate] { delegate->loadXibName("ZQDebugMode"); });
@@ -328,15 +328,15 @@ void TestAppDelegate::pageReplacingItsWindowIsNotTheEnd() {
     }
     QTRY_VERIFY(page(QStringLiteral("ZQDebugMode")) &&
                 page(QStringLiteral("ZQDebugMode"))->window()->isVisible());
-    QTRY_VERIFY(!m_delegate->lastWindowCheckPending());
-    QCOMPARE(m_terminated->count(), 0);
+    QTRY_VERIFY(!_delegate->lastWindowCheckPending());
+    QCOMPARE(_terminated->count(), 0);
 }
 
 void TestAppDelegate::missingPageAtStartEndsTheProcess() {
     start({QStringLiteral("-ZQAbout")}, {QStringLiteral("ZQAboutWindowController")});
     QVERIFY(!page(QStringLiteral("ZQAbout")));
-    QTRY_COMPARE(m_terminated->count(), 1);
-    QCOMPARE(m_terminated->first().first().toInt(), 0);
+    QTRY_COMPARE(_terminated->count(), 1);
+    QCOMPARE(_terminated->first().first().toInt(), 0);
 }
 
 void TestAppDelegate::missingPageWhileAnotherIsOpenKeepsRunning() {
@@ -344,8 +344,8 @@ void TestAppDelegate::missingPageWhileAnotherIsOpenKeepsRunning() {
           {QStringLiteral("ZQAboutWindowController")});
     post({{kName, QStringLiteral("ZQAbout")}});
     QVERIFY(deliverAll());
-    QTRY_VERIFY(!m_delegate->lastWindowCheckPending());
-    QCOMPARE(m_terminated->count(), 0);
+    QTRY_VERIFY(!_delegate->lastWindowCheckPending());
+    QCOMPARE(_terminated->count(), 0);
     QVERIFY(page(QStringLiteral("ZQFeedbackWindowController"))->window()->isVisible());
 }
 
@@ -391,10 +391,10 @@ void TestAppDelegate::pageModules() {
 
 void TestAppDelegate::resumesDeliveryWhenInactive() {
     start({QStringLiteral("-ZQAbout")});
-    m_center->setSuspended(true);
+    _center->setSuspended(true);
     post({{kName, QStringLiteral("ZQAbout")}});
-    m_delegate->applicationDidResignActive();
-    QVERIFY(!m_center->isSuspended());
+    _delegate->applicationDidResignActive();
+    QVERIFY(!_center->isSuspended());
     QTRY_COMPARE(page(QStringLiteral("ZQAbout"))->shows(), 2);
 }
 
@@ -424,13 +424,13 @@ void TestAppDelegate::badActionsAreRefused() {
         callService(QStringLiteral("ActivateAction"), {action, parameter, QVariantMap{}});
     QCOMPARE(reply.type(), QDBusMessage::ErrorMessage);
     QCOMPARE(reply.errorName(), QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"));
-    QCOMPARE(m_log.created.size(), 1);
-    QVERIFY(m_config->userData().isEmpty());
+    QCOMPARE(_log.created.size(), 1);
+    QVERIFY(_config->userData().isEmpty());
 }
 
 void TestAppDelegate::activateShowsOpenWindows() {
     start({QStringLiteral("-ZQFeedbackWindowController")}, {}, true);
-    m_delegate->loadXibName(QStringLiteral("ZQAuthorize"));
+    _delegate->loadXibName(QStringLiteral("ZQAuthorize"));
     RecordingPage* feedback = page(QStringLiteral("ZQFeedbackWindowController"));
     RecordingPage* permission = page(QStringLiteral("ZQAuthorize"));
     const QDBusMessage reply = callService(QStringLiteral("Activate"), {QVariantMap{}});
@@ -443,16 +443,16 @@ void TestAppDelegate::activateShowsOpenWindows() {
 void TestAppDelegate::serviceModeWaitsForTheRequest() {
     start({QString::fromLatin1(AppDelegate::kServiceModeArgument)}, {}, true);
     QCoreApplication::processEvents();
-    QCOMPARE(m_terminated->count(), 0);
+    QCOMPARE(_terminated->count(), 0);
     const QDBusMessage reply = callService(QStringLiteral("Activate"), {QVariantMap{}});
     QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
     QVERIFY(page(QStringLiteral("ZQAbout")));
     QVERIFY(page(QStringLiteral("ZQAbout"))->window()->isVisible());
-    QTRY_VERIFY(!m_delegate->lastWindowCheckPending());
-    QCOMPARE(m_terminated->count(), 0);
+    QTRY_VERIFY(!_delegate->lastWindowCheckPending());
+    QCOMPARE(_terminated->count(), 0);
     // Then the ordinary rule: the last window closes, the process ends.
     page(QStringLiteral("ZQAbout"))->window()->close();
-    QTRY_COMPARE(m_terminated->count(), 1);
+    QTRY_COMPARE(_terminated->count(), 1);
 }
 
 void TestAppDelegate::serviceModeRequestForMissingPageEnds() {
@@ -462,8 +462,8 @@ void TestAppDelegate::serviceModeRequestForMissingPageEnds() {
         callService(QStringLiteral("ActivateAction"),
                     {QStringLiteral("ZQAbout"), QVariantList{}, QVariantMap{}});
     QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
-    QTRY_COMPARE(m_terminated->count(), 1);
-    QCOMPARE(m_terminated->first().first().toInt(), 0);
+    QTRY_COMPARE(_terminated->count(), 1);
+    QCOMPARE(_terminated->first().first().toInt(), 0);
 }
 
 void TestAppDelegate::gapplicationReachesTheAction() {
@@ -520,7 +520,7 @@ void TestAppDelegate::introspectionMatchesDescription() {
     QDBusMessage message = QDBusMessage::createMethodCall(
         QStringLiteral("com.vesko.ZQAssistPanel"), QStringLiteral("/com/vesko/ZQAssistPanel"),
         QStringLiteral("org.freedesktop.DBus.Introspectable"), QStringLiteral("Introspect"));
-    QDBusPendingCallWatcher watcher(m_posterBus.asyncCall(message));
+    QDBusPendingCallWatcher watcher(_posterBus.asyncCall(message));
     QSignalSpy finished(&watcher, &QDBusPendingCallWatcher::finished);
     QVERIFY(watcher.isFinished() || finished.wait(10000));
     const QDBusMessage reply = watcher.reply();

@@ -2,7 +2,6 @@
 // loopback: both requests, the version rule, the layouts, the cache file, the
 // pictures and the seed, and every error text under injected faults.
 
-#include "help/HelpValues.h"
 #include "help/ZQHelpListInfoDataManager.h"
 #include "platform/Plist.h"
 #include "tests/help/HelpTestSupport.h"
@@ -106,10 +105,6 @@ private slots:
     void cleanupTestCase();
 
     // values and the model
-    void textForms_data();
-    void textForms();
-    void integerAndBooleanValues_data();
-    void integerAndBooleanValues();
     void modelFromDictionary_data();
     void modelFromDictionary();
 
@@ -183,62 +178,6 @@ void TestHelpList::init() {
 
 void TestHelpList::cleanupTestCase() {
     _service.stop();
-}
-
-// --- values -----------------------------------------------------------------
-
-void TestHelpList::textForms_data() {
-    QTest::addColumn<QVariant>("value");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("absent") << QVariant() << "(null)";
-    QTest::newRow("json null") << QVariant::fromValue(nullptr) << "<null>";
-    QTest::newRow("true") << QVariant(true) << "1";
-    QTest::newRow("false") << QVariant(false) << "0";
-    QTest::newRow("integer") << QVariant(qint64(12)) << "12";
-    QTest::newRow("negative") << QVariant(qint64(-7)) << "-7";
-    QTest::newRow("whole double") << QVariant(3.0) << "3";
-    QTest::newRow("fraction") << QVariant(2.5) << "2.5";
-    QTest::newRow("text") << QVariant(QStringLiteral("v1 ")) << "v1 ";
-    QTest::newRow("list") << QVariant(QVariantList{1, "a"}) << "(\n    1,\n    a\n)";
-}
-
-void TestHelpList::textForms() {
-    QFETCH(QVariant, value);
-    QFETCH(QString, expected);
-    QCOMPARE(zq::help::textForm(value), expected);
-}
-
-void TestHelpList::integerAndBooleanValues_data() {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<qint64>("integer");
-    QTest::addColumn<bool>("boolean");
-    QTest::newRow("plain") << "42" << qint64(42) << true;
-    QTest::newRow("spaces and sign") << "  \t-17abc" << qint64(-17) << true;
-    QTest::newRow("plus") << "+5" << qint64(5) << true;
-    QTest::newRow("not a number") << "abc" << qint64(0) << false;
-    QTest::newRow("empty") << "" << qint64(0) << false;
-    QTest::newRow("null text") << "(null)" << qint64(0) << false;
-    QTest::newRow("leading zeros") << "007" << qint64(7) << true;
-    QTest::newRow("zero") << "000" << qint64(0) << false;
-    QTest::newRow("yes") << "yes" << qint64(0) << true;
-    QTest::newRow("True") << "True" << qint64(0) << true;
-    QTest::newRow("no") << "no" << qint64(0) << false;
-    QTest::newRow("false") << "false" << qint64(0) << false;
-    QTest::newRow("decimal") << "2.9" << qint64(2) << true;
-    QTest::newRow("overflow") << "99999999999999999999" << std::numeric_limits<qint64>::max()
-                              << true;
-    QTest::newRow("underflow") << "-99999999999999999999" << std::numeric_limits<qint64>::min()
-                               << true;
-    QTest::newRow("minimum") << "-9223372036854775808" << std::numeric_limits<qint64>::min()
-                             << true;
-}
-
-void TestHelpList::integerAndBooleanValues() {
-    QFETCH(QString, text);
-    QFETCH(qint64, integer);
-    QFETCH(bool, boolean);
-    QCOMPARE(zq::help::integerValueOfText(text), integer);
-    QCOMPARE(zq::help::boolValueOfText(text), boolean);
 }
 
 void TestHelpList::modelFromDictionary_data() {

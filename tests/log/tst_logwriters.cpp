@@ -27,14 +27,13 @@ class TestLogWriters : public QObject {
 
 private slots:
     void initTestCase() {
-        m_listener = std::make_unique<platform::DistributedNotificationCenter>(
+        _listener = std::make_unique<platform::DistributedNotificationCenter>(
             QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("listener")));
-        m_listener->addObserver(this, QString(),
-                                [this](const QString& name, const QVariantMap& info) {
-                                    m_seen.append(name == u"kZQShowImeLog"
-                                                      ? info.value(QStringLiteral("log")).toString()
+        _listener->addObserver(
+            this, QString(), [this](const QString& name, const QVariantMap& info) {
+                _seen.append(name == u"kZQShowImeLog" ? info.value(QStringLiteral("log")).toString()
                                                       : QStringLiteral("marker"));
-                                });
+            });
         const QString info =
             zq::utility::installedBundleRoot() + QStringLiteral("/Contents/Info.plist");
         QVERIFY(platform::Plist::writeFile(info, QVariantMap{{"CFBundleFullVersion", "6.10.1"}}));
@@ -123,16 +122,16 @@ private:
     // posted after them has arrived.
     QStringList postedLines() {
         SendDistributedNotification(QStringLiteral("kZQTestMarker"));
-        [&] { QTRY_VERIFY(m_seen.contains(QStringLiteral("marker"))); }();
-        QStringList lines = m_seen;
+        [&] { QTRY_VERIFY(_seen.contains(QStringLiteral("marker"))); }();
+        QStringList lines = _seen;
         lines.removeAll(QStringLiteral("marker"));
-        m_seen.clear();
+        _seen.clear();
         return lines;
     }
     QString lineLogPath() const { return zq::utility::tempLogFolder() + QStringLiteral("/t.log"); }
 
-    std::unique_ptr<platform::DistributedNotificationCenter> m_listener;
-    QStringList m_seen;
+    std::unique_ptr<platform::DistributedNotificationCenter> _listener;
+    QStringList _seen;
 };
 
 QTEST_GUILESS_MAIN(TestLogWriters)

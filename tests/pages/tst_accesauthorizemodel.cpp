@@ -101,41 +101,41 @@ class TestAccesAuthorizeModel : public QObject {
 private slots:
     void initTestCase() {
         QVERIFY(platform::installTranslations(qApp));
-        qputenv("VESKO_SYSTEM_ROOT", m_scratch.path().toUtf8());
+        qputenv("VESKO_SYSTEM_ROOT", _scratch.path().toUtf8());
         QVERIFY(platform::Plist::writeFile(
-            m_scratch.filePath("System/Library/CoreServices/SystemVersion.plist"),
+            _scratch.filePath("System/Library/CoreServices/SystemVersion.plist"),
             QVariantMap{{"ProductVersion", "14.2"}}));
-        QVERIFY2(m_service.start(), qPrintable(m_service.errorString()));
+        QVERIFY2(_service.start(), qPrintable(_service.errorString()));
         for (const QString name :
              {"Privacy_Accessibility", "Privacy_Contacts", "Privacy_ScreenCapture",
               "Privacy_Microphone", "com.apple.LoginItems-Settings.extension",
               "Security.prefPane"}) {
-            m_service.setConfigValue("SettingsPanes.ZQTest/" + name, "zq-settings-stub " + name);
+            _service.setConfigValue("SettingsPanes.ZQTest/" + name, "zq-settings-stub " + name);
         }
-        m_service.setConfigValue("SettingsPanes.ZQMissing/Privacy_Microphone",
-                                 "zq-no-such-settings microphone");
-        QFile stub(m_scratch.filePath("zq-settings-stub"));  // one file per start, named by it
+        _service.setConfigValue("SettingsPanes.ZQMissing/Privacy_Microphone",
+                                "zq-no-such-settings microphone");
+        QFile stub(_scratch.filePath("zq-settings-stub"));  // one file per start, named by it
         QVERIFY(stub.open(QIODevice::WriteOnly));
         stub.write("#!/bin/sh\ntouch \"$STUB_DIR/$*\"\n");
         stub.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        qputenv("STUB_DIR", m_scratch.filePath("started").toUtf8());
-        qputenv("PATH", m_scratch.path().toUtf8() + ':' + qgetenv("PATH"));
-        m_reporter = qobject_cast<ZQPageReporter*>(m_analytics.instance());  // the application's
-        QVERIFY2(m_reporter, qPrintable(m_analytics.errorString()));
+        qputenv("STUB_DIR", _scratch.filePath("started").toUtf8());
+        qputenv("PATH", _scratch.path().toUtf8() + ':' + qgetenv("PATH"));
+        _reporter = qobject_cast<ZQPageReporter*>(_analytics.instance());  // the application's
+        QVERIFY2(_reporter, qPrintable(_analytics.errorString()));
         platform::DistributedNotificationCenter::defaultCenter()->addObserver(
             this, {}, [this](const QString& name, const QVariantMap& info) {
                 const QVariant key = info.value("kSimulateKeyType");
-                m_messages << (!key.isValid()                       ? name
-                               : key.typeId() == QMetaType::QString ? "'" + key.toString() + "'"
-                                                                    : "#" + key.toString());
+                _messages << (!key.isValid()                       ? name
+                              : key.typeId() == QMetaType::QString ? "'" + key.toString() + "'"
+                                                                   : "#" + key.toString());
             });
     }
     void init() {
         settle();
-        m_service.clearAnalytics();
-        m_messages.clear();
-        QDir(m_scratch.filePath("started")).removeRecursively();
-        QDir().mkpath(m_scratch.filePath("started"));
+        _service.clearAnalytics();
+        _messages.clear();
+        QDir(_scratch.filePath("started")).removeRecursively();
+        QDir().mkpath(_scratch.filePath("started"));
     }
 
     void refill_data() { addRows(kRefills, {"requests", "prompt", "shown", "counts", "keys"}); }
@@ -147,7 +147,7 @@ private slots:
         QFETCH(QString, keys);
         ZQAssistConfig config;
         ZQAccesAuthorizeModel model(&config);
-        model.setReporter(m_reporter);
+        model.setReporter(_reporter);
         request(config, model, requests);
         QCOMPARE(model.promptText(), prompt);
         const QStringList state{QString::number(model.windowHeight()),
@@ -160,7 +160,7 @@ private slots:
         QCOMPARE(model.actionVisible(), model.windowHeight() == 617);
         settle();
         QCOMPARE(events().join(' '), counts);
-        QCOMPARE(m_messages.join(' '), keys);
+        QCOMPARE(_messages.join(' '), keys);
     }
 
     void open_data() { addRows(kOpens, {"requests", "desktop", "running", "started", "manual"}); }
@@ -179,17 +179,17 @@ private slots:
         }
         ZQAssistConfig config;
         ZQAccesAuthorizeModel model(&config);
-        model.setReporter(m_reporter);
+        model.setReporter(_reporter);
         request(config, model, requests);
         init();  // counts and messages of the click only
         QSignalSpy opened(&model, &ZQAccesAuthorizeModel::settingsOpened);
         model.open();
         QTRY_COMPARE(opened.count(), 1);
         QCOMPARE(model.manualSettingsText(), manual);
-        QTRY_COMPARE(QDir(m_scratch.filePath("started")).entryList(QDir::Files).join(' '), started);
+        QTRY_COMPARE(QDir(_scratch.filePath("started")).entryList(QDir::Files).join(' '), started);
         settle();
         QCOMPARE(events(), QStringList{"mac_clck 2"});
-        QCOMPARE(m_messages, QStringList{"kZQAccessClickForwardOpen"});
+        QCOMPARE(_messages, QStringList{"kZQAccessClickForwardOpen"});
         request(config, model, "ZQContactAuthorize");  // the line belongs to the kind it was for
         QCOMPARE(model.manualSettingsText(), requests == "ZQContactAuthorize" ? manual : QString());
     }
@@ -198,14 +198,14 @@ private:
     // Every message posted so far has arrived, every count has reached the service.
     void settle() {
         SendDistributedNotification("zq-test-sync");
-        QTRY_VERIFY(m_messages.contains("zq-test-sync"));
-        m_messages.removeAll("zq-test-sync");
+        QTRY_VERIFY(_messages.contains("zq-test-sync"));
+        _messages.removeAll("zq-test-sync");
         QTRY_COMPARE(TesselReport::sharedInstance()->pendingCount(), 0);
     }
     // The events the service holds: "reason/function" for a prompt, else "code icon".
     QStringList events() {
         QStringList list;
-        for (const QJsonValue& entry : m_service.analyticsEvents()) {
+        for (const QJsonValue& entry : _service.analyticsEvents()) {
             const QJsonObject event = entry["event"].toObject(),
                               params = event["params"].toObject();
             const QString code = event["code"].toString();
@@ -216,11 +216,11 @@ private:
         return list;
     }
 
-    QTemporaryDir m_scratch;
-    zq::test::RefService m_service;
-    QPluginLoader m_analytics{ZQ_BINARY_DIR "/PlugIns/ZQPageAnalytics.so"};
-    ZQPageReporter* m_reporter = nullptr;
-    QStringList m_messages;
+    QTemporaryDir _scratch;
+    zq::test::RefService _service;
+    QPluginLoader _analytics{ZQ_BINARY_DIR "/PlugIns/ZQPageAnalytics.so"};
+    ZQPageReporter* _reporter = nullptr;
+    QStringList _messages;
 };
 
 QTEST_GUILESS_MAIN(TestAccesAuthorizeModel)

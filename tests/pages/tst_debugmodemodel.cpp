@@ -27,12 +27,12 @@ class TestDebugModeModel : public QObject {
 private slots:
     void initTestCase() {
         QVERIFY(platform::installTranslations(qApp));
-        m_center.addObserver(this, QStringLiteral("kVeskoNotifyStartDebugModeByHand"),
-                             [this](const QString&, const QVariantMap& payload) {
-                                 m_posted << payload.value("debugmodestatus").toString();
-                             });
-        m_center.addObserver(this, QStringLiteral("barrier"),
-                             [this](const QString&, const QVariantMap&) { m_barrier = true; });
+        _center.addObserver(this, QStringLiteral("kVeskoNotifyStartDebugModeByHand"),
+                            [this](const QString&, const QVariantMap& payload) {
+                                _posted << payload.value("debugmodestatus").toString();
+                            });
+        _center.addObserver(this, QStringLiteral("barrier"),
+                            [this](const QString&, const QVariantMap&) { _barrier = true; });
     }
     void init() { posted(); }  // posts of earlier tests do not count
     void switches_data();
@@ -45,17 +45,17 @@ private:
     // The posts made so far, once they have come back over the bus: a post of
     // our own behind them comes back after them.
     QStringList posted() {
-        m_barrier = false;
-        m_center.post(QStringLiteral("barrier"));
-        if (!QTest::qWaitFor([this] { return m_barrier; }, 5000)) {
+        _barrier = false;
+        _center.post(QStringLiteral("barrier"));
+        if (!QTest::qWaitFor([this] { return _barrier; }, 5000)) {
             return {QStringLiteral("(the bus did not answer)")};
         }
-        return std::exchange(m_posted, {});
+        return std::exchange(_posted, {});
     }
 
-    platform::DistributedNotificationCenter m_center{QDBusConnection::sessionBus()};
-    QStringList m_posted;
-    bool m_barrier = false;
+    platform::DistributedNotificationCenter _center{QDBusConnection::sessionBus()};
+    QStringList _posted;
+    bool _barrier = false;
 };
 
 void TestDebugModeModel::switches_data() {

@@ -22,9 +22,9 @@ private slots:
         QVERIFY(
             platform::Plist::writeFile(zq::utility::userDataFilePath(".uuid.dat"),
                                        QVariantMap{{"uuid", "0123456789ABCDEF0123456789ABCDEF"}}));
-        QVERIFY2(m_service.start(), qPrintable(m_service.errorString()));
+        QVERIFY2(_service.start(), qPrintable(_service.errorString()));
     }
-    void init() { QVERIFY(m_service.clearFaults()); }
+    void init() { QVERIFY(_service.clearFaults()); }
 
     void starHit_data();
     void starHit();
@@ -35,7 +35,7 @@ private slots:
     void submit();
 
 private:
-    zq::test::RefService m_service;
+    zq::test::RefService _service;
 };
 
 void TestEvaluationModel::starHit_data() {
@@ -141,13 +141,13 @@ void TestEvaluationModel::submit() {
     QFETCH(QString, alert);
     QFETCH(int, starsAfter);
     if (!fault.isEmpty()) {
-        QVERIFY(m_service.setFault(QStringLiteral("/q"), fault, {{"status", 503}}));
+        QVERIFY(_service.setFault(QStringLiteral("/q"), fault, {{"status", 503}}));
     }
     ZQEvaluationModel model;
     model.setSelectIndex(stars);
     QSignalSpy alerts(&model, &ZQEvaluationModel::alertRequested);
     QSignalSpy cleared(&model, &ZQEvaluationModel::evaluationCleared);
-    const qint64 mark = m_service.mark();
+    const qint64 mark = _service.mark();
     model.commitEvaluation(QStringLiteral("好&用=1"));
     if (stars > 0) {
         model.commitEvaluation(QStringLiteral("a second click while the first is under way"));
@@ -156,7 +156,7 @@ void TestEvaluationModel::submit() {
     QCOMPARE(alerts.at(0).at(0).toString(), alert);
     QCOMPARE(model.selectIndex(), starsAfter);
     QCOMPARE(cleared.size(), stars > 0 && starsAfter == 0 ? 1 : 0);
-    const QJsonArray saved = m_service.entries(QStringLiteral("/macfb/v1/click_save"), mark);
+    const QJsonArray saved = _service.entries(QStringLiteral("/macfb/v1/click_save"), mark);
     QCOMPARE(saved.size(), stars > 0 ? 1 : 0);
     if (stars > 0 && fault.isEmpty()) {
         const QJsonObject args = saved.at(0).toObject().value("endpoint_args").toObject();

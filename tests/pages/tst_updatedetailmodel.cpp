@@ -75,9 +75,9 @@ private slots:
     void installRunsOnce();
 
 private:
-    ZQAssistConfig m_config;
-    QList<QUrl> m_opened;
-    bool m_openerResult = true;
+    ZQAssistConfig _config;
+    QList<QUrl> _opened;
+    bool _openerResult = true;
 };
 
 void TestUpdateDetailModel::initTestCase() {
@@ -88,15 +88,15 @@ void TestUpdateDetailModel::initTestCase() {
         installRoot() + QStringLiteral("/Contents/Info.plist"),
         QVariantMap{{QStringLiteral("CFBundleFullVersion"), kInstalled}}));
     platform::Workspace::setUrlOpener([this](const QUrl& url) {
-        m_opened.append(url);
-        return m_openerResult;
+        _opened.append(url);
+        return _openerResult;
     });
 }
 
 void TestUpdateDetailModel::init() {
-    m_config = ZQAssistConfig();
-    m_opened.clear();
-    m_openerResult = true;
+    _config = ZQAssistConfig();
+    _opened.clear();
+    _openerResult = true;
     QFile::remove(choicePath());
 }
 
@@ -139,12 +139,12 @@ void TestUpdateDetailModel::setUp() {
     QFETCH(QString, headline);
     QFETCH(QString, layout);
     if (mode.isValid()) {
-        m_config.setObject(mode, QStringLiteral("UpdateMode"));
+        _config.setObject(mode, QStringLiteral("UpdateMode"));
     }
     if (version.isValid()) {
-        m_config.setObject(version, QStringLiteral("UpdateVersion"));
+        _config.setObject(version, QStringLiteral("UpdateVersion"));
     }
-    ZQUpdateDetailModel model(&m_config);
+    ZQUpdateDetailModel model(&_config);
     QSignalSpy loads(&model, &ZQUpdateDetailModel::loadRequested);
     QSignalSpy centred(&model, &ZQUpdateDetailModel::centerRequested);
     model.setUp();
@@ -197,15 +197,15 @@ void TestUpdateDetailModel::rearrange() {
     QFETCH(QString, headline);
     QFETCH(QString, layout);
 
-    m_config.setObject(firstMode, QStringLiteral("UpdateMode"));
-    m_config.setObject(QStringLiteral("7.0.1"), QStringLiteral("UpdateVersion"));
-    ZQUpdateDetailModel model(&m_config);
+    _config.setObject(firstMode, QStringLiteral("UpdateMode"));
+    _config.setObject(QStringLiteral("7.0.1"), QStringLiteral("UpdateVersion"));
+    ZQUpdateDetailModel model(&_config);
     model.setUp();
     QVERIFY(model.windowShouldClose());
     QCOMPARE(model.windowLevel(), ZQUpdateDetailModel::kNormalWindowLevel);
 
     for (auto it = newParameters.cbegin(); it != newParameters.cend(); ++it) {
-        m_config.setObject(it.value(), it.key());
+        _config.setObject(it.value(), it.key());
     }
     model.rearrangeUI(payload);
     QCOMPARE(model.headline(), headline);
@@ -251,7 +251,7 @@ void TestUpdateDetailModel::offlineFallback() {
     QFETCH(bool, webView);
     QFETCH(QList<bool>, results);
     QFETCH(bool, offline);
-    ZQUpdateDetailModel model(&m_config);
+    ZQUpdateDetailModel model(&_config);
     model.setUp();
     QSignalSpy loads(&model, &ZQUpdateDetailModel::loadRequested);
     if (!webView) {
@@ -312,7 +312,7 @@ void TestUpdateDetailModel::choiceFile() {
         QVERIFY(file.open(QIODevice::WriteOnly));
         QCOMPARE(file.write(existing), existing.size());
     }
-    ZQUpdateDetailModel model(&m_config);
+    ZQUpdateDetailModel model(&_config);
     model.setUp();
     QSignalSpy closed(&model, &ZQUpdateDetailModel::closeRequested);
     QSignalSpy written(&model, &ZQUpdateDetailModel::choiceWritten);
@@ -340,7 +340,7 @@ void TestUpdateDetailModel::choiceFileNotWritable() {
     QFile marker(choicePath() + QStringLiteral("/keep"));
     QVERIFY(marker.open(QIODevice::WriteOnly));
     marker.close();
-    ZQUpdateDetailModel model(&m_config);
+    ZQUpdateDetailModel model(&_config);
     model.setUp();
     QSignalSpy closed(&model, &ZQUpdateDetailModel::closeRequested);
     QSignalSpy written(&model, &ZQUpdateDetailModel::choiceWritten);
@@ -367,41 +367,41 @@ void TestUpdateDetailModel::install() {
     QFETCH(QVariant, path);
     QFETCH(bool, handlerResult);
     QFETCH(bool, opens);
-    m_openerResult = handlerResult;
-    m_config.setObject(QStringLiteral("UpdateByPkg"), QStringLiteral("UpdateMode"));
+    _openerResult = handlerResult;
+    _config.setObject(QStringLiteral("UpdateByPkg"), QStringLiteral("UpdateMode"));
     if (path.isValid()) {
-        m_config.setObject(path, QStringLiteral("UpdatePkgPath"));
+        _config.setObject(path, QStringLiteral("UpdatePkgPath"));
     }
-    ZQUpdateDetailModel model(&m_config);
+    ZQUpdateDetailModel model(&_config);
     model.setUp();
     QSignalSpy closed(&model, &ZQUpdateDetailModel::closeRequested);
     model.installPackage();
     if (!opens) {
         QCOMPARE(closed.count(), 1);
         QCoreApplication::processEvents();
-        QVERIFY(m_opened.isEmpty());
+        QVERIFY(_opened.isEmpty());
         return;
     }
     // The caller never waits for the desktop's handler.
-    QVERIFY(m_opened.isEmpty());
+    QVERIFY(_opened.isEmpty());
     QCOMPARE(closed.count(), 0);
     QVERIFY(model.isInstalling());
     QTRY_COMPARE(closed.count(), 1);
-    QCOMPARE(m_opened, QList<QUrl>{QUrl::fromLocalFile(path.toString())});
+    QCOMPARE(_opened, QList<QUrl>{QUrl::fromLocalFile(path.toString())});
     QVERIFY(!model.isInstalling());
     QCOMPARE(model.windowLevel(), ZQUpdateDetailModel::kNormalWindowLevel);
     QVERIFY(!QFileInfo::exists(choicePath()));
 }
 
 void TestUpdateDetailModel::installRunsOnce() {
-    m_config.setObject(QStringLiteral("/tmp/a.pkg"), QStringLiteral("UpdatePkgPath"));
-    ZQUpdateDetailModel model(&m_config);
+    _config.setObject(QStringLiteral("/tmp/a.pkg"), QStringLiteral("UpdatePkgPath"));
+    ZQUpdateDetailModel model(&_config);
     model.setUp();
     QSignalSpy closed(&model, &ZQUpdateDetailModel::closeRequested);
     model.installPackage();
     model.installPackage();
     QTRY_COMPARE(closed.count(), 1);
-    QCOMPARE(m_opened.size(), 1);
+    QCOMPARE(_opened.size(), 1);
 }
 
 QTEST_MAIN(TestUpdateDetailModel)

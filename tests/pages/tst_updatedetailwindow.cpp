@@ -40,8 +40,8 @@ class TestUpdateDetailWindow : public QObject {
     Q_OBJECT
 public:
     TestUpdateDetailWindow()
-        : m_posterBus(QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                                    QStringLiteral("zq-test-poster"))) {}
+        : _posterBus(QDBusConnection::connectToBus(QDBusConnection::SessionBus,
+                                                   QStringLiteral("zq-test-poster"))) {}
 
 private slots:
     void initTestCase();
@@ -59,12 +59,12 @@ private slots:
 private:
     std::unique_ptr<AppDelegate> startDelegate(const QStringList& arguments);
 
-    QDBusConnection m_posterBus;
-    zq::test::RefService m_service;
-    std::unique_ptr<DistributedNotificationCenter> m_center;
-    std::unique_ptr<DistributedNotificationCenter> m_poster;
-    std::unique_ptr<ZQAssistConfig> m_config;
-    zq::pagehost::PageRegistry m_registry;
+    QDBusConnection _posterBus;
+    zq::test::RefService _service;
+    std::unique_ptr<DistributedNotificationCenter> _center;
+    std::unique_ptr<DistributedNotificationCenter> _poster;
+    std::unique_ptr<ZQAssistConfig> _config;
+    zq::pagehost::PageRegistry _registry;
 };
 
 void TestUpdateDetailWindow::initTestCase() {
@@ -73,31 +73,31 @@ void TestUpdateDetailWindow::initTestCase() {
     QVERIFY(platform::Plist::writeFile(
         qEnvironmentVariable("VESKO_INSTALL_ROOT") + QStringLiteral("/Contents/Info.plist"),
         QVariantMap{{QStringLiteral("CFBundleFullVersion"), QStringLiteral("6.9.2")}}));
-    QVERIFY2(m_service.start(), qPrintable(m_service.errorString()));
-    m_poster = std::make_unique<DistributedNotificationCenter>(m_posterBus);
+    QVERIFY2(_service.start(), qPrintable(_service.errorString()));
+    _poster = std::make_unique<DistributedNotificationCenter>(_posterBus);
     platform::Workspace::setUrlOpener([](const QUrl&) { return true; });
 }
 
 void TestUpdateDetailWindow::init() {
-    m_center = std::make_unique<DistributedNotificationCenter>(QDBusConnection::sessionBus());
-    m_config = std::make_unique<ZQAssistConfig>();
-    m_registry = zq::pagehost::PageRegistry();
-    m_registry.add(QStringLiteral("ZQUpdateDetail"),
-                   [this] { return std::make_unique<ZQUpdateDetail>(m_config.get()); });
-    m_service.clearFaults();
+    _center = std::make_unique<DistributedNotificationCenter>(QDBusConnection::sessionBus());
+    _config = std::make_unique<ZQAssistConfig>();
+    _registry = zq::pagehost::PageRegistry();
+    _registry.add(QStringLiteral("ZQUpdateDetail"),
+                  [this] { return std::make_unique<ZQUpdateDetail>(_config.get()); });
+    _service.clearFaults();
     QFile::remove(choicePath());
 }
 
 void TestUpdateDetailWindow::cleanup() {
-    m_center.reset();
-    m_config.reset();
+    _center.reset();
+    _config.reset();
 }
 
 std::unique_ptr<AppDelegate> TestUpdateDetailWindow::startDelegate(const QStringList& arguments) {
     AppDelegate::Dependencies deps;
-    deps.notificationCenter = m_center.get();
-    deps.config = m_config.get();
-    deps.registry = &m_registry;
+    deps.notificationCenter = _center.get();
+    deps.config = _config.get();
+    deps.registry = &_registry;
     deps.serveApplicationInterface = false;
     auto delegate = std::make_unique<AppDelegate>(
         QStringList{QStringLiteral("ZQAssistPanel")} + arguments, deps);
@@ -106,9 +106,9 @@ std::unique_ptr<AppDelegate> TestUpdateDetailWindow::startDelegate(const QString
 }
 
 void TestUpdateDetailWindow::showsChangeLogAndPackageLayout() {
-    m_config->setObject(QStringLiteral("UpdateByPkg"), QStringLiteral("UpdateMode"));
-    m_config->setObject(QStringLiteral("7.0.1"), QStringLiteral("UpdateVersion"));
-    ZQUpdateDetail page(m_config.get());
+    _config->setObject(QStringLiteral("UpdateByPkg"), QStringLiteral("UpdateMode"));
+    _config->setObject(QStringLiteral("7.0.1"), QStringLiteral("UpdateVersion"));
+    ZQUpdateDetail page(_config.get());
     page.showPage(QStringLiteral("ZQUpdateDetail"));
     QWidget* window = page.window();
     QVERIFY(window->isVisible());
@@ -126,7 +126,7 @@ void TestUpdateDetailWindow::showsChangeLogAndPackageLayout() {
     QTRY_VERIFY(page.webView());
     QCOMPARE(page.webView()->widget()->parentWidget()->objectName(), QStringLiteral("webView"));
     QTRY_VERIFY_WITH_TIMEOUT(page.model()->changeLogArrived(), kWebTimeout);
-    QVERIFY(!m_service.entries(QStringLiteral("/mac/proxy/")).isEmpty());
+    QVERIFY(!_service.entries(QStringLiteral("/mac/proxy/")).isEmpty());
 }
 
 void TestUpdateDetailWindow::showsOfflinePageWhenChangeLogFails_data() {
@@ -142,15 +142,15 @@ void TestUpdateDetailWindow::showsOfflinePageWhenChangeLogFails() {
         QVERIFY(probe.listen(QHostAddress::LocalHost));
         const quint16 port = probe.serverPort();
         probe.close();
-        m_service.setConfigValue(QStringLiteral("Web/Host"),
-                                 QStringLiteral("http://127.0.0.1:%1").arg(port));
+        _service.setConfigValue(QStringLiteral("Web/Host"),
+                                QStringLiteral("http://127.0.0.1:%1").arg(port));
     } else {
-        QVERIFY(m_service.setFault(QStringLiteral("/mac/proxy/"), QStringLiteral("drop")));
+        QVERIFY(_service.setFault(QStringLiteral("/mac/proxy/"), QStringLiteral("drop")));
     }
     auto restoreHost = qScopeGuard(
-        [this] { m_service.setConfigValue(QStringLiteral("Web/Host"), m_service.baseUrl()); });
-    m_config->setObject(QStringLiteral("Silent"), QStringLiteral("UpdateMode"));
-    ZQUpdateDetail page(m_config.get());
+        [this] { _service.setConfigValue(QStringLiteral("Web/Host"), _service.baseUrl()); });
+    _config->setObject(QStringLiteral("Silent"), QStringLiteral("UpdateMode"));
+    ZQUpdateDetail page(_config.get());
     page.showPage(QStringLiteral("ZQUpdateDetail"));
     QCOMPARE(page.sloganString()->text(), QStringLiteral("Vesko输入法 已升级至 6.9.2"));
     QVERIFY(page.okBtn()->isVisible());
@@ -164,8 +164,8 @@ void TestUpdateDetailWindow::showsOfflinePageWhenChangeLogFails() {
 }
 
 void TestUpdateDetailWindow::levelFollowsTheWindow() {
-    m_config->setObject(QStringLiteral("UpdateByPkg"), QStringLiteral("UpdateMode"));
-    ZQUpdateDetail page(m_config.get());
+    _config->setObject(QStringLiteral("UpdateByPkg"), QStringLiteral("UpdateMode"));
+    ZQUpdateDetail page(_config.get());
     page.showPage(QStringLiteral("ZQUpdateDetail"));
     QWidget* window = page.window();
     QVERIFY(staysOnTop(window));
@@ -177,8 +177,8 @@ void TestUpdateDetailWindow::levelFollowsTheWindow() {
 
     // Shown again for a new request: in front again, and visible.
     page.showPage(QStringLiteral("ZQUpdateDetail"));
-    m_config->setObject(QStringLiteral("Silent"), QStringLiteral("UpdateMode"));
-    m_config->setObject(QStringLiteral("7.0.2"), QStringLiteral("UpdateVersion"));
+    _config->setObject(QStringLiteral("Silent"), QStringLiteral("UpdateMode"));
+    _config->setObject(QStringLiteral("7.0.2"), QStringLiteral("UpdateVersion"));
     page.loadRequestReceived({{kName, QStringLiteral("ZQUpdateDetail")}});
     QTRY_COMPARE(page.sloganString()->text(), QStringLiteral("Vesko输入法 已经升至7.0.2"));
     QVERIFY(staysOnTop(window));
@@ -187,9 +187,9 @@ void TestUpdateDetailWindow::levelFollowsTheWindow() {
 }
 
 void TestUpdateDetailWindow::clickWritesChoiceAndCloses() {
-    m_config->setObject(QStringLiteral("UpdateByPkg"), QStringLiteral("UpdateMode"));
+    _config->setObject(QStringLiteral("UpdateByPkg"), QStringLiteral("UpdateMode"));
     QVERIFY(platform::Plist::writeFile(choicePath(), QVariantMap{{"remoteVersion", "7.0.1"}}));
-    ZQUpdateDetail page(m_config.get());
+    ZQUpdateDetail page(_config.get());
     page.showPage(QStringLiteral("ZQUpdateDetail"));
     QVERIFY(QTest::qWaitForWindowExposed(page.window()));
     QTest::mouseClick(page.promptLaterBtn(), Qt::LeftButton);
@@ -205,9 +205,9 @@ void TestUpdateDetailWindow::delegateCopiesPayloadBeforePageRereads() {
     auto* page = static_cast<ZQUpdateDetail*>(delegate->controllerForPage("ZQUpdateDetail"));
     QVERIFY(page);
     QCOMPARE(page->sloganString()->text(), QStringLiteral("Vesko输入法 最新版本 2.0"));
-    QVERIFY(m_poster->post(kLoad, {{kName, QStringLiteral("ZQUpdateDetail")},
-                                   {QStringLiteral("UpdateMode"), QStringLiteral("Silent")},
-                                   {QStringLiteral("UpdateVersion"), QStringLiteral("3.0")}}));
+    QVERIFY(_poster->post(kLoad, {{kName, QStringLiteral("ZQUpdateDetail")},
+                                  {QStringLiteral("UpdateMode"), QStringLiteral("Silent")},
+                                  {QStringLiteral("UpdateVersion"), QStringLiteral("3.0")}}));
     QTRY_COMPARE(page->sloganString()->text(), QStringLiteral("Vesko输入法 已经升至3.0"));
     QCOMPARE(page->model()->mode(), QStringLiteral("Silent"));
     QVERIFY(page->okBtn()->isVisible());
@@ -216,9 +216,9 @@ void TestUpdateDetailWindow::delegateCopiesPayloadBeforePageRereads() {
 
 void TestUpdateDetailWindow::firstOpenedByNotificationShowsSetUpTexts() {
     auto delegate = startDelegate({});
-    QVERIFY(m_poster->post(kLoad, {{kName, QStringLiteral("ZQUpdateDetail")},
-                                   {QStringLiteral("UpdateMode"), QStringLiteral("UpdateByPkg")},
-                                   {QStringLiteral("UpdateVersion"), QStringLiteral("2.5")}}));
+    QVERIFY(_poster->post(kLoad, {{kName, QStringLiteral("ZQUpdateDetail")},
+                                  {QStringLiteral("UpdateMode"), QStringLiteral("UpdateByPkg")},
+                                  {QStringLiteral("UpdateVersion"), QStringLiteral("2.5")}}));
     QTRY_VERIFY(delegate->controllerForPage("ZQUpdateDetail"));
     auto* page = static_cast<ZQUpdateDetail*>(delegate->controllerForPage("ZQUpdateDetail"));
     QVERIFY(page->window()->isVisible());

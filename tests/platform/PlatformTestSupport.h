@@ -88,21 +88,21 @@ inline bool emitWithGdbus(const QString& name, const QString& payload) {
 class MarkerProcess {
 public:
     explicit MarkerProcess(const QString& marker) {
-        m_process.start(QStringLiteral("/bin/sh"),
-                        {QStringLiteral("-c"), QStringLiteral("read line"), marker});
-        m_started = m_process.waitForStarted(10000) && waitUntilListed(marker);
+        _process.start(QStringLiteral("/bin/sh"),
+                       {QStringLiteral("-c"), QStringLiteral("read line"), marker});
+        _started = _process.waitForStarted(10000) && waitUntilListed(marker);
     }
     ~MarkerProcess() { stop(); }
     MarkerProcess(const MarkerProcess&) = delete;
     MarkerProcess& operator=(const MarkerProcess&) = delete;
 
-    bool isStarted() const { return m_started; }
+    bool isStarted() const { return _started; }
     void stop() {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.closeWriteChannel();
-            if (!m_process.waitForFinished(10000)) {
-                m_process.kill();
-                m_process.waitForFinished(10000);
+        if (_process.state() != QProcess::NotRunning) {
+            _process.closeWriteChannel();
+            if (!_process.waitForFinished(10000)) {
+                _process.kill();
+                _process.waitForFinished(10000);
             }
         }
     }
@@ -112,7 +112,7 @@ private:
     // can be read from /proc: on a loaded machine that can lag behind the
     // start notification.
     bool waitUntilListed(const QString& marker) {
-        QFile cmdline(QStringLiteral("/proc/%1/cmdline").arg(m_process.processId()));
+        QFile cmdline(QStringLiteral("/proc/%1/cmdline").arg(_process.processId()));
         QDeadlineTimer deadline(10000);
         while (!deadline.hasExpired()) {
             if (cmdline.open(QIODevice::ReadOnly)) {
@@ -127,8 +127,8 @@ private:
         return false;
     }
 
-    QProcess m_process;
-    bool m_started = false;
+    QProcess _process;
+    bool _started = false;
 };
 
 // The executable of a bundle-shaped folder: <bundle>/Contents/MacOS/<name>.

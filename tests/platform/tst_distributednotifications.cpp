@@ -67,11 +67,11 @@ private slots:
     void inProcessCentre();
 
 private:
-    QDBusConnection m_bus = QDBusConnection::sessionBus();
+    QDBusConnection _bus = QDBusConnection::sessionBus();
 };
 
 void TestDistributedNotifications::initTestCase() {
-    QVERIFY2(m_bus.isConnected(), "the test runs on a private session bus");
+    QVERIFY2(_bus.isConnected(), "the test runs on a private session bus");
 }
 
 void TestDistributedNotifications::payloadFromAnotherProcess_data() {
@@ -113,12 +113,12 @@ void TestDistributedNotifications::payloadFromAnotherProcess() {
     QFETCH(QString, gvariant);
     QFETCH(QVariant, expected);
 
-    DistributedNotificationCenter center(m_bus);
+    DistributedNotificationCenter center(_bus);
     QVERIFY(center.isConnected());
     Recorder recorder;
     const QString name = uniqueName("Payload");
     recorder.observe(center, name);
-    QVERIFY(zq::test::syncWithBus(m_bus));
+    QVERIFY(zq::test::syncWithBus(_bus));
 
     // A second key that is always well-typed proves the payload arrived even
     // when the value under test is dropped.
@@ -139,12 +139,12 @@ void TestDistributedNotifications::payloadFromAnotherProcess() {
 }
 
 void TestDistributedNotifications::missingPayloadIsEmptyMap() {
-    DistributedNotificationCenter center(m_bus);
+    DistributedNotificationCenter center(_bus);
     Recorder recorder;
     const QString bare = uniqueName("NoPayload");
     const QString empty = uniqueName("EmptyPayload");
     recorder.observe(center);
-    QVERIFY(zq::test::syncWithBus(m_bus));
+    QVERIFY(zq::test::syncWithBus(_bus));
 
     // The signal with the name alone, then one with an explicitly empty map.
     QVERIFY(zq::test::emitWithGdbus(bare, QString()));
@@ -157,14 +157,14 @@ void TestDistributedNotifications::missingPayloadIsEmptyMap() {
 }
 
 void TestDistributedNotifications::observersRunOnMainThreadAndFilterByName() {
-    DistributedNotificationCenter center(m_bus);
+    DistributedNotificationCenter center(_bus);
     const QString wanted = uniqueName("Wanted");
     const QString other = uniqueName("Other");
     Recorder byName;
     Recorder all;
     byName.observe(center, wanted);
     all.observe(center);
-    QVERIFY(zq::test::syncWithBus(m_bus));
+    QVERIFY(zq::test::syncWithBus(_bus));
 
     QVERIFY(zq::test::emitWithGdbus(other, QStringLiteral("{'x': <'1'>}")));
     QVERIFY(zq::test::emitWithGdbus(wanted, QStringLiteral("{'x': <'2'>}")));
@@ -183,13 +183,13 @@ void TestDistributedNotifications::suspensionHoldsAndResumesInOrder() {
     // Two centres on the same connection: `witness` is never suspended, so
     // once it has seen the closing marker the suspended centre has received
     // (and held) everything sent before it.
-    DistributedNotificationCenter suspended(m_bus);
-    DistributedNotificationCenter witness(m_bus);
+    DistributedNotificationCenter suspended(_bus);
+    DistributedNotificationCenter witness(_bus);
     Recorder held;
     Recorder seen;
     held.observe(suspended);
     seen.observe(witness);
-    QVERIFY(zq::test::syncWithBus(m_bus));
+    QVERIFY(zq::test::syncWithBus(_bus));
 
     suspended.setSuspended(true);
     QVERIFY(suspended.isSuspended());
@@ -217,14 +217,14 @@ void TestDistributedNotifications::suspensionHoldsAndResumesInOrder() {
 }
 
 void TestDistributedNotifications::observerGoesWithItsContext() {
-    DistributedNotificationCenter center(m_bus);
+    DistributedNotificationCenter center(_bus);
     const QString name = uniqueName("Context");
     int calls = 0;
     auto* context = new QObject;
     center.addObserver(context, name, [&calls](const QString&, const QVariantMap&) { ++calls; });
     Recorder witness;
     witness.observe(center, name);
-    QVERIFY(zq::test::syncWithBus(m_bus));
+    QVERIFY(zq::test::syncWithBus(_bus));
 
     QVERIFY(zq::test::emitWithGdbus(name, kEmpty));
     QTRY_COMPARE(witness.received.size(), 1);
@@ -237,7 +237,7 @@ void TestDistributedNotifications::observerGoesWithItsContext() {
 }
 
 void TestDistributedNotifications::removeObserverByName() {
-    DistributedNotificationCenter center(m_bus);
+    DistributedNotificationCenter center(_bus);
     const QString first = uniqueName("First");
     const QString second = uniqueName("Second");
     QObject context;
@@ -247,7 +247,7 @@ void TestDistributedNotifications::removeObserverByName() {
     center.addObserver(&context, second, record);
     Recorder witness;
     witness.observe(center);
-    QVERIFY(zq::test::syncWithBus(m_bus));
+    QVERIFY(zq::test::syncWithBus(_bus));
 
     center.removeObserver(&context, first);
     QVERIFY(zq::test::emitWithGdbus(first, kEmpty));
@@ -273,7 +273,7 @@ void TestDistributedNotifications::postedValuesReachAnotherConnection() {
         recorder.observe(receiver);
         QVERIFY(zq::test::syncWithBus(other));
 
-        DistributedNotificationCenter sender(m_bus);
+        DistributedNotificationCenter sender(_bus);
         const QString name = uniqueName("Posted");
         QVERIFY(sender.post(name, {{QStringLiteral("s"), QStringLiteral("文本")},
                                    {QStringLiteral("i"), int(-3)},

@@ -64,10 +64,10 @@ public slots:
 class ServerHarness {
 public:
     ServerHarness() {
-        m_thread.start();
-        m_server.moveToThread(&m_thread);
-        m_bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                              QString::fromLatin1(kServerConnection));
+        _thread.start();
+        _server.moveToThread(&_thread);
+        _bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus,
+                                             QString::fromLatin1(kServerConnection));
     }
     ~ServerHarness() {
         stop();
@@ -75,28 +75,28 @@ public:
         // that thread ends.
         QThread* here = QThread::currentThread();
         QMetaObject::invokeMethod(
-            &m_server, [this, here] { m_server.moveToThread(here); }, Qt::BlockingQueuedConnection);
-        m_thread.quit();
-        m_thread.wait();
+            &_server, [this, here] { _server.moveToThread(here); }, Qt::BlockingQueuedConnection);
+        _thread.quit();
+        _thread.wait();
     }
     bool start() {
-        return m_bus.isConnected() &&
-               m_bus.registerObject(QStringLiteral("/"), &m_server,
-                                    QDBusConnection::ExportAllSlots) &&
-               m_bus.registerService(QStringLiteral("com.vesko.NotifyServer"));
+        return _bus.isConnected() &&
+               _bus.registerObject(QStringLiteral("/"), &_server,
+                                   QDBusConnection::ExportAllSlots) &&
+               _bus.registerService(QStringLiteral("com.vesko.NotifyServer"));
     }
     void stop() {
-        if (m_bus.isConnected()) {
-            m_bus.unregisterService(QStringLiteral("com.vesko.NotifyServer"));
-            m_bus.unregisterObject(QStringLiteral("/"));
+        if (_bus.isConnected()) {
+            _bus.unregisterService(QStringLiteral("com.vesko.NotifyServer"));
+            _bus.unregisterObject(QStringLiteral("/"));
         }
     }
-    NotifyServer& server() { return m_server; }
+    NotifyServer& server() { return _server; }
 
 private:
-    QThread m_thread;
-    NotifyServer m_server;
-    QDBusConnection m_bus{QString()};
+    QThread _thread;
+    NotifyServer _server;
+    QDBusConnection _bus{QString()};
 };
 
 }  // namespace

@@ -25,38 +25,38 @@ QStringList notifyArgs(const QStringList& rest) {
 class Listener {
 public:
     explicit Listener(const QStringList& names) {
-        m_process.start(kTool, notifyArgs(QStringList{QStringLiteral("listen")} + names));
+        _process.start(kTool, notifyArgs(QStringList{QStringLiteral("listen")} + names));
     }
     ~Listener() {
-        if (m_process.state() != QProcess::NotRunning) {
-            m_process.kill();
-            m_process.waitForFinished(10000);
+        if (_process.state() != QProcess::NotRunning) {
+            _process.kill();
+            _process.waitForFinished(10000);
         }
     }
     // Waits until the subscription is in effect.
     bool waitUntilListening() {
         return QTest::qWaitFor(
                    [this] {
-                       m_err += m_process.readAllStandardError();
-                       return m_err.contains("vesko-tool: listening\n") ||
-                              m_process.state() == QProcess::NotRunning;
+                       _err += _process.readAllStandardError();
+                       return _err.contains("vesko-tool: listening\n") ||
+                              _process.state() == QProcess::NotRunning;
                    },
                    10000) &&
-               m_err.contains("vesko-tool: listening\n");
+               _err.contains("vesko-tool: listening\n");
     }
     // The complete lines written so far.
     QList<QByteArray> lines() {
-        m_out += m_process.readAllStandardOutput();
-        QList<QByteArray> complete = m_out.split('\n');
+        _out += _process.readAllStandardOutput();
+        QList<QByteArray> complete = _out.split('\n');
         complete.removeLast();  // the part after the last line end
         return complete;
     }
-    QProcess& process() { return m_process; }
+    QProcess& process() { return _process; }
 
 private:
-    QProcess m_process;
-    QByteArray m_out;
-    QByteArray m_err;
+    QProcess _process;
+    QByteArray _out;
+    QByteArray _err;
 };
 
 QJsonObject parseLine(const QByteArray& line) {
@@ -86,12 +86,12 @@ private slots:
     void noSessionBus();
 
 private:
-    QDBusConnection m_bus = QDBusConnection::sessionBus();
+    QDBusConnection _bus = QDBusConnection::sessionBus();
 };
 
 void TestNotifyTool::initTestCase() {
     QVERIFY2(QFileInfo(kTool).isExecutable(), qPrintable(kTool));
-    QVERIFY(m_bus.isConnected());
+    QVERIFY(_bus.isConnected());
 }
 
 void TestNotifyTool::help_data() {
@@ -148,12 +148,12 @@ void TestNotifyTool::badArguments() {
     QFETCH(QStringList, args);
     QFETCH(QByteArray, message);
 
-    platform::DistributedNotificationCenter center(m_bus);
+    platform::DistributedNotificationCenter center(_bus);
     QStringList heard;
     QObject context;
     center.addObserver(&context, QString(),
                        [&heard](const QString& name, const QVariantMap&) { heard.append(name); });
-    QVERIFY(zq::test::syncWithBus(m_bus));
+    QVERIFY(zq::test::syncWithBus(_bus));
 
     const zq::test::RunResult result = zq::test::run(kTool, args);
     QCOMPARE(result.exitStatus, QProcess::NormalExit);
@@ -207,13 +207,13 @@ void TestNotifyTool::postDeliversTypedValues() {
     QFETCH(QString, key);
     QFETCH(QVariant, expected);
 
-    platform::DistributedNotificationCenter center(m_bus);
+    platform::DistributedNotificationCenter center(_bus);
     QList<QVariantMap> received;
     QObject context;
     center.addObserver(
         &context, QStringLiteral("kZQToolPost"),
         [&received](const QString&, const QVariantMap& userInfo) { received.append(userInfo); });
-    QVERIFY(zq::test::syncWithBus(m_bus));
+    QVERIFY(zq::test::syncWithBus(_bus));
 
     const zq::test::RunResult result =
         zq::test::run(kTool, notifyArgs({"post", "kZQToolPost", "first=1", pair}));
@@ -237,7 +237,7 @@ void TestNotifyTool::listenPrintsEachNotification() {
     Listener listener({});
     QVERIFY(listener.waitUntilListening());
 
-    platform::DistributedNotificationCenter center(m_bus);
+    platform::DistributedNotificationCenter center(_bus);
     QVERIFY(center.post(QStringLiteral("kZQToolFirst"),
                         {{QStringLiteral("s"), QStringLiteral("中文 \"quoted\"\n")},
                          {QStringLiteral("i"), qint64(9223372036854775807LL)},
@@ -274,7 +274,7 @@ void TestNotifyTool::listenPrintsEachNotification() {
 void TestNotifyTool::listenFiltersByName() {
     Listener listener({"kZQToolA", "kZQToolC"});
     QVERIFY(listener.waitUntilListening());
-    platform::DistributedNotificationCenter center(m_bus);
+    platform::DistributedNotificationCenter center(_bus);
     for (const char* name : {"kZQToolB", "kZQToolA", "kZQToolB", "kZQToolC"}) {
         QVERIFY(center.post(QString::fromLatin1(name)));
     }

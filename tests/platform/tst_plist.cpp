@@ -3,6 +3,7 @@
 
 #include "platform/FileRead.h"
 #include "platform/Plist.h"
+#include "platform/Values.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -112,31 +113,31 @@ class PermissionsEnforced {
 public:
     PermissionsEnforced() {
         if (::geteuid() != 0) {
-            m_active = true;
+            _active = true;
             return;
         }
-        if (syscall(SYS_capget, &m_header, m_saved) != 0) {
+        if (syscall(SYS_capget, &_header, _saved) != 0) {
             return;
         }
-        __user_cap_data_struct reduced[2] = {m_saved[0], m_saved[1]};
+        __user_cap_data_struct reduced[2] = {_saved[0], _saved[1]};
         for (int cap : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH, CAP_FOWNER}) {
             reduced[cap / 32].effective &= ~(1u << (cap % 32));
         }
-        m_active = syscall(SYS_capset, &m_header, reduced) == 0;
-        m_restore = m_active;
+        _active = syscall(SYS_capset, &_header, reduced) == 0;
+        _restore = _active;
     }
     ~PermissionsEnforced() {
-        if (m_restore) {
-            syscall(SYS_capset, &m_header, m_saved);
+        if (_restore) {
+            syscall(SYS_capset, &_header, _saved);
         }
     }
-    bool isActive() const { return m_active; }
+    bool isActive() const { return _active; }
 
 private:
-    __user_cap_header_struct m_header{_LINUX_CAPABILITY_VERSION_3, 0};
-    __user_cap_data_struct m_saved[2] = {};
-    bool m_active = false;
-    bool m_restore = false;
+    __user_cap_header_struct _header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct _saved[2] = {};
+    bool _active = false;
+    bool _restore = false;
 };
 
 }  // namespace
@@ -145,6 +146,12 @@ class TestPlist : public QObject {
     Q_OBJECT
 
 private slots:
+    void textForms_data();
+    void textForms();
+    void integerAndBooleanValues_data();
+    void integerAndBooleanValues();
+    void scalarsAndNumbers_data();
+    void scalarsAndNumbers();
     void badInput_data();
     void badInput();
     void everyTruncationOfABinaryListIsRefused();
@@ -399,6 +406,91 @@ void TestPlist::datesAgreeWithAnotherWriter() {
         QVERIFY(again.has_value());
         QCOMPARE(again->toDateTime().toMSecsSinceEpoch(), expected.at(i));
     }
+}
+
+// --- values read from property lists
+// -----------------------------------------------------------------
+
+void TestPlist::textForms_data() {
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("absent") << QVariant() << "(null)";
+    QTest::newRow("json null") << QVariant::fromValue(nullptr) << "<null>";
+    QTest::newRow("true") << QVariant(true) << "1";
+    QTest::newRow("false") << QVariant(false) << "0";
+    QTest::newRow("integer") << QVariant(qint64(12)) << "12";
+    QTest::newRow("negative") << QVariant(qint64(-7)) << "-7";
+    QTest::newRow("whole double") << QVariant(3.0) << "3";
+    QTest::newRow("fraction") << QVariant(2.5) << "2.5";
+    QTest::newRow("text") << QVariant(QStringLiteral("v1 ")) << "v1 ";
+    QTest::newRow("list") << QVariant(QVariantList{1, "a"}) << "(\n    1,\n    a\n)";
+    QTest::newRow("data") << QVariant(QByteArray("\x01\x02\x03\x04\x05", 5)) << "<01020304 05>";
+    QTest::newRow("date") << QVariant(
+                                 QDateTime(QDate(2026, 1, 2), QTime(3, 4, 5), QTimeZone::utc()))
+                          << "2026-01-02 03:04:05 +0000";
+}
+
+void TestPlist::textForms() {
+    QFETCH(QVariant, value);
+    QFETCH(QString, expected);
+    QCOMPARE(zq::platform::textForm(value), expected);
+}
+
+void TestPlist::integerAndBooleanValues_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<qint64>("integer");
+    QTest::addColumn<bool>("boolean");
+    QTest::newRow("plain") << "42" << qint64(42) << true;
+    QTest::newRow("spaces and sign") << "  \t-17abc" << qint64(-17) << true;
+    QTest::newRow("plus") << "+5" << qint64(5) << true;
+    QTest::newRow("not a number") << "abc" << qint64(0) << false;
+    QTest::newRow("empty") << "" << qint64(0) << false;
+    QTest::newRow("null text") << "(null)" << qint64(0) << false;
+    QTest::newRow("leading zeros") << "007" << qint64(7) << true;
+    QTest::newRow("zero") << "000" << qint64(0) << false;
+    QTest::newRow("yes") << "yes" << qint64(0) << true;
+    QTest::newRow("True") << "True" << qint64(0) << true;
+    QTest::newRow("no") << "no" << qint64(0) << false;
+    QTest::newRow("false") << "false" << qint64(0) << false;
+    QTest::newRow("decimal") << "2.9" << qint64(2) << true;
+    QTest::newRow("overflow") << "99999999999999999999" << std::numeric_limits<qint64>::max()
+                              << true;
+    QTest::newRow("underflow") << "-99999999999999999999" << std::numeric_limits<qint64>::min()
+                               << true;
+    QTest::newRow("minimum") << "-9223372036854775808" << std::numeric_limits<qint64>::min()
+                             << true;
+}
+
+void TestPlist::integerAndBooleanValues() {
+    QFETCH(QString, text);
+    QFETCH(qint64, integer);
+    QFETCH(bool, boolean);
+    QCOMPARE(zq::platform::integerValueOfText(text), integer);
+    QCOMPARE(zq::platform::boolValueOfText(text), boolean);
+}
+
+// Which values count as scalars (text) and as numbers: texts are no numbers,
+// data and collections neither.
+void TestPlist::scalarsAndNumbers_data() {
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QString>("text");   // "-" for none
+    QTest::addColumn<qint64>("number");  // -1 for none
+    QTest::newRow("text") << QVariant(QStringLiteral("12")) << "12" << qint64(-1);
+    QTest::newRow("integer") << QVariant(12) << "12" << qint64(12);
+    QTest::newRow("real") << QVariant(2.75) << "2.75" << qint64(2);
+    QTest::newRow("boolean") << QVariant(true) << "1" << qint64(1);
+    QTest::newRow("data") << QVariant(QByteArray("12")) << "-" << qint64(-1);
+    QTest::newRow("list") << QVariant(QVariantList{12}) << "-" << qint64(-1);
+    QTest::newRow("absent") << QVariant() << "-" << qint64(-1);
+    QTest::newRow("null") << QVariant::fromValue(nullptr) << "-" << qint64(-1);
+}
+
+void TestPlist::scalarsAndNumbers() {
+    QFETCH(QVariant, value);
+    QFETCH(QString, text);
+    QFETCH(qint64, number);
+    QCOMPARE(zq::platform::scalarText(value).value_or(QStringLiteral("-")), text);
+    QCOMPARE(zq::platform::numberValue(value).value_or(-1), number);
 }
 
 QTEST_GUILESS_MAIN(TestPlist)

@@ -151,7 +151,7 @@ private slots:
 
 private:
     // Notifications seen by the second connection since the case began.
-    QList<Notification> m_seen;
+    QList<Notification> _seen;
     bool seen(const QString& name) const;
     // Posts a marker from this process and waits until it arrives; whatever
     // the code under test posted before it has then arrived too.
@@ -161,14 +161,14 @@ private:
     // Run-log entries (content) of `function` since the case began.
     QStringList logEntries(const QString& function) const;
 
-    std::unique_ptr<QTemporaryDir> m_installRoot;
-    std::unique_ptr<platform::DistributedNotificationCenter> m_listener;
-    QObject m_listenerContext;
-    QTemporaryDir m_systemRoot;
-    QTemporaryDir m_scratch;
-    QString m_marker;
-    qsizetype m_logStart = 0;
-    int m_markerCount = 0;
+    std::unique_ptr<QTemporaryDir> _installRoot;
+    std::unique_ptr<platform::DistributedNotificationCenter> _listener;
+    QObject _listenerContext;
+    QTemporaryDir _systemRoot;
+    QTemporaryDir _scratch;
+    QString _marker;
+    qsizetype _logStart = 0;
+    int _markerCount = 0;
 };
 
 // ---------------------------------------------------------------------------
@@ -176,16 +176,16 @@ private:
 
 void TestSiblingApps::initTestCase() {
     QVERIFY2(QDBusConnection::sessionBus().isConnected(), "the test runs on a private bus");
-    QVERIFY(m_systemRoot.isValid());
-    QVERIFY(m_scratch.isValid());
+    QVERIFY(_systemRoot.isValid());
+    QVERIFY(_scratch.isValid());
 
     // The system version is read once per process: make it 10.13.6 before
     // anything asks, so that the touch-bar rule applies.
     QVERIFY(platform::Plist::writeFile(
-        m_systemRoot.filePath(QStringLiteral("System/Library/CoreServices/SystemVersion.plist")),
+        _systemRoot.filePath(QStringLiteral("System/Library/CoreServices/SystemVersion.plist")),
         QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.13.6")},
                     {QStringLiteral("ProductBuildVersion"), QStringLiteral("17G66")}}));
-    qputenv("VESKO_SYSTEM_ROOT", m_systemRoot.path().toUtf8());
+    qputenv("VESKO_SYSTEM_ROOT", _systemRoot.path().toUtf8());
 
     ZQLogManager* log = ZQLogManager::sharedInstance();
     QVERIFY(log->enableRunLogConfig(ZQLogType::Utility));
@@ -195,38 +195,38 @@ void TestSiblingApps::initTestCase() {
     QDBusConnection listener = QDBusConnection::connectToBus(
         QDBusConnection::SessionBus, QString::fromLatin1(kListenerConnection));
     QVERIFY(listener.isConnected());
-    m_listener = std::make_unique<platform::DistributedNotificationCenter>(listener);
-    m_listener->addObserver(&m_listenerContext, QString(),
-                            [this](const QString& name, const QVariantMap& userInfo) {
-                                m_seen.append({name, userInfo});
-                            });
+    _listener = std::make_unique<platform::DistributedNotificationCenter>(listener);
+    _listener->addObserver(&_listenerContext, QString(),
+                           [this](const QString& name, const QVariantMap& userInfo) {
+                               _seen.append({name, userInfo});
+                           });
     QVERIFY(zq::test::syncWithBus(listener));
 }
 
 void TestSiblingApps::init() {
     // A fresh install root per case: a stand-in or a launched script of one
     // case can never be taken for the target of the next.
-    m_installRoot = std::make_unique<QTemporaryDir>();
-    QVERIFY(m_installRoot->isValid());
-    qputenv("VESKO_INSTALL_ROOT", m_installRoot->path().toUtf8());
-    m_seen.clear();
-    m_logStart = ZQLogManager::sharedInstance()->logContent().size();
+    _installRoot = std::make_unique<QTemporaryDir>();
+    QVERIFY(_installRoot->isValid());
+    qputenv("VESKO_INSTALL_ROOT", _installRoot->path().toUtf8());
+    _seen.clear();
+    _logStart = ZQLogManager::sharedInstance()->logContent().size();
 }
 
 void TestSiblingApps::cleanup() {
     platform::Workspace::setUrlOpener({});
     zq::utility::setPrivilegeHelper({});
     QDBusConnection::disconnectFromBus(QString::fromLatin1(kSkinShopConnection));
-    m_installRoot.reset();
+    _installRoot.reset();
 }
 
 void TestSiblingApps::cleanupTestCase() {
-    m_listener.reset();
+    _listener.reset();
     QDBusConnection::disconnectFromBus(QString::fromLatin1(kListenerConnection));
 }
 
 bool TestSiblingApps::seen(const QString& name) const {
-    for (const Notification& n : m_seen) {
+    for (const Notification& n : _seen) {
         if (n.name == name) {
             return true;
         }
@@ -235,15 +235,15 @@ bool TestSiblingApps::seen(const QString& name) const {
 }
 
 bool TestSiblingApps::drainNotifications() {
-    m_marker = QStringLiteral("kZQTestMarker%1").arg(++m_markerCount);
-    SendDistributedNotification(m_marker);
-    return QTest::qWaitFor([this] { return seen(m_marker); }, 10000);
+    _marker = QStringLiteral("kZQTestMarker%1").arg(++_markerCount);
+    SendDistributedNotification(_marker);
+    return QTest::qWaitFor([this] { return seen(_marker); }, 10000);
 }
 
 QList<Notification> TestSiblingApps::seenBeforeMarker() const {
     QList<Notification> before;
-    for (const Notification& n : m_seen) {
-        if (n.name == m_marker) {
+    for (const Notification& n : _seen) {
+        if (n.name == _marker) {
             break;
         }
         before.append(n);
@@ -257,7 +257,7 @@ QStringList TestSiblingApps::logEntries(const QString& function) const {
                        "\\(\\{.*\\}\\)\\z"));
     const QStringList lines = ZQLogManager::sharedInstance()->logContent();
     QStringList entries;
-    for (qsizetype i = m_logStart; i < lines.size(); ++i) {
+    for (qsizetype i = _logStart; i < lines.size(); ++i) {
         const QRegularExpressionMatch match = kLine.match(lines.at(i));
         if (match.hasMatch() && match.captured(1) == function) {
             entries.append(match.captured(2));
@@ -319,7 +319,7 @@ void TestSiblingApps::searchTexts() {
     } else {
         QVERIFY(written.startsWith(QStringLiteral("/Library/Input Methods/VeskoInput.app/")));
         QCOMPARE(zq::utility::processSearchText(index),
-                 m_installRoot->path() + suffixUnderInstallRoot);
+                 _installRoot->path() + suffixUnderInstallRoot);
     }
 }
 
@@ -733,7 +733,7 @@ void TestSiblingApps::screenRecordAuth() {
         opened.append(url);
         return true;
     });
-    const QString ini = m_scratch.filePath(QStringLiteral("panes.ini"));
+    const QString ini = _scratch.filePath(QStringLiteral("panes.ini"));
     QFile file(ini);
     QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
     file.write(
@@ -777,7 +777,7 @@ void TestSiblingApps::notificationHelpers() {
     QCOMPARE(got.at(2).userInfo, (QVariantMap{{QStringLiteral("log"), QStringLiteral("行")}}));
 
     // The in-process centre: delivered to this process's observers only.
-    m_seen.clear();
+    _seen.clear();
     QObject context;
     QList<Notification> local;
     platform::NotificationCenter::defaultCenter()->addObserver(
@@ -907,7 +907,7 @@ void TestSiblingApps::doAppleScript() {
     QFETCH(QByteArray, output);
 
     // The helper records that it was used, then runs its arguments as pkexec would.
-    const QString helper = m_scratch.filePath(QStringLiteral("grant"));
+    const QString helper = _scratch.filePath(QStringLiteral("grant"));
     {
         QFile script(helper);
         QVERIFY(script.open(QIODevice::WriteOnly | QIODevice::Truncate));
@@ -918,7 +918,7 @@ void TestSiblingApps::doAppleScript() {
     QFile::remove(helper + QStringLiteral(".used"));
     zq::utility::setPrivilegeHelper({helper});
 
-    const QString file = m_scratch.filePath(QStringLiteral("out.txt"));
+    const QString file = _scratch.filePath(QStringLiteral("out.txt"));
     QFile::remove(file);
     command.replace(QStringLiteral("FILE"), file);
 
@@ -936,8 +936,8 @@ void TestSiblingApps::doAppleScript() {
 }
 
 void TestSiblingApps::doAppleScriptWithoutHelper() {
-    zq::utility::setPrivilegeHelper({m_scratch.filePath(QStringLiteral("no-such-helper"))});
-    const QString file = m_scratch.filePath(QStringLiteral("never.txt"));
+    zq::utility::setPrivilegeHelper({_scratch.filePath(QStringLiteral("no-such-helper"))});
+    const QString file = _scratch.filePath(QStringLiteral("never.txt"));
     QVERIFY(!::doAppleScript(QStringLiteral("touch '%1'").arg(file)));
     QVERIFY(!QFile::exists(file));
 }
@@ -946,7 +946,7 @@ void TestSiblingApps::doAppleScriptKeepsEventsFlowing() {
     // The command waits for a line that only a timer of this thread writes:
     // it can finish only if this thread keeps handling events meanwhile.
     zq::utility::setPrivilegeHelper({QStringLiteral("/usr/bin/env")});
-    const QString fifo = m_scratch.filePath(QStringLiteral("answer.fifo"));
+    const QString fifo = _scratch.filePath(QStringLiteral("answer.fifo"));
     QFile::remove(fifo);
     QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
     int writer = -1;
@@ -965,7 +965,7 @@ void TestSiblingApps::doAppleScriptKeepsEventsFlowing() {
 
 void TestSiblingApps::runPrivilegedCommand() {
     zq::utility::setPrivilegeHelper({QStringLiteral("/usr/bin/env")});
-    const QString file = m_scratch.filePath(QStringLiteral("async.txt"));
+    const QString file = _scratch.filePath(QStringLiteral("async.txt"));
     QFile::remove(file);
 
     QObject context;
@@ -989,7 +989,7 @@ void TestSiblingApps::runPrivilegedCommand() {
 
     // A command whose context goes away still runs to its end; only the
     // completion is dropped.
-    const QString late = m_scratch.filePath(QStringLiteral("late.txt"));
+    const QString late = _scratch.filePath(QStringLiteral("late.txt"));
     QFile::remove(late);
     bool called = false;
     {

@@ -24,13 +24,13 @@ QString path() {
 class TestStatistician : public QObject {
     Q_OBJECT
 
-    QDateTime m_now;
+    QDateTime _now;
 
 private slots:
     void init() {
         QDir().mkpath(zq::utility::userDataFolder());
-        zq::stats::setClockForTesting([this] { return m_now; });
-        m_now = kDay;
+        zq::stats::setClockForTesting([this] { return _now; });
+        _now = kDay;
     }
     void cleanup() { QDir(zq::utility::userDataFolder()).removeRecursively(); }
 
@@ -68,7 +68,7 @@ private slots:
         store.addCount(3, k);
         store.addCount(4, k);
         QCOMPARE(store.getCurrentDayCountByKey(k), 7);
-        m_now = kDay.addSecs(3);  // after midnight
+        _now = kDay.addSecs(3);  // after midnight
         store.addCount(2, k);
         QCOMPARE(store.valueForKey(k), QVariant(QVariantMap{{kToday, 7}, {"20240310", 2}}));
 

@@ -33,24 +33,24 @@ class Service {
 public:
     bool start(const QStringList& options) {
         QFile::remove(kJournal);
-        m_process.start(QStringLiteral(ZQ_REFIM),
-                        options + QStringList{QStringLiteral("--journal"), kJournal});
+        _process.start(QStringLiteral(ZQ_REFIM),
+                       options + QStringList{QStringLiteral("--journal"), kJournal});
         return QTest::qWaitFor(
                    [this] {
-                       return m_process.canReadLine() || m_process.state() == QProcess::NotRunning;
+                       return _process.canReadLine() || _process.state() == QProcess::NotRunning;
                    },
                    20000) &&
-               m_process.readLine().startsWith("ready com.vesko.NotifyServer :");
+               _process.readLine().startsWith("ready com.vesko.NotifyServer :");
     }
     // True when SIGTERM ends it normally with status 0.
     bool stop() {
-        m_process.terminate();
-        return m_process.waitForFinished(20000) && m_process.exitStatus() == QProcess::NormalExit &&
-               m_process.exitCode() == 0;
+        _process.terminate();
+        return _process.waitForFinished(20000) && _process.exitStatus() == QProcess::NormalExit &&
+               _process.exitCode() == 0;
     }
     ~Service() {
-        m_process.kill();
-        m_process.waitForFinished(20000);
+        _process.kill();
+        _process.waitForFinished(20000);
     }
     QList<QJsonObject> journal(const QString& kind, const QString& name) const {
         QFile file(kJournal);
@@ -67,7 +67,7 @@ public:
     }
 
 private:
-    QProcess m_process;
+    QProcess _process;
 };
 
 }  // namespace
@@ -83,30 +83,30 @@ private slots:
 
 private:
     void post(const QString& name, const QVariantMap& payload = {}) {
-        QVERIFY(m_center->post(name, payload));
+        QVERIFY(_center->post(name, payload));
     }
     // A round trip to the service: everything posted before has been handled
     // and its answers have reached this process.
     bool barrier() {
-        const bool answered = m_proxy->call(QStringLiteral("getZQRuntime")).has_value();
+        const bool answered = _proxy->call(QStringLiteral("getZQRuntime")).has_value();
         QCoreApplication::processEvents();
         return answered;
     }
 
-    platform::DistributedNotificationCenter* m_center = nullptr;
-    std::unique_ptr<ZQNotifyVeskoInputProxy> m_proxy;
-    QList<QPair<QString, QVariantMap>> m_received;
+    platform::DistributedNotificationCenter* _center = nullptr;
+    std::unique_ptr<ZQNotifyVeskoInputProxy> _proxy;
+    QList<QPair<QString, QVariantMap>> _received;
 };
 
 void TestRefim::initTestCase() {
-    m_center = new platform::DistributedNotificationCenter(QDBusConnection::sessionBus(), this);
-    QVERIFY(m_center->isConnected());
-    m_center->addObserver(this, {}, [this](const QString& name, const QVariantMap& payload) {
+    _center = new platform::DistributedNotificationCenter(QDBusConnection::sessionBus(), this);
+    QVERIFY(_center->isConnected());
+    _center->addObserver(this, {}, [this](const QString& name, const QVariantMap& payload) {
         if (name.endsWith(QLatin1String("Result"))) {
-            m_received.append({name, payload});
+            _received.append({name, payload});
         }
     });
-    m_proxy = std::make_unique<ZQNotifyVeskoInputProxy>(QDBusConnection::sessionBus());
+    _proxy = std::make_unique<ZQNotifyVeskoInputProxy>(QDBusConnection::sessionBus());
 }
 
 void TestRefim::checkAndInstall_data() {
@@ -155,22 +155,22 @@ void TestRefim::checkAndInstall() {
     Service service;
     QVERIFY(service.start(options));
     QVERIFY(isVeskoProcessExist(2));
-    m_received.clear();
+    _received.clear();
     post(QStringLiteral("kVeskoCloudManualCheckUpdate"));
     QVERIFY(barrier());
     if (checkAnswer.isValid()) {
-        QCOMPARE(m_received.size(), 1);
-        QCOMPARE(m_received.first().first, QStringLiteral("kVeskoCloudManualCheckResult"));
-        QCOMPARE(m_received.first().second, checkAnswer.toMap());
+        QCOMPARE(_received.size(), 1);
+        QCOMPARE(_received.first().first, QStringLiteral("kVeskoCloudManualCheckResult"));
+        QCOMPARE(_received.first().second, checkAnswer.toMap());
     } else {
-        QVERIFY(m_received.isEmpty());
+        QVERIFY(_received.isEmpty());
     }
 
-    m_received.clear();
+    _received.clear();
     post(request);
-    QTRY_COMPARE_WITH_TIMEOUT(m_received.size(), 1, 20000);
-    QCOMPARE(m_received.first().first, QStringLiteral("kVeskoCloudManualUpdateResult"));
-    QCOMPARE(m_received.first().second, (QVariantMap{{"result", result}}));
+    QTRY_COMPARE_WITH_TIMEOUT(_received.size(), 1, 20000);
+    QCOMPARE(_received.first().first, QStringLiteral("kVeskoCloudManualUpdateResult"));
+    QCOMPARE(_received.first().second, (QVariantMap{{"result", result}}));
     QCOMPARE(service.journal("notification", request).size(), 1);
     // Posted once, and on record once (not again when the bus hands it back).
     QCOMPARE(service.journal("notification", "kVeskoCloudManualUpdateResult").size(), 1);
@@ -214,7 +214,7 @@ void TestRefim::debugModeAndNotifyServer() {
     // The page's calls do not wait; the round trip behind them does.
     for (const char* operation : {"clickCommitEvalutionStatistics", "clickCommitFeedbackStatistics",
                                   "clickCommitEvalutionStatistics"}) {
-        QVERIFY(m_proxy->send(QString::fromLatin1(operation)));
+        QVERIFY(_proxy->send(QString::fromLatin1(operation)));
     }
     QVERIFY(barrier());
     const auto counts = [&](const char* operation) {

@@ -53,26 +53,26 @@ class TestDesktop : public QObject {
 private slots:
     void initTestCase() {
         // Debian's interpreter, which has python3-dbus and python3-gi.
-        m_services.start(QStringLiteral("/usr/bin/python3"),
-                         {QStringLiteral(ZQ_SOURCE_DIR "/tests/utility/desktop_services.py")});
-        QVERIFY(m_services.waitForReadyRead(20000));
-        QCOMPARE(m_services.readLine().trimmed(), QByteArray("ready"));
+        _services.start(QStringLiteral("/usr/bin/python3"),
+                        {QStringLiteral(ZQ_SOURCE_DIR "/tests/utility/desktop_services.py")});
+        QVERIFY(_services.waitForReadyRead(20000));
+        QCOMPARE(_services.readLine().trimmed(), QByteArray("ready"));
         // Settings programs that record how they were started.
         for (const char* program : {"gnome-control-center", "systemsettings"}) {
-            const QString path = m_scratch.filePath(QString::fromLatin1(program));
+            const QString path = _scratch.filePath(QString::fromLatin1(program));
             writeFile(path, "#!/bin/sh\necho \"$(basename \"$0\") $*\" >> \"$STUB_LOG\"\n");
             QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         }
-        qputenv("STUB_LOG", m_scratch.filePath(QStringLiteral("started.log")).toUtf8());
-        qputenv("PATH", m_scratch.path().toUtf8() + ':' + qgetenv("PATH"));
+        qputenv("STUB_LOG", _scratch.filePath(QStringLiteral("started.log")).toUtf8());
+        qputenv("PATH", _scratch.path().toUtf8() + ':' + qgetenv("PATH"));
     }
     void cleanupTestCase() {
-        m_services.kill();
-        m_services.waitForFinished();
+        _services.kill();
+        _services.waitForFinished();
     }
     void init() {
-        QDir(m_configHome).removeRecursively();
-        QFile::remove(m_scratch.filePath(QStringLiteral("started.log")));
+        QDir(_configHome).removeRecursively();
+        QFile::remove(_scratch.filePath(QStringLiteral("started.log")));
         qunsetenv("VESKO_CONFIG");
         platform::Configuration::reload();
         resetFacadeModeParamNil();
@@ -119,7 +119,7 @@ private slots:
         setEnv("XDG_SESSION_TYPE", env.value(QStringLiteral("session")).toString().toUtf8());
         setEnv("XDG_CURRENT_DESKTOP", env.value(QStringLiteral("desktop")).toString().toUtf8());
         if (env.contains(QStringLiteral("file"))) {
-            writeFile(m_configHome + u'/' + env.value(QStringLiteral("file")).toString(),
+            writeFile(_configHome + u'/' + env.value(QStringLiteral("file")).toString(),
                       env.value(QStringLiteral("content")).toString().toUtf8());
         }
         std::optional<zq::utility::DesktopPermissions> got;
@@ -216,8 +216,8 @@ private slots:
         QFETCH(QString, display);
         setEnv("XDG_CURRENT_DESKTOP", desktop);
         if (!table.isEmpty()) {
-            writeFile(m_scratch.filePath(QStringLiteral("table.ini")), table);
-            qputenv("VESKO_CONFIG", m_scratch.filePath(QStringLiteral("table.ini")).toUtf8());
+            writeFile(_scratch.filePath(QStringLiteral("table.ini")), table);
+            qputenv("VESKO_CONFIG", _scratch.filePath(QStringLiteral("table.ini")).toUtf8());
             platform::Configuration::reload();
         }
         QStringList opened;
@@ -241,7 +241,7 @@ private slots:
         // What was started: the command line a settings program recorded, or the
         // address handed to the desktop.
         const auto startedText = [&] {
-            QFile log(m_scratch.filePath(QStringLiteral("started.log")));
+            QFile log(_scratch.filePath(QStringLiteral("started.log")));
             return log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll()).trimmed()
                                                  : opened.join(QLatin1Char(' '));
         };
@@ -249,9 +249,9 @@ private slots:
     }
 
 private:
-    QProcess m_services;
-    QTemporaryDir m_scratch;
-    QString m_configHome = QDir::homePath() + QStringLiteral("/.config");
+    QProcess _services;
+    QTemporaryDir _scratch;
+    QString _configHome = QDir::homePath() + QStringLiteral("/.config");
 };
 
 QTEST_GUILESS_MAIN(TestDesktop)

@@ -29,21 +29,21 @@ class TestIMDataHelpers : public QObject {
 
 private slots:
     void initTestCase() {
-        m_x = xcb_connect(nullptr, nullptr);
-        QVERIFY(!xcb_connection_has_error(m_x));
-        m_screen = xcb_setup_roots_iterator(xcb_get_setup(m_x)).data;
+        _x = xcb_connect(nullptr, nullptr);
+        QVERIFY(!xcb_connection_has_error(_x));
+        _screen = xcb_setup_roots_iterator(xcb_get_setup(_x)).data;
         const xcb_window_t clients[] = {
             window("chrome\0Google-chrome", 21, "如何看待 - 知乎 - Google Chrome", true),
             window("gedit\0Gedit", 12, "知乎 - 草稿", true),
             window("Navigator\0firefox", 18, "知乎 - 首页", false),
             window("opera\0Opera", 12, "新闻", true),
         };
-        xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, m_screen->root, atom("_NET_CLIENT_LIST"),
+        xcb_change_property(_x, XCB_PROP_MODE_REPLACE, _screen->root, atom("_NET_CLIENT_LIST"),
                             XCB_ATOM_WINDOW, 32, 4, clients);
         // A round trip: the server has handled every request before it answers.
-        free(xcb_get_input_focus_reply(m_x, xcb_get_input_focus(m_x), nullptr));
+        free(xcb_get_input_focus_reply(_x, xcb_get_input_focus(_x), nullptr));
     }
-    void cleanupTestCase() { xcb_disconnect(m_x); }
+    void cleanupTestCase() { xcb_disconnect(_x); }
     void browserWindows_data() {
         QTest::addColumn<QString>("browser");
         QTest::addColumn<QByteArray>("session");
@@ -105,27 +105,27 @@ private:
     xcb_window_t window(const char* wmClass, size_t classSize, const char* title, bool mapped);
     xcb_atom_t atom(const char* name) {
         xcb_intern_atom_reply_t* reply = xcb_intern_atom_reply(
-            m_x, xcb_intern_atom(m_x, 0, uint16_t(strlen(name)), name), nullptr);
+            _x, xcb_intern_atom(_x, 0, uint16_t(strlen(name)), name), nullptr);
         const xcb_atom_t value = reply->atom;
         free(reply);
         return value;
     }
 
-    xcb_connection_t* m_x = nullptr;
-    xcb_screen_t* m_screen = nullptr;
+    xcb_connection_t* _x = nullptr;
+    xcb_screen_t* _screen = nullptr;
 };
 
 xcb_window_t TestIMDataHelpers::window(const char* wmClass, size_t classSize, const char* title,
                                        bool mapped) {
-    const xcb_window_t id = xcb_generate_id(m_x);
-    xcb_create_window(m_x, XCB_COPY_FROM_PARENT, id, m_screen->root, 0, 0, 100, 100, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, m_screen->root_visual, 0, nullptr);
-    xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, id, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+    const xcb_window_t id = xcb_generate_id(_x);
+    xcb_create_window(_x, XCB_COPY_FROM_PARENT, id, _screen->root, 0, 0, 100, 100, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, _screen->root_visual, 0, nullptr);
+    xcb_change_property(_x, XCB_PROP_MODE_REPLACE, id, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
                         uint32_t(classSize), wmClass);
-    xcb_change_property(m_x, XCB_PROP_MODE_REPLACE, id, atom("_NET_WM_NAME"), atom("UTF8_STRING"),
-                        8, uint32_t(strlen(title)), title);
+    xcb_change_property(_x, XCB_PROP_MODE_REPLACE, id, atom("_NET_WM_NAME"), atom("UTF8_STRING"), 8,
+                        uint32_t(strlen(title)), title);
     if (mapped) {
-        xcb_map_window(m_x, id);
+        xcb_map_window(_x, id);
     }
     return id;
 }

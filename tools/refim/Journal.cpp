@@ -13,27 +13,27 @@ bool Journal::open(const QString& path, QString* error) {
         return true;
     }
     QDir().mkpath(QFileInfo(path).absolutePath());
-    m_file.setFileName(path);
-    if (!m_file.open(QIODevice::WriteOnly | QIODevice::Append)) {
-        *error = QStringLiteral("cannot open the journal %1: %2").arg(path, m_file.errorString());
+    _file.setFileName(path);
+    if (!_file.open(QIODevice::WriteOnly | QIODevice::Append)) {
+        *error = QStringLiteral("cannot open the journal %1: %2").arg(path, _file.errorString());
         return false;
     }
     return true;
 }
 
 void Journal::write(QJsonObject entry) {
-    entry.insert(QStringLiteral("seq"), ++m_seq);
+    entry.insert(QStringLiteral("seq"), ++_seq);
     entry.insert(QStringLiteral("time"),
                  QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs));
-    if (!m_file.isOpen()) {
+    if (!_file.isOpen()) {
         return;
     }
     const QByteArray line = QJsonDocument(entry).toJson(QJsonDocument::Compact) + '\n';
-    if ((m_file.write(line) != line.size() || !m_file.flush()) && !m_failed) {
+    if ((_file.write(line) != line.size() || !_file.flush()) && !_failed) {
         // Said once: a full disk would otherwise repeat it for every message.
-        m_failed = true;
-        QTextStream(stderr) << "VeskoService: cannot write the journal " << m_file.fileName()
-                            << ": " << m_file.errorString() << "\n";
+        _failed = true;
+        QTextStream(stderr) << "VeskoService: cannot write the journal " << _file.fileName() << ": "
+                            << _file.errorString() << "\n";
     }
 }
 

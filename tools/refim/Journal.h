@@ -19,9 +19,9 @@ public:
     void write(QJsonObject entry);
 
 private:
-    QFile m_file;
-    qint64 m_seq = 0;
-    bool m_failed = false;
+    QFile _file;
+    qint64 _seq = 0;
+    bool _failed = false;
 };
 
 }  // namespace zq::refim

@@ -50,7 +50,7 @@ const QHash<QString, QVariant>& referenceResults() {
 }  // namespace
 
 NotifyServer::NotifyServer(QObject* parent) : QDBusVirtualObject(parent) {
-    m_running.start();
+    _running.start();
 }
 
 bool NotifyServer::load(QString* error) {
@@ -70,9 +70,9 @@ bool NotifyServer::load(QString* error) {
                      .arg(interfaceName());
         return false;
     }
-    m_introspection = text.mid(begin, end + qsizetype(sizeof("</interface>") - 1) - begin) + u'\n';
+    _introspection = text.mid(begin, end + qsizetype(sizeof("</interface>") - 1) - begin) + u'\n';
 
-    QXmlStreamReader xml(m_introspection);
+    QXmlStreamReader xml(_introspection);
     QString method;
     while (!xml.atEnd()) {
         xml.readNext();
@@ -81,9 +81,9 @@ bool NotifyServer::load(QString* error) {
         }
         if (xml.name() == u"method") {
             method = xml.attributes().value(QLatin1String("name")).toString();
-            m_operations.insert(method, {});
+            _operations.insert(method, {});
         } else if (xml.name() == u"arg" && !method.isEmpty()) {
-            Operation& operation = m_operations[method];
+            Operation& operation = _operations[method];
             if (xml.attributes().value(QLatin1String("direction")) == u"out") {
                 operation.hasResult = true;
             } else {
@@ -91,7 +91,7 @@ bool NotifyServer::load(QString* error) {
             }
         }
     }
-    if (xml.hasError() || m_operations.isEmpty()) {
+    if (xml.hasError() || _operations.isEmpty()) {
         *error = QStringLiteral("the notify-server description does not read: %1")
                      .arg(xml.errorString());
         return false;
@@ -100,7 +100,7 @@ bool NotifyServer::load(QString* error) {
 }
 
 QString NotifyServer::introspect(const QString&) const {
-    return m_introspection;
+    return _introspection;
 }
 
 bool NotifyServer::handleMessage(const QDBusMessage& message, const QDBusConnection& connection) {
@@ -108,8 +108,8 @@ bool NotifyServer::handleMessage(const QDBusMessage& message, const QDBusConnect
         (!message.interface().isEmpty() && message.interface() != interfaceName())) {
         return false;
     }
-    const auto found = m_operations.constFind(message.member());
-    if (found == m_operations.cend()) {
+    const auto found = _operations.constFind(message.member());
+    if (found == _operations.cend()) {
         connection.send(message.createErrorReply(
             QDBusError::UnknownMethod,
             QStringLiteral("%1 has no operation %2").arg(interfaceName(), message.member())));
@@ -129,19 +129,19 @@ bool NotifyServer::handleMessage(const QDBusMessage& message, const QDBusConnect
     for (const QVariant& argument : message.arguments()) {
         call.arguments.append(platform::DistributedNotificationCenter::payloadValue(argument));
     }
-    call.count = ++m_counts[call.operation];
+    call.count = ++_counts[call.operation];
     call.sender = message.service();
     if (found->hasResult) {
         call.result = resultOf(call.operation, call.arguments);
     }
     if (call.operation == u"updateSyncInputData") {
-        m_syncInputData = call.arguments.value(0);
+        _syncInputData = call.arguments.value(0);
     }
 
     // The call is on record before its answer leaves, so a caller that has
     // the answer finds the call in the journal.
-    if (m_observer) {
-        m_observer(call);
+    if (_observer) {
+        _observer(call);
     }
     if (message.isReplyRequired()) {
         connection.send(found->hasResult
@@ -153,10 +153,10 @@ bool NotifyServer::handleMessage(const QDBusMessage& message, const QDBusConnect
 
 QVariant NotifyServer::resultOf(const QString& operation, const QVariantList& arguments) {
     if (operation == u"getSyncInputData") {
-        return m_syncInputData.isValid() ? m_syncInputData : QVariant(QVariantMap{});
+        return _syncInputData.isValid() ? _syncInputData : QVariant(QVariantMap{});
     }
     if (operation == u"getZQRuntime") {
-        return qint64(m_running.elapsed() / 1000);
+        return qint64(_running.elapsed() / 1000);
     }
     if (operation == u"getFirstResultWithPy") {
         // The first candidate of a spelling: the characters the caller gave.

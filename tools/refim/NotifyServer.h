@@ -39,8 +39,8 @@ public:
     // describe the protocol's interface.
     [[nodiscard]] bool load(QString* error);
 
-    void setObserver(Observer observer) { m_observer = std::move(observer); }
-    qint64 count(const QString& operation) const { return m_counts.value(operation); }
+    void setObserver(Observer observer) { _observer = std::move(observer); }
+    qint64 count(const QString& operation) const { return _counts.value(operation); }
 
     QString introspect(const QString& path) const override;
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
@@ -54,12 +54,12 @@ private:
     };
     QVariant resultOf(const QString& operation, const QVariantList& arguments);
 
-    QString m_introspection;
-    QHash<QString, Operation> m_operations;
-    QHash<QString, qint64> m_counts;
-    QVariant m_syncInputData = QVariantMap{};
-    QElapsedTimer m_running;
-    Observer m_observer;
+    QString _introspection;
+    QHash<QString, Operation> _operations;
+    QHash<QString, qint64> _counts;
+    QVariant _syncInputData = QVariantMap{};
+    QElapsedTimer _running;
+    Observer _observer;
 };
 
 }  // namespace zq::refim

@@ -62,30 +62,30 @@ bool syncWithBus(const QDBusConnection& bus) {
 RefInputMethod::RefInputMethod(Options options, Journal* journal, const QDBusConnection& bus,
                                QObject* parent)
     : QObject(parent),
-      m_options(std::move(options)),
-      m_journal(journal),
-      m_bus(bus),
-      m_server(new NotifyServer(this)) {
-    m_installation.setSingleShot(true);
-    m_installation.setTimerType(Qt::PreciseTimer);
-    connect(&m_installation, &QTimer::timeout, this, &RefInputMethod::finishInstallation);
+      _options(std::move(options)),
+      _journal(journal),
+      _bus(bus),
+      _server(new NotifyServer(this)) {
+    _installation.setSingleShot(true);
+    _installation.setTimerType(Qt::PreciseTimer);
+    connect(&_installation, &QTimer::timeout, this, &RefInputMethod::finishInstallation);
 }
 
 RefInputMethod::~RefInputMethod() {
-    if (m_bus.isConnected()) {
-        m_bus.unregisterObject(QStringLiteral("/"));
+    if (_bus.isConnected()) {
+        _bus.unregisterObject(QStringLiteral("/"));
     }
 }
 
 bool RefInputMethod::start(QString* error) {
-    if (!m_bus.isConnected()) {
-        *error = QStringLiteral("no session bus: ") + m_bus.lastError().message();
+    if (!_bus.isConnected()) {
+        *error = QStringLiteral("no session bus: ") + _bus.lastError().message();
         return false;
     }
-    if (!m_server->load(error)) {
+    if (!_server->load(error)) {
         return false;
     }
-    m_server->setObserver([this](const NotifyServer::Call& call) {
+    _server->setObserver([this](const NotifyServer::Call& call) {
         QJsonObject entry{
             {QStringLiteral("kind"), QStringLiteral("call")},
             {QStringLiteral("direction"), QStringLiteral("in")},
@@ -96,17 +96,17 @@ bool RefInputMethod::start(QString* error) {
         if (call.result.isValid()) {
             entry.insert(QStringLiteral("result"), QJsonValue::fromVariant(call.result));
         }
-        m_journal->write(entry);
+        _journal->write(entry);
     });
-    if (!m_bus.registerVirtualObject(str(ZQNotifyVeskoInputProxy::kPath), m_server,
-                                     QDBusConnection::SingleNode)) {
-        *error = QStringLiteral("cannot serve the notify server: ") + m_bus.lastError().message();
+    if (!_bus.registerVirtualObject(str(ZQNotifyVeskoInputProxy::kPath), _server,
+                                    QDBusConnection::SingleNode)) {
+        *error = QStringLiteral("cannot serve the notify server: ") + _bus.lastError().message();
         return false;
     }
     const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> owned =
-        m_bus.interface()->registerService(str(ZQNotifyVeskoInputProxy::kService),
-                                           QDBusConnectionInterface::DontQueueService,
-                                           QDBusConnectionInterface::DontAllowReplacement);
+        _bus.interface()->registerService(str(ZQNotifyVeskoInputProxy::kService),
+                                          QDBusConnectionInterface::DontQueueService,
+                                          QDBusConnectionInterface::DontAllowReplacement);
     if (!owned.isValid() || owned.value() != QDBusConnectionInterface::ServiceRegistered) {
         *error = QStringLiteral("cannot own the bus name %1: %2")
                      .arg(str(ZQNotifyVeskoInputProxy::kService),
@@ -114,26 +114,25 @@ bool RefInputMethod::start(QString* error) {
                                           : owned.error().message());
         return false;
     }
-    m_center = std::make_unique<platform::DistributedNotificationCenter>(m_bus);
-    if (!m_center->isConnected() || !syncWithBus(m_bus)) {
+    _center = std::make_unique<platform::DistributedNotificationCenter>(_bus);
+    if (!_center->isConnected() || !syncWithBus(_bus)) {
         *error = QStringLiteral("cannot observe the distributed notifications: ") +
-                 m_bus.lastError().message();
+                 _bus.lastError().message();
         return false;
     }
-    m_center->addObserver(this, QString(),
-                          [this](const QString& name, const QVariantMap& userInfo) {
-                              onNotification(name, userInfo);
-                          });
+    _center->addObserver(this, QString(), [this](const QString& name, const QVariantMap& userInfo) {
+        onNotification(name, userInfo);
+    });
     return true;
 }
 
 void RefInputMethod::onNotification(const QString& name, const QVariantMap& userInfo) {
     // The bus hands a broadcast back to its sender too; those copies are
     // already on record as posted.
-    if (m_ownPosts.removeOne(qMakePair(name, userInfo))) {
+    if (_ownPosts.removeOne(qMakePair(name, userInfo))) {
         return;
     }
-    m_journal->write(notificationEntry("in", name, userInfo));
+    _journal->write(notificationEntry("in", name, userInfo));
     if (name == QLatin1String(kCheckUpdate)) {
         answerCheck();
     } else if (name == QLatin1String(kRemoteVersion) || name == QLatin1String(kDownloadInstaller)) {
@@ -144,18 +143,18 @@ void RefInputMethod::onNotification(const QString& name, const QVariantMap& user
 }
 
 void RefInputMethod::post(const QString& name, const QVariantMap& userInfo) {
-    if (!m_center->post(name, userInfo)) {
-        warn(QStringLiteral("cannot post %1: %2").arg(name, m_bus.lastError().message()));
+    if (!_center->post(name, userInfo)) {
+        warn(QStringLiteral("cannot post %1: %2").arg(name, _bus.lastError().message()));
         return;
     }
-    m_ownPosts.append(qMakePair(name, userInfo));
-    m_journal->write(notificationEntry("out", name, userInfo));
+    _ownPosts.append(qMakePair(name, userInfo));
+    _journal->write(notificationEntry("out", name, userInfo));
 }
 
 void RefInputMethod::answerCheck() {
-    switch (m_options.check) {
+    switch (_options.check) {
         case Answer::Ok:
-            post(str(kCheckResult), {{QStringLiteral("version"), m_options.remoteVersion}});
+            post(str(kCheckResult), {{QStringLiteral("version"), _options.remoteVersion}});
             break;
         case Answer::Fail:
             post(str(kCheckResult), {});
@@ -168,16 +167,16 @@ void RefInputMethod::answerCheck() {
 // One installation at a time: a request while one runs joins it (the running
 // one answers), as a second click on an installer that is already busy does.
 void RefInputMethod::startInstallation(const QString& request) {
-    if (m_options.install == Answer::Silent || m_installation.isActive()) {
+    if (_options.install == Answer::Silent || _installation.isActive()) {
         return;
     }
-    m_installRequest = request;
-    m_installation.start(int(std::lround(m_options.installSeconds * 1000)));
+    _installRequest = request;
+    _installation.start(int(std::lround(_options.installSeconds * 1000)));
 }
 
 void RefInputMethod::finishInstallation() {
     QString result = QStringLiteral("0");
-    if (m_options.install == Answer::Ok) {
+    if (_options.install == Answer::Ok) {
         QString error;
         if (writeInstalledVersion(&error)) {
             result = QStringLiteral("1");
@@ -208,7 +207,7 @@ bool RefInputMethod::writeInstalledVersion(QString* error) {
         return false;
     }
     QVariantMap dictionary = info->toMap();
-    dictionary.insert(QStringLiteral("CFBundleFullVersion"), m_options.remoteVersion);
+    dictionary.insert(QStringLiteral("CFBundleFullVersion"), _options.remoteVersion);
     const auto format =
         bytes.startsWith("bplist") ? platform::Plist::Format::Binary : platform::Plist::Format::Xml;
 
@@ -221,7 +220,7 @@ bool RefInputMethod::writeInstalledVersion(QString* error) {
     // Qt would read them back as the owner's when setting.
     const QFile::Permissions before =
         folderInfo.permissions() & ~(QFile::ReadUser | QFile::WriteUser | QFile::ExeUser);
-    const bool lift = m_installRequest == QLatin1String(kDownloadInstaller) &&
+    const bool lift = _installRequest == QLatin1String(kDownloadInstaller) &&
                       !(before & QFile::WriteOwner) && folderInfo.ownerId() == ::geteuid();
     if (lift && !QFile::setPermissions(folder, before | QFile::WriteOwner)) {
         *error = QStringLiteral("cannot open %1 for the installer").arg(folder);
@@ -232,8 +231,8 @@ bool RefInputMethod::writeInstalledVersion(QString* error) {
         QFile::setPermissions(folder, before);
     }
     if (written) {
-        m_journal->write(
-            writeEntry(path, QStringLiteral("CFBundleFullVersion"), m_options.remoteVersion));
+        _journal->write(
+            writeEntry(path, QStringLiteral("CFBundleFullVersion"), _options.remoteVersion));
     }
     return written;
 }
@@ -256,8 +255,8 @@ void RefInputMethod::switchDebugMode(const QVariantMap& userInfo) {
     ZQCloudStatitician* store = ZQCloudStatitician::sharedInstance();
     store->setValueStat3(QVariant(end), str(kLogFinishedTime));
     // What the store holds afterwards (null when the write failed).
-    m_journal->write(writeEntry(ZQCloudStatitician::storePath(), str(kLogFinishedTime),
-                                store->getValueForKeyStat3(str(kLogFinishedTime))));
+    _journal->write(writeEntry(ZQCloudStatitician::storePath(), str(kLogFinishedTime),
+                               store->getValueForKeyStat3(str(kLogFinishedTime))));
 }
 
 }  // namespace zq::refim

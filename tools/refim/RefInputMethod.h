@@ -66,15 +66,15 @@ private:
     bool writeInstalledVersion(QString* error);
     void switchDebugMode(const QVariantMap& userInfo);
 
-    Options m_options;
-    Journal* m_journal;
-    QDBusConnection m_bus;
-    NotifyServer* m_server;
-    std::unique_ptr<platform::DistributedNotificationCenter> m_center;
+    Options _options;
+    Journal* _journal;
+    QDBusConnection _bus;
+    NotifyServer* _server;
+    std::unique_ptr<platform::DistributedNotificationCenter> _center;
     // Notifications this process posted and will receive back from the bus.
-    QList<QPair<QString, QVariantMap>> m_ownPosts;
-    QTimer m_installation;
-    QString m_installRequest;
+    QList<QPair<QString, QVariantMap>> _ownPosts;
+    QTimer _installation;
+    QString _installRequest;
 };
 
 }  // namespace zq::refim

@@ -3,9 +3,12 @@
 #include <QString>
 #include <QVariant>
 
-// How the help and feedback services read loosely typed values of the web
-// service's answers and of the help cache.
-namespace zq::help {
+#include <optional>
+
+// How every reader of loosely typed values (property lists, stores, the web
+// service's answers, notification payloads, configuration) turns a value into
+// text, an integer or a truth value, the way the input method's own readers do.
+namespace zq::platform {
 
 // The text form of a value, as the input method writes it everywhere a value
 // of unknown type becomes text: text as it is, integers in decimal, booleans
@@ -36,4 +39,13 @@ bool boolValue(const QVariant& value);
 // True for an invalid QVariant and for a JSON null.
 bool isAbsentOrNull(const QVariant& value);
 
-}  // namespace zq::help
+// The integer value of a number (integers, reals truncated and clamped,
+// booleans 1 or 0); none for every other kind of value, text included.
+std::optional<qint64> numberValue(const QVariant& value);
+
+// The text of a property-list scalar, as textForm gives it (text as it is,
+// numbers in decimal, booleans "1" or "0", dates in UTC); none for absent and
+// null values, data and collections.
+std::optional<QString> scalarText(const QVariant& value);
+
+}  // namespace zq::platform

@@ -1,4 +1,4 @@
-#include "help/HelpValues.h"
+#include "platform/Values.h"
 
 #include <QDateTime>
 #include <QLocale>
@@ -9,7 +9,7 @@
 #include <cmath>
 #include <limits>
 
-namespace zq::help {
+namespace zq::platform {
 namespace {
 
 QString indented(const QString& text, int level) {
@@ -207,4 +207,45 @@ bool isAbsentOrNull(const QVariant& value) {
     return !value.isValid() || value.metaType().id() == QMetaType::Nullptr;
 }
 
-}  // namespace zq::help
+std::optional<qint64> numberValue(const QVariant& value) {
+    switch (value.metaType().id()) {
+        case QMetaType::Bool:
+        case QMetaType::Int:
+        case QMetaType::UInt:
+        case QMetaType::Long:
+        case QMetaType::ULong:
+        case QMetaType::LongLong:
+        case QMetaType::ULongLong:
+        case QMetaType::Short:
+        case QMetaType::UShort:
+        case QMetaType::Double:
+        case QMetaType::Float:
+            return integerValue(value);
+        default:
+            return std::nullopt;
+    }
+}
+
+std::optional<QString> scalarText(const QVariant& value) {
+    switch (value.metaType().id()) {
+        case QMetaType::QString:
+            return value.toString();
+        case QMetaType::Int:
+        case QMetaType::UInt:
+        case QMetaType::Long:
+        case QMetaType::ULong:
+        case QMetaType::LongLong:
+        case QMetaType::ULongLong:
+        case QMetaType::Short:
+        case QMetaType::UShort:
+        case QMetaType::Double:
+        case QMetaType::Float:
+        case QMetaType::Bool:
+        case QMetaType::QDateTime:
+            return textForm(value);
+        default:
+            return std::nullopt;
+    }
+}
+
+}  // namespace zq::platform
