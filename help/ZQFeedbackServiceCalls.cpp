@@ -23,9 +23,9 @@
 
 using namespace zq::help;
 using namespace zq::help::detail;
-using zq::platform::integerValue;
-using zq::platform::isAbsentOrNull;
-using zq::platform::textForm;
+using platform::integerValue;
+using platform::isAbsentOrNull;
+using platform::textForm;
 
 namespace {
 

@@ -8,13 +8,13 @@ namespace {
 // field empty.
 QString textField(const QVariantMap& dictionary, const QString& key) {
     const QVariant value = dictionary.value(key);
-    return zq::platform::isAbsentOrNull(value) ? QString() : zq::platform::textForm(value);
+    return platform::isAbsentOrNull(value) ? QString() : platform::textForm(value);
 }
 
 }  // namespace
 
 ZQHelpInfoDataModel::ZQHelpInfoDataModel(const QVariantMap& dictionary)
-    : dataType(zq::platform::integerValue(dictionary.value(QStringLiteral("type")))),
+    : dataType(platform::integerValue(dictionary.value(QStringLiteral("type")))),
       helpId(textField(dictionary, QStringLiteral("id"))),
       titleText(textField(dictionary, QStringLiteral("title"))),
       briefText(textField(dictionary, QStringLiteral("brief"))),

@@ -26,9 +26,9 @@
 
 using namespace zq::help;
 using namespace zq::help::detail;
-using zq::platform::boolValue;
-using zq::platform::integerValueOfText;
-using zq::platform::textForm;
+using platform::boolValue;
+using platform::integerValueOfText;
+using platform::textForm;
 
 namespace {
 

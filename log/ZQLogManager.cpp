@@ -40,7 +40,7 @@ Q_LOGGING_CATEGORY(lcRunLogConsole, "vesko.runlog", QtInfoMsg)
 
 namespace {
 
-using zq::platform::numberValue;
+using platform::numberValue;
 
 constexpr qint64 kDefaultMaxCount = 500;
 

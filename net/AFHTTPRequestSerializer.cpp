@@ -143,7 +143,7 @@ QByteArray AFHTTPRequestSerializer::queryStringFromParameters(const QVariant& pa
             parts.append(percentEscaped(pair.first));
         else
             parts.append(percentEscaped(pair.first) + '=' +
-                         percentEscaped(zq::platform::textForm(pair.second)));
+                         percentEscaped(platform::textForm(pair.second)));
     }
     return parts.join('&');
 }

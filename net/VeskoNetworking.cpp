@@ -20,7 +20,7 @@ using zq::net::Request;
 
 namespace {
 
-using zq::platform::textForm;
+using platform::textForm;
 
 using KeyIv = std::array<unsigned char, PingbackUtil::kAesKeyIvLength>;
 

@@ -9,7 +9,7 @@
 #include <cmath>
 #include <limits>
 
-namespace zq::platform {
+namespace platform {
 namespace {
 
 QString indented(const QString& text, int level) {
@@ -248,4 +248,4 @@ std::optional<QString> scalarText(const QVariant& value) {
     }
 }
 
-}  // namespace zq::platform
+}  // namespace platform

@@ -8,7 +8,7 @@
 // How every reader of loosely typed values (property lists, stores, the web
 // service's answers, notification payloads, configuration) turns a value into
 // text, an integer or a truth value, the way the input method's own readers do.
-namespace zq::platform {
+namespace platform {
 
 // The text form of a value, as the input method writes it everywhere a value
 // of unknown type becomes text: text as it is, integers in decimal, booleans
@@ -48,4 +48,4 @@ std::optional<qint64> numberValue(const QVariant& value);
 // null values, data and collections.
 std::optional<QString> scalarText(const QVariant& value);
 
-}  // namespace zq::platform
+}  // namespace platform

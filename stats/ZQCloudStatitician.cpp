@@ -19,7 +19,7 @@ const QString kUpgradeNewVer = QStringLiteral("upgradenewver");
 const QString kScriptUpdate = QStringLiteral("sgupdate");
 const QString kLiteUpdate = QStringLiteral("sgocsupdate");
 
-using zq::platform::integerValue;
+using platform::integerValue;
 
 bool present(const QVariant& value) {
     return value.isValid() && !value.isNull();

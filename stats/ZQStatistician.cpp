@@ -165,7 +165,7 @@ void ZQStatistician::addCount(qint32 count, const QString& key) {
         return;
     }
     _setQueue->async([this, count, key] {
-        const qint64 held = zq::platform::integerValue(dayValues(key).value(zq::stats::todayKey()));
+        const qint64 held = platform::integerValue(dayValues(key).value(zq::stats::todayKey()));
         setToday(key, held + count);
     });
 }
@@ -179,7 +179,7 @@ qint32 ZQStatistician::getCurrentDayCountByKey(const QString& key) const {
     _setQueue->sync([this, &key, &count] {
         const QVariantMap days = dayValues(key);
         if (!days.isEmpty()) {
-            count = qint32(zq::platform::integerValue(days.value(zq::stats::todayKey())));
+            count = qint32(platform::integerValue(days.value(zq::stats::todayKey())));
         }
     });
     return count;

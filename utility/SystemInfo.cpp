@@ -39,7 +39,7 @@ std::optional<QString> infoText(const QString& key) {
     if (!info) {
         return std::nullopt;
     }
-    return zq::platform::scalarText(info->value(key));
+    return platform::scalarText(info->value(key));
 }
 
 // The truth of a value the way the input method's own readers take it:
@@ -91,8 +91,8 @@ SystemVersionValues readSystemVersionValues() {
     if (QFileInfo::exists(plistPath)) {
         QString error;
         if (const auto dict = platform::Plist::readDictionary(plistPath, &error)) {
-            return {zq::platform::scalarText(dict->value(QStringLiteral("ProductVersion"))),
-                    zq::platform::scalarText(dict->value(QStringLiteral("ProductBuildVersion")))};
+            return {platform::scalarText(dict->value(QStringLiteral("ProductVersion"))),
+                    platform::scalarText(dict->value(QStringLiteral("ProductBuildVersion")))};
         }
         qCWarning(lcUtility) << "system version file unreadable, using os-release:" << error;
     }
@@ -284,7 +284,7 @@ std::optional<QString> GetCurrentInputMethodVersion() {
     std::optional<QString> version;
     if (QFileInfo::exists(zq::utility::infoPlistPath())) {
         if (const auto dict = platform::Plist::readDictionary(zq::utility::infoPlistPath())) {
-            version = zq::platform::scalarText(dict->value(QStringLiteral("CFBundleFullVersion")));
+            version = platform::scalarText(dict->value(QStringLiteral("CFBundleFullVersion")));
         }
     }
     ZQ_RUN_LOG_KV(ZQLogType::Utility, QStringLiteral("fullVersion"),

@@ -237,7 +237,7 @@ void ZQAboutModel::newVersion(const QVariantMap& payload) {
             ZQ_RUN_LOG_KV(kLogType, QStringLiteral("curVer"), installed.value_or(QString()));
             outcome.line = versionLineFor(installed, ZQInputMethodIsInternalTestVersion(),
                                           ZQInputMethodIsPreviewTestVersion());
-            outcome.version = zq::platform::scalarText(payload.value(QStringLiteral("version")));
+            outcome.version = platform::scalarText(payload.value(QStringLiteral("version")));
             if (!outcome.version) {
                 return outcome;  // no payload, or no version in it: the check failed
             }

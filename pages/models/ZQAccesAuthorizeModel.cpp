@@ -140,7 +140,7 @@ QString ZQAccesAuthorizeModel::settingsAddress(qint64 authType) {
 void ZQAccesAuthorizeModel::updateWindowWithAuthString(const QString& pageName) {
     _currentAuthString = pageName;
     _actionVisible =
-        zq::platform::integerValue(_config->objectForKey(QStringLiteral("AccesAction"))) != 0;
+        platform::integerValue(_config->objectForKey(QStringLiteral("AccesAction"))) != 0;
     _windowHeight = _actionVisible ? kWindowHeight : kWindowHeight - kActionButtonHeight;
     if (updatePromptTextWithAuthString(pageName)) {
         _infoTextVisible = true;
@@ -168,7 +168,7 @@ bool ZQAccesAuthorizeModel::updatePromptTextWithAuthString(const QString& pageNa
 
 bool ZQAccesAuthorizeModel::updatePromptTexOfSimulateKey() {
     const QVariant value = _config->objectForKey(QStringLiteral("AccesType"));
-    const qint64 type = zq::platform::integerValue(value);
+    const qint64 type = platform::integerValue(value);
     if (type == _currentSimulateKeyType) {
         return false;
     }
@@ -193,7 +193,7 @@ bool ZQAccesAuthorizeModel::updatePromptTextOfAuthorizeXibName() {
     if (!value.isValid()) {
         return false;
     }
-    const qint64 source = zq::platform::integerValue(value);
+    const qint64 source = platform::integerValue(value);
     if (source == _currentAuthSourceType) {
         return false;
     }
@@ -233,7 +233,7 @@ void ZQAccesAuthorizeModel::updateImageViewWithAuthString(const QString& pageNam
         return;
     }
     const qint64 type =
-        zq::platform::integerValue(_config->objectForKey(QStringLiteral("ZQAuthorizeType")));
+        platform::integerValue(_config->objectForKey(QStringLiteral("ZQAuthorizeType")));
     switch (type) {
         case Accessibility:
             setPictures(type, QStringLiteral("access_tip"), QStringLiteral("access_step"));

@@ -16,7 +16,7 @@ namespace {
 
 // A configuration or Info.plist value as text; anything but a scalar is empty.
 QString textOf(const QVariant& value) {
-    return zq::platform::scalarText(value).value_or(QString());
+    return platform::scalarText(value).value_or(QString());
 }
 
 const QString kPageName = QStringLiteral("ZQUpdateDetail");

@@ -433,7 +433,7 @@ void TestPlist::textForms_data() {
 void TestPlist::textForms() {
     QFETCH(QVariant, value);
     QFETCH(QString, expected);
-    QCOMPARE(zq::platform::textForm(value), expected);
+    QCOMPARE(platform::textForm(value), expected);
 }
 
 void TestPlist::integerAndBooleanValues_data() {
@@ -465,8 +465,8 @@ void TestPlist::integerAndBooleanValues() {
     QFETCH(QString, text);
     QFETCH(qint64, integer);
     QFETCH(bool, boolean);
-    QCOMPARE(zq::platform::integerValueOfText(text), integer);
-    QCOMPARE(zq::platform::boolValueOfText(text), boolean);
+    QCOMPARE(platform::integerValueOfText(text), integer);
+    QCOMPARE(platform::boolValueOfText(text), boolean);
 }
 
 // Which values count as scalars (text) and as numbers: texts are no numbers,
@@ -489,8 +489,8 @@ void TestPlist::scalarsAndNumbers() {
     QFETCH(QVariant, value);
     QFETCH(QString, text);
     QFETCH(qint64, number);
-    QCOMPARE(zq::platform::scalarText(value).value_or(QStringLiteral("-")), text);
-    QCOMPARE(zq::platform::numberValue(value).value_or(-1), number);
+    QCOMPARE(platform::scalarText(value).value_or(QStringLiteral("-")), text);
+    QCOMPARE(platform::numberValue(value).value_or(-1), number);
 }
 
 QTEST_GUILESS_MAIN(TestPlist)
