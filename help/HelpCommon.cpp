@@ -88,7 +88,7 @@ QString systemVersion() {
 }
 
 QString configuredHost(const QString& key) {
-    QString host = ::platform::Configuration::string(key, ::platform::Configuration::serviceHost());
+    QString host = platform::Configuration::string(key, platform::Configuration::serviceHost());
     while (host.endsWith(u'/')) {
         host.chop(1);
     }
