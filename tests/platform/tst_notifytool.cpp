@@ -5,7 +5,6 @@
 #include "platform/DistributedNotificationCenter.h"
 #include "tests/platform/PlatformTestSupport.h"
 
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -72,18 +71,13 @@ class TestNotifyTool : public QObject {
 
 private slots:
     void initTestCase();
-    void help_data();
-    void help();
-    void badArguments_data();
-    void badArguments();
+    void commandLine_data();
+    void commandLine();
     void postDeliversTypedValues_data();
     void postDeliversTypedValues();
-    void listenPrintsEachNotification();
-    void listenFiltersByName();
+    void listenPrintsWhatItHears();
     void listenEndsCleanlyOnSignal_data();
     void listenEndsCleanlyOnSignal();
-    void noSessionBus_data();
-    void noSessionBus();
 
 private:
     QDBusConnection _bus = QDBusConnection::sessionBus();
@@ -94,59 +88,48 @@ void TestNotifyTool::initTestCase() {
     QVERIFY(_bus.isConnected());
 }
 
-void TestNotifyTool::help_data() {
+// The tool's own part: help, argument errors (status 2, nothing posted) and a
+// missing bus (status 1).
+void TestNotifyTool::commandLine_data() {
     QTest::addColumn<QStringList>("args");
-    QTest::addColumn<QByteArray>("expected");
-    QTest::newRow("tool") << QStringList{"--help"} << QByteArray("notify");
-    QTest::newRow("notify") << notifyArgs({"--help"})
-                            << QByteArray("usage: vesko-tool notify post");
-    QTest::newRow("notify -h") << notifyArgs({"-h"}) << QByteArray("usage: vesko-tool notify post");
-    QTest::newRow("post") << notifyArgs({"post", "--help"}) << QByteArray("KEY:=123");
-    QTest::newRow("listen") << notifyArgs({"listen", "--help"})
-                            << QByteArray("usage: vesko-tool notify listen");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QByteArray>("message");  // in standard output for 0, else in standard error
+    QTest::addColumn<bool>("noBus");
+
+    const auto bad = [](const char* name, const QStringList& args, const char* message) {
+        QTest::newRow(name) << notifyArgs(args) << 2 << QByteArray(message) << false;
+    };
+    QTest::newRow("tool help") << QStringList{"--help"} << 0 << QByteArray("notify") << false;
+    QTest::newRow("notify help") << notifyArgs({"-h"}) << 0
+                                 << QByteArray("usage: vesko-tool notify post") << false;
+    QTest::newRow("post help") << notifyArgs({"post", "--help"}) << 0 << QByteArray("KEY:=123")
+                               << false;
+    QTest::newRow("listen help") << notifyArgs({"listen", "--help"}) << 0
+                                 << QByteArray("usage: vesko-tool notify listen") << false;
+    bad("no subcommand", {}, "missing subcommand");
+    bad("unknown subcommand", {"shout"}, "'shout'");
+    bad("post without a name", {"post"}, "missing NAME");
+    bad("post with an empty name", {"post", ""}, "empty NAME");
+    bad("pair without =", {"post", "kZQ", "a=1", "novalue"}, "'novalue'");
+    bad("empty key", {"post", "kZQ", "=v"}, "empty key");
+    bad("empty typed key", {"post", "kZQ", ":=1"}, "empty key");
+    bad("typed text", {"post", "kZQ", "k:=abc"}, "'k:=abc'");
+    bad("typed, empty", {"post", "kZQ", "k:="}, "'k:='");
+    bad("integer beyond 64 bits", {"post", "kZQ", "k:=99999999999999999999"}, "k:=9999");
+    bad("infinite double", {"post", "kZQ", "k:=1e999"}, "'k:=1e999'");
+    bad("listen, unknown option", {"listen", "--all"}, "'--all'");
+    bad("listen, empty name", {"listen", "kZQ", ""}, "empty NAME");
+    QTest::newRow("post, no bus") << notifyArgs({"post", "kZQ", "a=1"}) << 1
+                                  << QByteArray("no session bus") << true;
+    QTest::newRow("listen, no bus")
+        << notifyArgs({"listen"}) << 1 << QByteArray("no session bus") << true;
 }
 
-void TestNotifyTool::help() {
+void TestNotifyTool::commandLine() {
     QFETCH(QStringList, args);
-    QFETCH(QByteArray, expected);
-    const zq::test::RunResult result = zq::test::run(kTool, args);
-    QCOMPARE(result.exitStatus, QProcess::NormalExit);
-    QCOMPARE(result.exitCode, 0);
-    QVERIFY2(result.out.contains(expected), result.out.constData());
-    QVERIFY(result.err.isEmpty());
-}
-
-void TestNotifyTool::badArguments_data() {
-    QTest::addColumn<QStringList>("args");
-    QTest::addColumn<QByteArray>("message");
-
-    QTest::newRow("no subcommand") << notifyArgs({}) << QByteArray("missing subcommand");
-    QTest::newRow("unknown subcommand") << notifyArgs({"shout"}) << QByteArray("'shout'");
-    QTest::newRow("post without a name") << notifyArgs({"post"}) << QByteArray("missing NAME");
-    QTest::newRow("post with an empty name")
-        << notifyArgs({"post", ""}) << QByteArray("empty NAME");
-    QTest::newRow("pair without =")
-        << notifyArgs({"post", "kZQ", "a=1", "novalue"}) << QByteArray("'novalue'");
-    QTest::newRow("empty key") << notifyArgs({"post", "kZQ", "=v"}) << QByteArray("empty key");
-    QTest::newRow("empty typed key")
-        << notifyArgs({"post", "kZQ", ":=1"}) << QByteArray("empty key");
-    QTest::newRow("typed text") << notifyArgs({"post", "kZQ", "k:=abc"}) << QByteArray("'k:=abc'");
-    QTest::newRow("typed, upper-case TRUE")
-        << notifyArgs({"post", "kZQ", "k:=TRUE"}) << QByteArray("'k:=TRUE'");
-    QTest::newRow("typed, empty") << notifyArgs({"post", "kZQ", "k:="}) << QByteArray("'k:='");
-    QTest::newRow("integer beyond 64 bits")
-        << notifyArgs({"post", "kZQ", "k:=99999999999999999999"}) << QByteArray("k:=9999");
-    QTest::newRow("infinite double")
-        << notifyArgs({"post", "kZQ", "k:=1e999"}) << QByteArray("'k:=1e999'");
-    QTest::newRow("listen, unknown option")
-        << notifyArgs({"listen", "--all"}) << QByteArray("'--all'");
-    QTest::newRow("listen, empty name")
-        << notifyArgs({"listen", "kZQ", ""}) << QByteArray("empty NAME");
-}
-
-void TestNotifyTool::badArguments() {
-    QFETCH(QStringList, args);
+    QFETCH(int, status);
     QFETCH(QByteArray, message);
+    QFETCH(bool, noBus);
 
     platform::DistributedNotificationCenter center(_bus);
     QStringList heard;
@@ -155,12 +138,21 @@ void TestNotifyTool::badArguments() {
                        [&heard](const QString& name, const QVariantMap&) { heard.append(name); });
     QVERIFY(zq::test::syncWithBus(_bus));
 
-    const zq::test::RunResult result = zq::test::run(kTool, args);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    if (noBus) {
+        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
+                           QStringLiteral("unix:path=") + QDir::tempPath() +
+                               QStringLiteral("/no-such-bus-socket"));
+    }
+    const zq::test::RunResult result = zq::test::run(kTool, args, environment);
     QCOMPARE(result.exitStatus, QProcess::NormalExit);
-    QCOMPARE(result.exitCode, 2);
-    QVERIFY(result.out.isEmpty());
-    QVERIFY2(result.err.startsWith("vesko-tool: "), result.err.constData());
-    QVERIFY2(result.err.contains(message), result.err.constData());
+    QCOMPARE(result.exitCode, status);
+    const QByteArray& text = status == 0 ? result.out : result.err;
+    QVERIFY2((status == 0 ? result.err : result.out).isEmpty(), result.err.constData());
+    QVERIFY2(text.contains(message), text.constData());
+    if (status == 2) {
+        QVERIFY2(result.err.startsWith("vesko-tool: "), result.err.constData());
+    }
 
     // Nothing was posted: the next notification on the bus is the marker.
     QVERIFY(zq::test::emitWithGdbus(QStringLiteral("kZQToolMarker"), QStringLiteral("@a{sv} {}")));
@@ -177,12 +169,8 @@ void TestNotifyTool::postDeliversTypedValues_data() {
                           << "s" << QVariant(QStringLiteral("text"));
     QTest::newRow("text that looks like a number") << "s=123"
                                                    << "s" << QVariant(QStringLiteral("123"));
-    QTest::newRow("empty text") << "s="
-                                << "s" << QVariant(QStringLiteral(""));
     QTest::newRow("text with =") << "s=a=b"
                                  << "s" << QVariant(QStringLiteral("a=b"));
-    QTest::newRow("Chinese text") << "页面=关于"
-                                  << "页面" << QVariant(QStringLiteral("关于"));
     QTest::newRow("integer") << "i:=123"
                              << "i" << QVariant(qint64(123));
     QTest::newRow("negative integer beyond double precision")
@@ -233,11 +221,13 @@ void TestNotifyTool::postDeliversTypedValues() {
              expected.toString());
 }
 
-void TestNotifyTool::listenPrintsEachNotification() {
-    Listener listener({});
+void TestNotifyTool::listenPrintsWhatItHears() {
+    // Named notifications only, each as one JSON line with its typed values.
+    Listener listener({"kZQToolFirst", "kZQToolSecond", "kZQToolThird"});
     QVERIFY(listener.waitUntilListening());
 
     platform::DistributedNotificationCenter center(_bus);
+    QVERIFY(center.post(QStringLiteral("kZQToolOther")));
     QVERIFY(center.post(QStringLiteral("kZQToolFirst"),
                         {{QStringLiteral("s"), QStringLiteral("中文 \"quoted\"\n")},
                          {QStringLiteral("i"), qint64(9223372036854775807LL)},
@@ -255,7 +245,6 @@ void TestNotifyTool::listenPrintsEachNotification() {
     QCOMPARE(first.value("name").toString(), QStringLiteral("kZQToolFirst"));
     const QJsonObject info = first.value("userInfo").toObject();
     QCOMPARE(info.value("s").toString(), QStringLiteral("中文 \"quoted\"\n"));
-    QVERIFY(info.value("i").isDouble());
     QCOMPARE(info.value("i").toInteger(), qint64(9223372036854775807LL));
     QCOMPARE(info.value("d").toDouble(), 1.5);
     QVERIFY(info.value("b").isBool());
@@ -269,20 +258,6 @@ void TestNotifyTool::listenPrintsEachNotification() {
     const QJsonObject third = parseLine(lines.at(2));
     QCOMPARE(third.value("userInfo").toObject().value("n").toObject().value("inner").toInteger(),
              qint64(7));
-}
-
-void TestNotifyTool::listenFiltersByName() {
-    Listener listener({"kZQToolA", "kZQToolC"});
-    QVERIFY(listener.waitUntilListening());
-    platform::DistributedNotificationCenter center(_bus);
-    for (const char* name : {"kZQToolB", "kZQToolA", "kZQToolB", "kZQToolC"}) {
-        QVERIFY(center.post(QString::fromLatin1(name)));
-    }
-    QTRY_COMPARE(listener.lines().size(), 2);
-    QCOMPARE(parseLine(listener.lines().at(0)).value("name").toString(),
-             QStringLiteral("kZQToolA"));
-    QCOMPARE(parseLine(listener.lines().at(1)).value("name").toString(),
-             QStringLiteral("kZQToolC"));
 }
 
 void TestNotifyTool::listenEndsCleanlyOnSignal_data() {
@@ -299,25 +274,6 @@ void TestNotifyTool::listenEndsCleanlyOnSignal() {
     QVERIFY(listener.process().waitForFinished(10000));
     QCOMPARE(listener.process().exitStatus(), QProcess::NormalExit);
     QCOMPARE(listener.process().exitCode(), 0);
-}
-
-void TestNotifyTool::noSessionBus_data() {
-    QTest::addColumn<QStringList>("args");
-    QTest::newRow("post") << notifyArgs({"post", "kZQ", "a=1"});
-    QTest::newRow("listen") << notifyArgs({"listen"});
-}
-
-void TestNotifyTool::noSessionBus() {
-    QFETCH(QStringList, args);
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(
-        QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
-        QStringLiteral("unix:path=") + QDir::tempPath() + QStringLiteral("/no-such-bus-socket"));
-    const zq::test::RunResult result = zq::test::run(kTool, args, environment);
-    QCOMPARE(result.exitStatus, QProcess::NormalExit);
-    QCOMPARE(result.exitCode, 1);
-    QVERIFY(result.out.isEmpty());
-    QVERIFY2(result.err.contains("no session bus"), result.err.constData());
 }
 
 QTEST_GUILESS_MAIN(TestNotifyTool)
