@@ -62,11 +62,9 @@ class TestStatsTool : public QObject {
 private slots:
     void initTestCase();
     void writeThenRead();
-    void refusedWrites_data();
-    void refusedWrites();
+    void refused_data();
+    void refused();
     void readLeavesAPlainFilePlain();
-    void readRefusesWhatIsNotAStore_data();
-    void readRefusesWhatIsNotAStore();
     void storeValues();
     void cloudValueNeedsTheDataFolder();
     void reportAndAudit();
@@ -98,23 +96,38 @@ void TestStatsTool::writeThenRead() {
     QCOMPARE(read.json().object(), QJsonDocument::fromJson(object).object());
 }
 
-void TestStatsTool::refusedWrites_data() {
-    QTest::addColumn<QByteArray>("input");
+// Refused input and unreadable stores: status 1, the file left as it was.
+void TestStatsTool::refused_data() {
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QByteArray>("input");  // written to the store for "read", piped for "write"
     QTest::addColumn<QByteArray>("message");
-    QTest::newRow("array value") << QByteArray(R"({"a": [1]})") << QByteArray("arrays");
-    QTest::newRow("nested null") << QByteArray(R"({"a": {"b": null}})") << QByteArray("null");
-    QTest::newRow("top-level array") << QByteArray("[]") << QByteArray("JSON object");
-    QTest::newRow("not JSON") << QByteArray("{oops") << QByteArray("not JSON");
+    QTest::newRow("array value") << "write" << QByteArray(R"({"a": [1]})") << QByteArray("arrays");
+    QTest::newRow("nested null") << "write" << QByteArray(R"({"a": {"b": null}})")
+                                 << QByteArray("null");
+    QTest::newRow("top-level array") << "write" << QByteArray("[]") << QByteArray("JSON object");
+    QTest::newRow("not JSON") << "write" << QByteArray("{oops") << QByteArray("not JSON");
+    QTest::newRow("read empty") << "read" << QByteArray() << QByteArray();
+    QTest::newRow("read random text") << "read" << QByteArray("hello, world") << QByteArray();
+    QTest::newRow("read Base64 of nothing useful")
+        << "read" << QByteArray("AAAAAAAAAAAAAAAAAAAAAA==") << QByteArray();
 }
 
-void TestStatsTool::refusedWrites() {
+void TestStatsTool::refused() {
+    QFETCH(QString, command);
     QFETCH(QByteArray, input);
     QFETCH(QByteArray, message);
     const QString path = _dir.filePath("kept.dat");
-    QVERIFY(ZQSecurityUtil::writeDict({{"keep", "me"}}, path));
+    if (command == u"write") {
+        QVERIFY(ZQSecurityUtil::writeDict({{"keep", "me"}}, path));
+    } else {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(input);
+    }
     const QByteArray before = fileBytes(path);
-    const Run run = tool({"store", "write", path}, input);
+    const Run run = tool({"store", command, path}, command == u"write" ? input : QByteArray());
     QCOMPARE(run.status, 1);
+    QVERIFY(run.out.isEmpty());
     QVERIFY2(run.err.contains(message), run.err.constData());
     QCOMPARE(fileBytes(path), before);
 }
@@ -128,27 +141,6 @@ void TestStatsTool::readLeavesAPlainFilePlain() {
     QCOMPARE(run.json().object(), (QJsonObject{{"VeskoInputNewVersion", "2.0"}}));
     QVERIFY(run.err.contains("plain property list"));
     QCOMPARE(fileBytes(path), before);
-}
-
-void TestStatsTool::readRefusesWhatIsNotAStore_data() {
-    QTest::addColumn<QByteArray>("content");
-    QTest::newRow("empty") << QByteArray();
-    QTest::newRow("random text") << QByteArray("hello, world");
-    QTest::newRow("Base64 of nothing useful") << QByteArray("AAAAAAAAAAAAAAAAAAAAAA==");
-}
-
-void TestStatsTool::readRefusesWhatIsNotAStore() {
-    QFETCH(QByteArray, content);
-    const QString path = _dir.filePath("bad.dat");
-    {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(content);
-    }
-    const Run run = tool({"store", "read", path});
-    QCOMPARE(run.status, 1);
-    QVERIFY(run.out.isEmpty());
-    QCOMPARE(fileBytes(path), content);
     QCOMPARE(tool({"store", "read", _dir.filePath("missing.dat")}).status, 1);
 }
 
@@ -194,11 +186,9 @@ void TestStatsTool::reportAndAudit() {
     const QJsonObject event = run.json().object();
     QCOMPARE(event.value("outcome").toString(), QString("delivered"));
     QCOMPARE(event.value("code").toString(), QString("mac_clck"));
-    QCOMPARE(event.value("app_key").toString(), QString(ZQTesselReportTool::kAppKey));
     const QJsonObject params = event.value("params").toObject();
     QCOMPARE(params.value("mac_icon").toString(), QString("13"));
     QVERIFY(params.value("mac_v").toString() != u"fake");
-    QCOMPARE(params.size(), 6);
 
     const QJsonArray stored = _service.analyticsEvents();
     QCOMPARE(stored.size(), 1);
