@@ -824,9 +824,7 @@ void TestSiblingApps::urlAddress_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("expected");
     QTest::newRow("http") << "http://vesko.com" << true;
-    QTest::newRow("https with path") << "https://vesko.com/help?id=1" << true;
     QTest::newRow("upper-case scheme") << "HTTP://VESKO.COM" << true;
-    QTest::newRow("file") << "file:///tmp/a" << true;
     QTest::newRow("nothing after the slashes") << "ftp://" << true;
     QTest::newRow("underscore lies in A-z") << "h_tp://x" << true;
     QTest::newRow("caret lies in A-z") << "h^tp://x" << true;
@@ -836,8 +834,6 @@ void TestSiblingApps::urlAddress_data() {
     QTest::newRow("one slash") << "http:/vesko.com" << false;
     QTest::newRow("leading space") << " http://vesko.com" << false;
     QTest::newRow("line break after the slashes") << "http://vesko\n.com" << false;
-    QTest::newRow("settings address") << "x-apple.systempreferences:com.apple.preference" << false;
-    QTest::newRow("Chinese scheme") << "中文://x" << false;
     QTest::newRow("empty") << "" << false;
 }
 
@@ -851,8 +847,6 @@ void TestSiblingApps::openUrlWithUrlString_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QByteArray>("expected");
     QTest::newRow("bare host gets http") << "www.vesko.com" << QByteArray("http://www.vesko.com");
-    QTest::newRow("bare host with query")
-        << "vesko.com/help?id=1&from=ime" << QByteArray("http://vesko.com/help?id=1&from=ime");
     QTest::newRow("scheme kept") << "https://vesko.com/a" << QByteArray("https://vesko.com/a");
     QTest::newRow("space") << "https://vesko.com/a b" << QByteArray("https://vesko.com/a%20b");
     QTest::newRow("Chinese") << "https://vesko.com/s?q=中文"
@@ -861,8 +855,6 @@ void TestSiblingApps::openUrlWithUrlString_data() {
         << "https://vesko.com/a%20b" << QByteArray("https://vesko.com/a%2520b");
     QTest::newRow("hash is not in the query set")
         << "https://vesko.com/p#top" << QByteArray("https://vesko.com/p%23top");
-    QTest::newRow("brackets") << "https://vesko.com/p?x=[1]"
-                              << QByteArray("https://vesko.com/p?x=%5B1%5D");
     QTest::newRow("query set kept")
         << "https://u@vesko.com:8080/~me/a-b_c.d?x=1;y=(2)*3+4,$5!'6'"
         << QByteArray("https://u@vesko.com:8080/~me/a-b_c.d?x=1;y=(2)*3+4,$5!'6'");
