@@ -45,14 +45,6 @@ bool RefService::start() {
     return launch();
 }
 
-bool RefService::restart() {
-    if (!_dir)
-        return start();
-    stop();
-    _error.clear();
-    return launch();
-}
-
 bool RefService::launch() {
     _process = std::make_unique<QProcess>();
     _process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
@@ -118,10 +110,6 @@ void RefService::stop() {
     _port = 0;
 }
 
-bool RefService::isRunning() const {
-    return _process && _process->state() == QProcess::Running;
-}
-
 QString RefService::baseUrl() const {
     return QStringLiteral("http://127.0.0.1:%1").arg(_port);
 }
@@ -144,7 +132,7 @@ QString RefService::configPath() const {
 
 void RefService::setConfigValue(const QString& key, const QString& value) {
     _extraConfig.insert(key, value);
-    if (isRunning())
+    if (_process)
         writeConfig();
 }
 
@@ -233,31 +221,27 @@ QJsonObject RefService::control(const QByteArray& method, const QString& path,
     return object;
 }
 
+bool RefService::succeeds(const QByteArray& method, const QString& path, const QByteArray& body) {
+    return control(method, path, body).value(QStringLiteral("ok")).toBool();
+}
+
 bool RefService::setFault(const QString& path, const QString& fault, const QVariantMap& options) {
     QJsonObject spec = QJsonObject::fromVariantMap(options);
     spec.insert(QStringLiteral("path"), path);
     spec.insert(QStringLiteral("fault"), fault);
-    const QJsonObject answer =
-        control("POST", QStringLiteral("/__control/faults"), QJsonDocument(spec).toJson());
-    return answer.value(QStringLiteral("ok")).toBool();
+    return succeeds("POST", QStringLiteral("/__control/faults"), QJsonDocument(spec).toJson());
 }
 
 bool RefService::clearFaults() {
-    return control("DELETE", QStringLiteral("/__control/faults"))
-        .value(QStringLiteral("ok"))
-        .toBool();
+    return succeeds("DELETE", QStringLiteral("/__control/faults"));
 }
 
 bool RefService::setHelpList(const QJsonObject& list) {
-    return control("POST", QStringLiteral("/__control/helplist"), QJsonDocument(list).toJson())
-        .value(QStringLiteral("ok"))
-        .toBool();
+    return succeeds("POST", QStringLiteral("/__control/helplist"), QJsonDocument(list).toJson());
 }
 
 bool RefService::resetHelpList() {
-    return control("DELETE", QStringLiteral("/__control/helplist"))
-        .value(QStringLiteral("ok"))
-        .toBool();
+    return succeeds("DELETE", QStringLiteral("/__control/helplist"));
 }
 
 qint64 RefService::mark() {
@@ -288,9 +272,7 @@ QJsonArray RefService::analyticsEvents() {
 }
 
 bool RefService::clearAnalytics() {
-    return control("DELETE", QStringLiteral("/__control/analytics"))
-        .value(QStringLiteral("ok"))
-        .toBool();
+    return succeeds("DELETE", QStringLiteral("/__control/analytics"));
 }
 
 }  // namespace zq::test

@@ -38,11 +38,6 @@ public:
     // errorString(), when the service could not be started within 20 seconds.
     [[nodiscard]] bool start();
     void stop();
-    // Stops the service and starts it again with the same data folder and
-    // journal file (on a new port; the configuration follows). The journal
-    // the service serves starts again at sequence number 1; the file grows on.
-    [[nodiscard]] bool restart();
-    bool isRunning() const;
     QString errorString() const { return _error; }
 
     quint16 port() const { return _port; }
@@ -90,6 +85,8 @@ public:
 private:
     bool launch();
     bool writeConfig();
+    // control() whose answer says "ok".
+    bool succeeds(const QByteArray& method, const QString& path, const QByteArray& body = {});
 
     std::unique_ptr<QTemporaryDir> _dir;
     std::unique_ptr<QProcess> _process;
