@@ -38,6 +38,44 @@ struct Outcome {
 };
 using OutcomePtr = std::shared_ptr<Outcome>;
 
+// Completion handlers that fill an Outcome, one per handler shape: (data,
+// response, error), (object, error), (response, data, error) and the client
+// layer's (response, object, error).
+inline auto dataRecorder(const OutcomePtr& outcome) {
+    return [outcome](const QByteArray& data, const zq::net::OptionalResponse& response,
+                     const zq::net::OptionalError& error) {
+        outcome->data = data;
+        outcome->response = response;
+        outcome->error = error;
+        outcome->record();
+    };
+}
+inline auto objectRecorder(const OutcomePtr& outcome) {
+    return [outcome](const QVariant& object, const zq::net::OptionalError& error) {
+        outcome->object = object;
+        outcome->error = error;
+        outcome->record();
+    };
+}
+inline auto uploadRecorder(const OutcomePtr& outcome) {
+    return [outcome](const zq::net::OptionalResponse& response, const QByteArray& data,
+                     const zq::net::OptionalError& error) {
+        outcome->data = data;
+        outcome->response = response;
+        outcome->error = error;
+        outcome->record();
+    };
+}
+inline auto taskRecorder(const OutcomePtr& outcome) {
+    return [outcome](const zq::net::OptionalResponse& response, const QVariant& object,
+                     const zq::net::OptionalError& error) {
+        outcome->response = response;
+        outcome->object = object;
+        outcome->error = error;
+        outcome->record();
+    };
+}
+
 // Delivers every event queued for the main thread up to now: a marker posted
 // behind them arrives only after they all ran. Used to show that no second
 // completion is queued behind the first.

@@ -51,29 +51,12 @@ const QList<Op> kAllOps{Op::kPostByEW, Op::kWithoutGzipByEW, Op::kUploadByEW, Op
                         Op::kSyncPost, Op::kUpload};
 
 const char* nameOf(Op op) {
-    switch (op) {
-        case Op::kPostByEW:
-            return "sendPostRequestByEW";
-        case Op::kWithoutGzipByEW:
-            return "sendRequestWithoutGzipByEW";
-        case Op::kUploadByEW:
-            return "sendUploadMutiPartRequestByEW";
-        case Op::kJsonPost:
-            return "sendPostRequest(dict)";
-        case Op::kJsonGet:
-            return "sendGetRequest(dict)";
-        case Op::kBodyPost:
-            return "sendPostRequest(bodyData)";
-        case Op::kDataPost:
-            return "sendPostRequest(data)";
-        case Op::kDataGet:
-            return "sendGetRequest(progress)";
-        case Op::kSyncPost:
-            return "sendPostRequestBySync";
-        case Op::kUpload:
-            return "sendUploadMutiPartRequest";
-    }
-    return "?";
+    static const char* const names[] = {
+        "sendPostRequestByEW",      "sendRequestWithoutGzipByEW", "sendUploadMutiPartRequestByEW",
+        "sendPostRequest(dict)",    "sendGetRequest(dict)",       "sendPostRequest(bodyData)",
+        "sendPostRequest(data)",    "sendGetRequest(progress)",   "sendPostRequestBySync",
+        "sendUploadMutiPartRequest"};
+    return names[int(op)];
 }
 
 bool throughTheWall(Op op) {
@@ -158,25 +141,9 @@ void TestFaultMatrix::init() {
 
 OutcomePtr TestFaultMatrix::start(Op op, const QString& base, QThread** caller) {
     auto outcome = std::make_shared<Outcome>();
-    const auto data = [outcome](const QByteArray& d, const OptionalResponse& r,
-                                const OptionalError& e) {
-        outcome->data = d;
-        outcome->response = r;
-        outcome->error = e;
-        outcome->record();
-    };
-    const auto object = [outcome](const QVariant& o, const OptionalError& e) {
-        outcome->object = o;
-        outcome->error = e;
-        outcome->record();
-    };
-    const auto upload = [outcome](const OptionalResponse& r, const QByteArray& d,
-                                  const OptionalError& e) {
-        outcome->data = d;
-        outcome->response = r;
-        outcome->error = e;
-        outcome->record();
-    };
+    const auto data = zq::test::dataRecorder(outcome);
+    const auto object = zq::test::objectRecorder(outcome);
+    const auto upload = zq::test::uploadRecorder(outcome);
     const QString echo = base + QStringLiteral("/__test/echo?x=1");
     const QString overview = base + QStringLiteral("/macfb/v1/click_overview?h=H&v=1&r=0000&os=12");
     const QString feedback =

@@ -27,16 +27,6 @@ namespace {
 
 constexpr int kWaitMs = 15000;
 
-AFURLSessionManager::TaskCompletion recorder(const OutcomePtr& outcome) {
-    return [outcome](const OptionalResponse& response, const QVariant& object,
-                     const OptionalError& error) {
-        outcome->response = response;
-        outcome->object = object;
-        outcome->error = error;
-        outcome->record();
-    };
-}
-
 // data compressed as a gzip member (windowBits 31), a zlib stream (15) or a
 // bare DEFLATE stream (-15), by zlib's own compressor.
 QByteArray compressed(const QByteArray& data, int windowBits) {
@@ -85,7 +75,6 @@ private slots:
     void timeout();
     void transportFailures_data();
     void transportFailures();
-    void connectionRefused();
 
     void cancelBeforeResume();
     void invalidationCancelsOutstandingTasks();
@@ -118,7 +107,8 @@ std::shared_ptr<AFURLSessionManager> TestHttpClient::rawClient() {
 OutcomePtr TestHttpClient::run(const std::shared_ptr<AFURLSessionManager>& client,
                                const Request& request) {
     auto outcome = std::make_shared<Outcome>();
-    client->dataTaskWithRequest(request, nullptr, nullptr, recorder(outcome))->resume();
+    client->dataTaskWithRequest(request, nullptr, nullptr, zq::test::taskRecorder(outcome))
+        ->resume();
     return outcome;
 }
 
@@ -631,7 +621,8 @@ void TestHttpClient::uploadProgress() {
     auto outcome = std::make_shared<Outcome>();
     rawClient()
         ->uploadTaskWithStreamedRequest(
-            request, [&steps](const Progress& p) { steps.append(p); }, recorder(outcome))
+            request, [&steps](const Progress& p) { steps.append(p); },
+            zq::test::taskRecorder(outcome))
         ->resume();
     QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
     QVERIFY(!outcome->error);
@@ -685,20 +676,6 @@ void TestHttpClient::transportFailures() {
     }
 }
 
-void TestHttpClient::connectionRefused() {
-    // A port that was just free: start a second service and stop it.
-    zq::test::RefService gone;
-    QVERIFY2(gone.start(), qPrintable(gone.errorString()));
-    const QString address = gone.url(QStringLiteral("/__test/echo"));
-    gone.stop();
-    const OutcomePtr outcome = run(rawClient(), Request(QUrl(address)));
-    QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
-    QCOMPARE(outcome->domain(), QString::fromLatin1(zq::net::kTransportErrorDomain));
-    QCOMPARE(outcome->code(), qint64(QNetworkReply::ConnectionRefusedError));
-    QVERIFY(!outcome->response);
-    QVERIFY(!outcome->object.isValid());
-}
-
 // ------------------------------------------------------ lifecycle
 
 void TestHttpClient::cancelBeforeResume() {
@@ -707,7 +684,7 @@ void TestHttpClient::cancelBeforeResume() {
     auto client = rawClient();
     auto task =
         client->dataTaskWithRequest(Request(QUrl(_service.url(QStringLiteral("/__test/echo")))),
-                                    nullptr, nullptr, recorder(outcome));
+                                    nullptr, nullptr, zq::test::taskRecorder(outcome));
     QCOMPARE(task->state(), AFURLSessionTask::State::kSuspended);
     task->cancel();
     task->resume();  // too late: does nothing
@@ -775,7 +752,7 @@ void TestHttpClient::taskOutlivesItsClient() {
         auto client = rawClient();
         client
             ->dataTaskWithRequest(Request(QUrl(_service.url(QStringLiteral("/__test/echo")))),
-                                  nullptr, nullptr, recorder(outcome))
+                                  nullptr, nullptr, zq::test::taskRecorder(outcome))
             ->resume();
     }  // neither the client nor the task handle is held any more
     QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
@@ -800,7 +777,7 @@ void TestHttpClient::everyTaskCompletesOnceUnderLoad() {
         auto outcome = std::make_shared<Outcome>();
         auto task = client->dataTaskWithRequest(
             Request(QUrl(_service.url(QStringLiteral("/__test/bytes?n=%1").arg(i * 100)))), nullptr,
-            nullptr, recorder(outcome));
+            nullptr, zq::test::taskRecorder(outcome));
         task->resume();
         if (i % 2 == 0)
             task->cancel();
