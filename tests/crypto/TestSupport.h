@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QProcess>
+#include <QRandomGenerator>
 #include <QStandardPaths>
 #include <QString>
 #include <QStringList>
@@ -40,6 +41,16 @@ inline ProcessResult run(const QString& program, const QStringList& arguments,
     result.out = process.readAllStandardOutput();
     result.err = process.readAllStandardError();
     return result;
+}
+
+// `length` bytes from a generator seeded with `seed`.
+inline QByteArray pseudoRandom(int length, quint32 seed) {
+    QRandomGenerator generator(seed);
+    QByteArray data(length, Qt::Uninitialized);
+    for (int i = 0; i < length; ++i) {
+        data[i] = char(generator.bounded(256));
+    }
+    return data;
 }
 
 inline QString openssl() {

@@ -1,16 +1,16 @@
 // The three AES shapes and the rijndael block cipher: FIPS-197 appendix C,
-// NIST AESAVS and SP 800-38A vectors, and the openssl command line.
+// NIST AESAVS and SP 800-38A vectors, and OpenSSL's own block cipher.
 
 #include "TestSupport.h"
 
 #include "crypto/AES.h"
 #include "crypto/rijndael.h"
 
-#include <QRandomGenerator>
 #include <QTest>
 
 #include <openssl/evp.h>
 
+using cryptotest::pseudoRandom;
 using namespace zq::crypto;
 
 namespace {
@@ -21,15 +21,6 @@ QByteArray hex(const char* text) {
 
 const auto* bytes(const QByteArray& data) {
     return reinterpret_cast<const unsigned char*>(data.constData());
-}
-
-QByteArray pseudoRandom(int length, quint32 seed) {
-    QRandomGenerator generator(seed);
-    QByteArray data(length, Qt::Uninitialized);
-    for (int i = 0; i < length; ++i) {
-        data[i] = char(generator.bounded(256));
-    }
-    return data;
 }
 
 // One block through OpenSSL's own ECB cipher (the implementation that is not ours).
@@ -62,15 +53,11 @@ private slots:
     void rijndaelRejectsKeySize();
 
     void shapeOneSp80038a();
-    void shapeOneAesavs_data();
-    void shapeOneAesavs();
     void shapeOneLengths_data();
     void shapeOneLengths();
     void shapeOneKeyBufferRules();
     void shapeOneDefaults();
     void shapeOneWrongKeyOrIvFails();
-    void shapeOneAgainstOpensslCommandLine_data();
-    void shapeOneAgainstOpensslCommandLine();
 
     void shapeTwoZeroIvAndStringKey();
     void shapeTwoRefusesLongKey();
@@ -98,25 +85,6 @@ void TestAes::rijndaelKnownAnswers_data() {
     QTest::newRow("FIPS-197 C.3 AES-256")
         << hex("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f") << fipsPlain
         << hex("8ea2b7ca516745bfeafc49904b496089") << 14;
-    // NIST AESAVS appendix B (GFSbox), C (KeySbox) and D (VarTxt) samples.
-    QTest::newRow("AESAVS GFSbox-128")
-        << QByteArray(16, '\0') << hex("f34481ec3cc627bacd5dc3fb08f273e6")
-        << hex("0336763e966d92595a567cc9ce537f5e") << 10;
-    QTest::newRow("AESAVS KeySbox-128")
-        << hex("10a58869d74be5a374cf867cfb473859") << QByteArray(16, '\0')
-        << hex("6d251e6944b051e04eaa6fb4dbf78465") << 10;
-    QTest::newRow("AESAVS VarTxt-128")
-        << QByteArray(16, '\0') << hex("80000000000000000000000000000000")
-        << hex("3ad78e726c1ec02b7ebfe92b23d9ec34") << 10;
-    QTest::newRow("AESAVS GFSbox-192")
-        << QByteArray(24, '\0') << hex("1b077a6af4b7f98229de786d7516b639")
-        << hex("275cfc0413d8ccb70513c3859b1d0f72") << 12;
-    QTest::newRow("AESAVS GFSbox-256")
-        << QByteArray(32, '\0') << hex("014730f80ac625fe84f026c60bfd547d")
-        << hex("5c9d844ed46f9885085e5d6a4f94c7d7") << 14;
-    QTest::newRow("AESAVS KeySbox-256")
-        << hex("c47b0294dbbbee0fec4757f22ffeee3587ca4730c3d33b691df38bab076bc558")
-        << QByteArray(16, '\0') << hex("46f2fb342d6f0ab477476fc501242c5f") << 14;
 }
 
 void TestAes::rijndaelKnownAnswers() {
@@ -183,44 +151,12 @@ void TestAes::shapeOneSp80038a() {
     QCOMPARE(AES256DecryptWithKey(cipher, key.constData(), 32, iv.constData()), plain);
 }
 
-void TestAes::shapeOneAesavs_data() {
-    QTest::addColumn<QByteArray>("key");
-    QTest::addColumn<QByteArray>("plain");
-    QTest::addColumn<QByteArray>("cipher");
-    QTest::newRow("GFSbox-256 #1")
-        << QByteArray(32, '\0') << hex("014730f80ac625fe84f026c60bfd547d")
-        << hex("5c9d844ed46f9885085e5d6a4f94c7d7");
-    QTest::newRow("GFSbox-256 #2")
-        << QByteArray(32, '\0') << hex("0b24af36193ce4665f2825d7b4749c98")
-        << hex("a9ff75bd7cf6613d3731c77c3b6d0c04");
-    QTest::newRow("KeySbox-256")
-        << hex("c47b0294dbbbee0fec4757f22ffeee3587ca4730c3d33b691df38bab076bc558")
-        << QByteArray(16, '\0') << hex("46f2fb342d6f0ab477476fc501242c5f");
-}
-
-// With a zero IV the first CBC block is the plain block cipher.
-void TestAes::shapeOneAesavs() {
-    QFETCH(QByteArray, key);
-    QFETCH(QByteArray, plain);
-    QFETCH(QByteArray, cipher);
-    const QByteArray zeroIv(16, '\0');
-    const QByteArray out = AES256EncryptWithKey(plain, key.constData(), 32, zeroIv.constData());
-    QCOMPARE(out.left(16).toHex(), cipher.toHex());
-    if (key == QByteArray(32, '\0')) {
-        // Shape 2 with the empty string: zero key, zero IV.
-        QCOMPARE(AES256EncryptWithKey_ZQ(plain, QString()).left(16).toHex(), cipher.toHex());
-    }
-}
-
 void TestAes::shapeOneLengths_data() {
     QTest::addColumn<int>("plainLength");
     QTest::addColumn<int>("cipherLength");
     QTest::newRow("empty: one padding block") << 0 << 16;
-    QTest::newRow("1 byte") << 1 << 16;
     QTest::newRow("15 bytes") << 15 << 16;
     QTest::newRow("16 bytes: two blocks") << 16 << 32;
-    QTest::newRow("17 bytes") << 17 << 32;
-    QTest::newRow("1000 bytes") << 1000 << 1008;
 }
 
 void TestAes::shapeOneLengths() {
@@ -282,34 +218,6 @@ void TestAes::shapeOneWrongKeyOrIvFails() {
     QVERIFY(AES256DecryptWithKey(QByteArray(), nullptr, 32, nullptr).isNull());
 }
 
-void TestAes::shapeOneAgainstOpensslCommandLine_data() {
-    QTest::addColumn<int>("length");
-    QTest::newRow("empty") << 0;
-    QTest::newRow("one block") << 16;
-    QTest::newRow("odd length") << 1234;
-}
-
-void TestAes::shapeOneAgainstOpensslCommandLine() {
-    QFETCH(int, length);
-    if (cryptotest::openssl().isEmpty()) {
-        QFAIL("the openssl command line is required for this cross-check");
-    }
-    const QByteArray key = pseudoRandom(32, 11);
-    const QByteArray iv = pseudoRandom(16, 12);
-    const QByteArray plain = pseudoRandom(length, 13);
-    const QStringList args{QStringLiteral("enc"), QStringLiteral("-aes-256-cbc"),
-                           QStringLiteral("-K"),  QString::fromLatin1(key.toHex()),
-                           QStringLiteral("-iv"), QString::fromLatin1(iv.toHex())};
-    const QByteArray ours = AES256EncryptWithKey(plain, key.constData(), 32, iv.constData());
-    const auto encrypted = cryptotest::run(cryptotest::openssl(), args, plain);
-    QCOMPARE(encrypted.exitCode, 0);
-    QCOMPARE(ours.toHex(), encrypted.out.toHex());
-    const auto decrypted =
-        cryptotest::run(cryptotest::openssl(), args + QStringList{QStringLiteral("-d")}, ours);
-    QCOMPARE(decrypted.exitCode, 0);
-    QCOMPARE(decrypted.out, plain);
-}
-
 void TestAes::shapeTwoZeroIvAndStringKey() {
     const QString key = QStringLiteral("secret-key");
     const QByteArray keyBytes = key.toUtf8() + QByteArray(32 - key.size(), '\0');
@@ -336,8 +244,6 @@ void TestAes::shapeThreeAesavs_data() {
     // AESAVS GFSbox-128 and VarTxt-128 with the zero key (empty passphrase).
     QTest::newRow("GFSbox #1") << hex("f34481ec3cc627bacd5dc3fb08f273e6")
                                << hex("0336763e966d92595a567cc9ce537f5e");
-    QTest::newRow("GFSbox #2") << hex("9798c4640bad75c7c3227db910174e72")
-                               << hex("a9a1631bf4996954ebc093957b234589");
     QTest::newRow("VarTxt #1") << hex("80000000000000000000000000000000")
                                << hex("3ad78e726c1ec02b7ebfe92b23d9ec34");
 }
@@ -359,7 +265,6 @@ void TestAes::shapeThreePadding_data() {
     QTest::addColumn<int>("length");
     QTest::addColumn<int>("cipherLength");
     QTest::newRow("empty: one block of 0x10") << 0 << 16;
-    QTest::newRow("1 byte") << 1 << 16;
     QTest::newRow("15 bytes") << 15 << 16;
     QTest::newRow("16 bytes") << 16 << 32;
     QTest::newRow("33 bytes") << 33 << 48;

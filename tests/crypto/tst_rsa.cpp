@@ -68,8 +68,6 @@ private slots:
     void rsaEncryptLengths_data();
     void rsaEncryptLengths();
     void rsaEncryptIsRandomisedAndDecrypts();
-    void reversedData_data();
-    void reversedData();
     void keyImportRejectsGarbage_data();
     void keyImportRejectsGarbage();
 
@@ -190,23 +188,6 @@ void TestRsa::rsaEncryptIsRandomisedAndDecrypts() {
     QVERIFY(first != second);
     QCOMPARE(opensslDecrypt(first, cryptotest::devPrivateKeyPath()), plain);
     QCOMPARE(opensslDecrypt(second, cryptotest::devPrivateKeyPath()), plain);
-}
-
-void TestRsa::reversedData_data() {
-    QTest::addColumn<QByteArray>("input");
-    QTest::addColumn<QByteArray>("expected");
-    QTest::newRow("three bytes") << QByteArray("\x01\x02\x03") << QByteArray("\x03\x02\x01");
-    QTest::newRow("one byte") << QByteArray("x") << QByteArray("x");
-    QTest::newRow("even") << QByteArray("abcd") << QByteArray("dcba");
-}
-
-void TestRsa::reversedData() {
-    QFETCH(QByteArray, input);
-    QFETCH(QByteArray, expected);
-    QCOMPARE(zq::crypto::reversedData(input), expected);
-    const QByteArray empty = zq::crypto::reversedData(QByteArray());
-    QVERIFY(empty.isEmpty());
-    QVERIFY(!empty.isNull());
 }
 
 void TestRsa::keyImportRejectsGarbage_data() {
