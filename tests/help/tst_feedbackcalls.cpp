@@ -133,9 +133,6 @@ void TestFeedbackCalls::legacyEscaping_data() {
                                            << "100%#1";
     QTest::newRow("unsafe marks") << "\"<>\\^`{|}[]"
                                   << "%22%3C%3E%5C%5E%60%7B%7C%7D%5B%5D";
-    QTest::newRow("line break") << "a\nb"
-                                << "a%0Ab";
-    QTest::newRow("emoji") << QString::fromUtf8("\xF0\x9F\x98\x80") << "%F0%9F%98%80";
 }
 
 void TestFeedbackCalls::legacyEscaping() {
@@ -220,16 +217,9 @@ void TestFeedbackCalls::feedbackAnswers_data() {
                                 << "response not JSON" << false << QVariant();
     QTest::newRow("empty answer") << "answer" << QVariantMap{{"body", ""}} << true
                                   << "response is nil" << false << QVariant();
-    // A status outside 200-299 is the client layer's error; 201 is no error
-    // but brings no answer.
+    // The client layer's error (here for a status outside 200-299) is passed on.
     QTest::newRow("status 500") << "status" << QVariantMap{{"status", 500}} << true
                                 << "vesko.net.response" << false << QVariant();
-    QTest::newRow("status 201") << "status" << QVariantMap{{"status", 201}} << true
-                                << "response is nil" << false << QVariant();
-    QTest::newRow("garbage ciphertext")
-        << "garbage" << none << true << "Decrypt Error" << false << QVariant();
-    QTest::newRow("closed mid-answer") << "close" << none << true << "*" << false << QVariant();
-    QTest::newRow("truncated") << "truncate" << none << true << "*" << false << QVariant();
 }
 
 void TestFeedbackCalls::feedbackAnswers() {
@@ -255,9 +245,7 @@ void TestFeedbackCalls::feedbackAnswers() {
         QVERIFY(!r.error);
     } else {
         QVERIFY(r.error);
-        if (errorDomain != u"*") {
-            QCOMPARE(r.error->domain, errorDomain);
-        }
+        QCOMPARE(r.error->domain, errorDomain);
     }
     QCOMPARE(r.message.has_value(), message.isValid());
     if (message.isValid()) {
@@ -371,7 +359,6 @@ void TestFeedbackCalls::oldStyleReportOutcomes_data() {
     QTest::newRow("status 503") << "status" << QVariantMap{{"status", 503}} << true << false;
     QTest::newRow("status 201") << "status" << QVariantMap{{"status", 201}} << false << false;
     QTest::newRow("garbage with status 200") << "garbage" << QVariantMap{} << false << true;
-    QTest::newRow("closed") << "close" << QVariantMap{} << true << false;
 }
 
 void TestFeedbackCalls::oldStyleReportOutcomes() {
@@ -400,8 +387,6 @@ void TestFeedbackCalls::evaluationAddressAndBody_data() {
                              << "score=5&feedcont=%E5%A5%BD";
     QTest::newRow("delimiters") << qint64(4) << "a&b=c"
                                 << "score=4&feedcont=a&b=c";
-    QTest::newRow("empty comment") << qint64(3) << ""
-                                   << "score=3&feedcont=";
 }
 
 void TestFeedbackCalls::evaluationAddressAndBody() {
@@ -440,14 +425,8 @@ void TestFeedbackCalls::evaluationOutcomes_data() {
     QTest::newRow("code 0 as text")
         << qint64(5) << "answer" << QVariantMap{{"json", QVariantMap{{"code", "0"}}}} << "" << true;
     QTest::newRow("array") << qint64(5) << "answer" << QVariantMap{{"body", "[]"}} << "" << false;
-    QTest::newRow("empty answer") << qint64(5) << "answer" << QVariantMap{{"body", ""}} << ""
-                                  << false;
     QTest::newRow("status 500") << qint64(5) << "status" << QVariantMap{{"status", 500}}
                                 << "vesko.net.response" << false;
-    QTest::newRow("status 202") << qint64(5) << "status" << QVariantMap{{"status", 202}} << ""
-                                << false;
-    QTest::newRow("garbage") << qint64(5) << "garbage" << QVariantMap{} << "Decrypt Error" << false;
-    QTest::newRow("closed") << qint64(5) << "close" << QVariantMap{} << "*" << false;
 }
 
 void TestFeedbackCalls::evaluationOutcomes() {
@@ -469,7 +448,7 @@ void TestFeedbackCalls::evaluationOutcomes() {
     QCOMPARE(calls.size(), 1);
     QCOMPARE(calls[0].success, success);
     QCOMPARE(calls[0].error.has_value(), !errorDomain.isEmpty());
-    if (!errorDomain.isEmpty() && errorDomain != u"*") {
+    if (!errorDomain.isEmpty()) {
         QCOMPARE(calls[0].error->domain, errorDomain);
     }
 }
@@ -504,7 +483,6 @@ void TestFeedbackCalls::overviewWithoutCompletion_data() {
     QTest::newRow("no data") << QVariantMap{{"json", QVariantMap{{"code", 0}}}};
     QTest::newRow("code 1") << QVariantMap{
         {"json", QVariantMap{{"code", 1}, {"data", QVariantMap{{"a", 1}}}}}};
-    QTest::newRow("no code") << QVariantMap{{"json", QVariantMap{{"data", QVariantMap{{"a", 1}}}}}};
     QTest::newRow("not JSON") << QVariantMap{{"body", "<html/>"}};
 }
 
