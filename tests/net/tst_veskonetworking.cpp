@@ -220,9 +220,6 @@ void TestVeskoNetworking::wallHeaderRules_data() {
     QTest::newRow("without gzip asks for deflate")
         << true << QVariantMap() << "application/octet-stream" << QStringLiteral("deflate")
         << QString();
-    QTest::newRow("dictionary replaces Accept-Encoding")
-        << true << QVariantMap{{QStringLiteral("accept-encoding"), QStringLiteral("identity")}}
-        << "application/octet-stream" << QStringLiteral("identity") << QString();
 }
 
 void TestVeskoNetworking::wallHeaderRules() {
