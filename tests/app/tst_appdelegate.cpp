@@ -11,7 +11,6 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDomDocument>
-#include <QProcess>
 #include <QScreen>
 #include <QStyle>
 #include <QTemporaryDir>
@@ -60,7 +59,6 @@ private slots:
     void activateShowsOpenWindows();
     void serviceModeWaitsForTheRequest();
     void serviceModeRequestForMissingPageEnds();
-    void gapplicationReachesTheAction();
     void introspectionMatchesDescription();
 
 private:
@@ -170,9 +168,6 @@ void TestAppDelegate::launch_data() {
     QTest::newRow("about") << QStringList{"-ZQAbout"} << "ZQAbout" << true << true;
     QTest::newRow("update detail is not activated")
         << QStringList{"-ZQUpdateDetail", "-/p.pkg"} << "ZQUpdateDetail" << false << false;
-    QTest::newRow("contacts") << QStringList{"-ZQContactAuthorize"} << "ZQContactAuthorize" << true
-                              << false;
-    QTest::newRow("debug mode") << QStringList{"-ZQDebugMode"} << "ZQDebugMode" << true << false;
     QTest::newRow("feedback") << QStringList{"-ZQFeedbackWindowController"}
                               << "ZQFeedbackWindowController" << true << false;
 }
@@ -464,23 +459,6 @@ void TestAppDelegate::serviceModeRequestForMissingPageEnds() {
     QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
     QTRY_COMPARE(_terminated->count(), 1);
     QCOMPARE(_terminated->first().first().toInt(), 0);
-}
-
-void TestAppDelegate::gapplicationReachesTheAction() {
-    const QString tool = QStandardPaths::findExecutable(QStringLiteral("gapplication"));
-    if (tool.isEmpty()) {
-        QSKIP("gapplication (libglib2.0-bin) is not installed");
-    }
-    start({QStringLiteral("-ZQFeedbackWindowController")}, {}, true);
-    QProcess process;
-    process.start(tool, {QStringLiteral("action"), QStringLiteral("com.vesko.ZQAssistPanel"),
-                         QStringLiteral("ZQDebugMode")});
-    QSignalSpy finished(&process, &QProcess::finished);
-    QVERIFY(finished.wait(20000));
-    QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData());
-    QVERIFY(page(QStringLiteral("ZQDebugMode")));
-    QCOMPARE(page(QStringLiteral("ZQDebugMode"))->events, QStringList{"show ZQDebugMode"});
-    QVERIFY(page(QStringLiteral("ZQDebugMode"))->window()->isVisible());
 }
 
 namespace {
