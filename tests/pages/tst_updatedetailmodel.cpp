@@ -127,10 +127,6 @@ void TestUpdateDetailModel::setUp_data() {
         << QVariant("silent") << QVariant("7.0.1") << "" << kDefaultLayout;
     QTest::newRow("mode with a trailing blank keeps the layout")
         << QVariant("Silent ") << QVariant("7.0.1") << "" << kDefaultLayout;
-    QTest::newRow("numeric mode keeps the layout")
-        << QVariant(qint64(1)) << QVariant("7.0.1") << "" << kDefaultLayout;
-    QTest::newRow("dictionary mode keeps the layout")
-        << QVariant(QVariantMap{{"Silent", true}}) << QVariant("7.0.1") << "" << kDefaultLayout;
 }
 
 void TestUpdateDetailModel::setUp() {
@@ -292,15 +288,6 @@ void TestUpdateDetailModel::choiceFile_data() {
                                        << QVariantMap{{"notifyType", "ignore"}};
     QTest::newRow("truncated binary is replaced")
         << binary.left(binary.size() - 12) << false << QVariantMap{{"notifyType", "promptLater"}};
-    QTest::newRow("binary header only is replaced")
-        << binary.left(8) << true << QVariantMap{{"notifyType", "ignore"}};
-    QTest::newRow("empty file is replaced")
-        << QByteArray("") << true << QVariantMap{{"notifyType", "ignore"}};
-    QTest::newRow("text that is no property list is replaced")
-        << QByteArray("notifyType=ignore\n") << false << QVariantMap{{"notifyType", "promptLater"}};
-    QTest::newRow("string property list is replaced")
-        << platform::Plist::serialize(QVariant("ignore")) << false
-        << QVariantMap{{"notifyType", "promptLater"}};
 }
 
 void TestUpdateDetailModel::choiceFile() {
