@@ -79,10 +79,6 @@ void TestDrawingUtils::partRects_data() {
     QTest::addColumn<QRectF>("seventh");  // top-left part
     QTest::addColumn<QRectF>("last");     // top-right part
 
-    QTest::newRow("even grid") << QRectF(10, 10, 10, 10) << QRectF(0, 0, 30, 30) << true
-                               << QRectF(0, 0, 10, 10) << QRectF(20, 0, 10, 10)
-                               << QRectF(10, 10, 10, 10) << QRectF(0, 20, 10, 10)
-                               << QRectF(20, 20, 10, 10);
     QTest::newRow("outer origin moves every part")
         << QRectF(4, 2, 6, 3) << QRectF(100, 50, 20, 10) << true << QRectF(100, 50, 4, 2)
         << QRectF(110, 50, 10, 2) << QRectF(104, 52, 6, 3) << QRectF(100, 55, 4, 5)
@@ -153,8 +149,6 @@ void TestDrawingUtils::destinationParts_data() {
     QTest::addColumn<QSizeF>("topMiddle");
     QTest::addColumn<QSizeF>("leftMiddle");
     QTest::addColumn<QSizeF>("centre");
-    QTest::newRow("100 x 30") << QSizeF(100, 30) << 1.0 << QSizeF(10, 10) << QSizeF(80, 10)
-                              << QSizeF(10, 10) << QSizeF(80, 10);
     QTest::newRow("100 x 60") << QSizeF(100, 60) << 1.0 << QSizeF(10, 10) << QSizeF(80, 10)
                               << QSizeF(10, 40) << QSizeF(80, 40);
     QTest::newRow("margins scaled by 2") << QSizeF(100, 60) << 2.0 << QSizeF(20, 20)
