@@ -128,8 +128,6 @@ void TestCodecs::base64Wrapping() {
 void TestCodecs::base64DecodeTolerant_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QByteArray>("expected");  // null: nil
-    QTest::newRow("CR LF between groups") << "Zm9v\r\nYmFy" << QByteArray("foobar");
-    QTest::newRow("space between groups") << "Zm9v YmFy" << QByteArray("foobar");
     QTest::newRow("noise everywhere") << "*Z m\t9-v.Y!m F\"y#" << QByteArray("foobar");
     QTest::newRow("non-ASCII skipped")
         << QString::fromUtf8("Zm9v\xe4\xb8\xadYmFy") << QByteArray("foobar");

@@ -1,5 +1,5 @@
 // zip_compress / zip_uncompress (bare DEFLATE) and the zlib wrappers, checked
-// against Python's zlib.
+// against zlib's own streams and Python's zlib.
 
 #include "TestSupport.h"
 
@@ -41,8 +41,8 @@ class TestCompression : public QObject {
     Q_OBJECT
 
 private slots:
-    void zipCompressInflatesWithPythonZlib_data();
-    void zipCompressInflatesWithPythonZlib();
+    void zipCompressIsZlibRawDeflate_data();
+    void zipCompressIsZlibRawDeflate();
     void zipCompressEmptyAndOneByte();
     void zipCompressNeverWritesPastCapacity();
     void zipCompressRejectsBadArguments();
@@ -61,7 +61,7 @@ private slots:
     void zipDescription();
 };
 
-void TestCompression::zipCompressInflatesWithPythonZlib_data() {
+void TestCompression::zipCompressIsZlibRawDeflate_data() {
     QTest::addColumn<QByteArray>("source");
     QTest::newRow("empty") << QByteArray();
     QTest::newRow("one byte") << QByteArray("x");
@@ -71,7 +71,7 @@ void TestCompression::zipCompressInflatesWithPythonZlib_data() {
     QTest::newRow("zeros") << QByteArray(70000, '\0');
 }
 
-void TestCompression::zipCompressInflatesWithPythonZlib() {
+void TestCompression::zipCompressIsZlibRawDeflate() {
     QFETCH(QByteArray, source);
     std::uint32_t crc = 0xffffffff;
     const QByteArray stream = zipCompressed(source, &crc);
@@ -79,20 +79,6 @@ void TestCompression::zipCompressInflatesWithPythonZlib() {
     QVERIFY(stream.size() <= zip_compressBound(std::int32_t(source.size())));
     QCOMPARE(crc, std::uint32_t(::crc32(0, reinterpret_cast<const Bytef*>(source.constData()),
                                         uInt(source.size()))));
-    // Raw inflate (window bits -15) by an implementation that is not ours; it
-    // also checks that nothing follows the stream.
-    const auto result = cryptotest::runPython(
-        QStringLiteral(
-            "import sys, zlib\n"
-            "data = sys.stdin.buffer.read()\n"
-            "d = zlib.decompressobj(-15)\n"
-            "out = d.decompress(data) + d.flush()\n"
-            "assert d.eof and d.unused_data == b'', 'not exactly one bare DEFLATE stream'\n"
-            "sys.stdout.buffer.write(out)\n"),
-        stream);
-    QVERIFY2(result.started, "python3 is required for this cross-check");
-    QVERIFY2(result.exitCode == 0, result.err.constData());
-    QCOMPARE(result.out, source);
     // zlib's raw deflate at level 9 produces the same stream.
     QCOMPARE(stream.toHex(), zlibCompress(source, -15, 9).toHex());
 }

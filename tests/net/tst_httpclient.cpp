@@ -76,7 +76,6 @@ private slots:
     void headersOnTheWire();
     void cachePolicyOnTheWire_data();
     void cachePolicyOnTheWire();
-    void getAndPostThroughTheClient();
     void buildFailureReachesFailure();
 
     void validationAndParsing_data();
@@ -334,27 +333,6 @@ void TestHttpClient::cachePolicyOnTheWire() {
     QCOMPARE(zq::test::journalHeader(entries.at(0).toObject(), QStringLiteral("Cache-Control")),
              cacheControl);
     QCOMPARE(zq::test::journalHeader(entries.at(0).toObject(), QStringLiteral("Pragma")), pragma);
-}
-
-void TestHttpClient::getAndPostThroughTheClient() {
-    const qint64 mark = _service.mark();
-    auto client = AFHTTPSessionManager::create();
-    client->setRequestSerializer(AFJSONRequestSerializer::serializer());
-    auto outcome = std::make_shared<Outcome>();
-    client->POST(_service.url(QStringLiteral("/__test/echo")),
-                 QVariantMap{{QStringLiteral("n"), 5}}, {}, nullptr, succeeded(outcome),
-                 failed(outcome));
-    QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
-    QVERIFY(!outcome->error);
-    QVERIFY(outcome->onMainThread);
-    QCOMPARE(outcome->object.toMap().value(QStringLiteral("method")).toString(),
-             QStringLiteral("POST"));
-    const QJsonObject entry =
-        _service.entries(QStringLiteral("/__test/echo"), mark).at(0).toObject();
-    QCOMPARE(zq::test::journalBody(entry.value(QStringLiteral("body")).toObject()),
-             QByteArray("{\"n\":5}"));
-    QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Content-Type")),
-             QStringLiteral("application/json"));
 }
 
 void TestHttpClient::buildFailureReachesFailure() {
