@@ -15,6 +15,8 @@ class TestAlertWindow : public QObject {
 
 private slots:
     void initTestCase();
+    void init();
+    void cleanup() { page_.reset(); }
     void oneSharedInstance();
     void answers_data();
     void answers();
@@ -23,10 +25,20 @@ private slots:
     void hideDropsTheCompletion();
     void boxKeepsItsPlaceFromTheLowerLeft();
     void drawsTheDimmedPageAndTheBox();
+
+private:
+    // The page window each alert is shown over, as on the About page.
+    std::unique_ptr<ZQCustomWindow> page_;
 };
 
 void TestAlertWindow::initTestCase() {
     platform::installTranslations(qApp);
+}
+
+void TestAlertWindow::init() {
+    page_ = std::make_unique<ZQCustomWindow>(QSize(390, 287));
+    page_->show();
+    QVERIFY(QTest::qWaitForWindowExposed(page_.get()));
 }
 
 void TestAlertWindow::oneSharedInstance() {
@@ -50,9 +62,7 @@ void TestAlertWindow::answers_data() {
 
 void TestAlertWindow::answers() {
     QFETCH(QString, how);
-    ZQCustomWindow page(QSize(390, 287));
-    page.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&page));
+    ZQCustomWindow& page = *page_;
     ZQAlertWindow alert;
     QList<bool> calls;
     alert.showInWindow(&page, QStringLiteral("标题"), QStringLiteral("正文"),
@@ -82,9 +92,7 @@ void TestAlertWindow::answers() {
 }
 
 void TestAlertWindow::secondShowingReplacesTheCompletion() {
-    ZQCustomWindow page(QSize(390, 287));
-    page.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&page));
+    ZQCustomWindow& page = *page_;
     ZQAlertWindow alert;
     int firstCalls = 0;
     QList<bool> secondCalls;
@@ -101,9 +109,7 @@ void TestAlertWindow::secondShowingReplacesTheCompletion() {
 }
 
 void TestAlertWindow::completionMayShowTheAlertAgain() {
-    ZQCustomWindow page(QSize(390, 287));
-    page.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&page));
+    ZQCustomWindow& page = *page_;
     ZQAlertWindow alert;
     QList<bool> later;
     alert.showInWindow(&page, QStringLiteral("一"), QString(), [&](bool) {
@@ -119,9 +125,7 @@ void TestAlertWindow::completionMayShowTheAlertAgain() {
 }
 
 void TestAlertWindow::hideDropsTheCompletion() {
-    ZQCustomWindow page(QSize(390, 287));
-    page.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&page));
+    ZQCustomWindow& page = *page_;
     ZQAlertWindow alert;
     int calls = 0;
     alert.showInWindow(&page, QStringLiteral("t"), QStringLiteral("d"),
@@ -140,10 +144,8 @@ void TestAlertWindow::hideDropsTheCompletion() {
 
 void TestAlertWindow::boxKeepsItsPlaceFromTheLowerLeft() {
     const QSize pageSize(390, 287);
-    ZQCustomWindow page(pageSize);
+    ZQCustomWindow& page = *page_;
     page.move(40, 30);
-    page.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&page));
     ZQAlertWindow alert;
     alert.showInWindow(page.contentView(), QStringLiteral("t"), QStringLiteral("d"), {});
     // Laid exactly over the page's window.
@@ -161,9 +163,7 @@ void TestAlertWindow::boxKeepsItsPlaceFromTheLowerLeft() {
 }
 
 void TestAlertWindow::drawsTheDimmedPageAndTheBox() {
-    ZQCustomWindow page(QSize(390, 287));
-    page.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&page));
+    ZQCustomWindow& page = *page_;
     ZQAlertWindow alert;
     alert.showInWindow(&page, QStringLiteral("是否进入协助调试模式？"), QStringLiteral("说明"), {});
     const QImage image = controls_test::render(&alert, 2.0, Qt::white);
