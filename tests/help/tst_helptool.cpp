@@ -64,15 +64,15 @@ void TestHelpTool::init() {
     QVERIFY(_service.clearFaults());
 }
 
-// `args` split at spaces; `field` is "key=value" of the printed JSON (value
-// compared as text, "null" for null); `stderrText` must appear on standard
+// `args` split at spaces; `fields` are "key=value" of the printed JSON,
+// separated by ";" (value compared as text, "null" for null); `stderrText` must appear on standard
 // error. Argument errors (status 2) and refused input send nothing.
 void TestHelpTool::commands_data() {
     QTest::addColumn<QString>("args");
     QTest::addColumn<QString>("faultPath");
     QTest::addColumn<QVariantMap>("fault");
     QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QString>("field");
+    QTest::addColumn<QString>("fields");
     QTest::addColumn<QString>("stderrText");
     const QVariantMap none;
     auto row = [](const char* name, const QString& args, int exitCode, const QString& field,
@@ -80,8 +80,10 @@ void TestHelpTool::commands_data() {
                   const QVariantMap& fault = {}) {
         QTest::newRow(name) << args << path << fault << exitCode << field << stderrText;
     };
-    row("help fetch through the wall", "help fetch --version 1", 0, "version=3", "");
-    row("help fetch --plain, up to date", "help fetch --plain --version 3", 0, "entries=null", "");
+    row("help fetch through the wall", "help fetch --version 1", 0,
+        "request=wall;upToDate=false;version=3;error=null", "");
+    row("help fetch --plain, up to date", "help fetch --plain --version 3", 0,
+        "request=plain;upToDate=true;entries=null", "");
     row("help fetch, error text", "help fetch", 1, "error=failed to decrypt data",
         "failed to decrypt data", "/q", {{"name", "garbage"}});
     // The help list call does not look at the status; the tool shows it.
@@ -109,7 +111,7 @@ void TestHelpTool::commands() {
     QFETCH(QString, faultPath);
     QFETCH(QVariantMap, fault);
     QFETCH(int, exitCode);
-    QFETCH(QString, field);
+    QFETCH(QString, fields);
     QFETCH(QString, stderrText);
     if (!faultPath.isEmpty()) {
         QVariantMap options = fault;
@@ -125,7 +127,7 @@ void TestHelpTool::commands() {
     const ToolRun run = runTool(args.split(u' '));
     QVERIFY2(run.exitCode == exitCode,
              qPrintable(QStringLiteral("exit %1: %2").arg(run.exitCode).arg(run.stderrText)));
-    if (!field.isEmpty()) {
+    for (const QString& field : fields.split(u';', Qt::SkipEmptyParts)) {
         const QString key = field.section(u'=', 0, 0);
         QVERIFY2(run.json.contains(key), qPrintable(key));
         const QJsonValue v = run.json.value(key);
@@ -176,8 +178,17 @@ void TestHelpTool::feedbackWithPictures() {
     QCOMPARE(QByteArray::fromBase64(entries[1].toObject().value("data").toString().toLatin1()),
              QByteArray(5000, 'j'));
 
+    QCOMPARE(run.json.value("oldStyleReport").toObject().value("success").toBool(), true);
+    // Both reports name the archive.
+    const QJsonObject report = _service.entries("/macfb/v1/macfeedback", mark)[0].toObject();
+    QStringList fileNames;
+    for (const QJsonValue& p : report.value("multipart").toObject().value("parts").toArray()) {
+        fileNames << p.toObject().value("filename").toString();
+    }
+    QVERIFY(fileNames.contains(archive.value("name").toString()));
     const QJsonObject lost = _service.entries("/lost.gif", mark)[0].toObject();
     const auto args = helptest::argsOf(lost.value("decrypted").toObject().value("args").toArray());
+    QCOMPARE(args.value("reason"), QString("-1"));
     QCOMPARE(args.value("isAtta"), QString("1"));
     QCOMPARE(args.value("attaName"), archive.value("name").toString());
 }
