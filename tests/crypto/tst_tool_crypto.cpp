@@ -65,6 +65,7 @@ void TestToolCrypto::commands_data() {
     row("base64 help", {"base64", "--help"}, {}, 0, "usage: vesko-tool base64...", {});
     row("md5 help", {"md5", "--help"}, {}, 0, "usage: vesko-tool md5...", {});
     row("crc32 help", {"crc32", "-h"}, {}, 0, "usage: vesko-tool crc32...", {});
+    row("wall help", {"wall", "--help"}, {}, 0, "usage: vesko-tool wall...", {});
     row("wall decrypt help", {"wall", "decrypt", "--help"}, {}, 0, "usage: vesko-tool wall...", {});
     row("base64 without action", {"base64"}, {}, 2, {}, "vesko-tool: ");
     row("base64 unknown action", {"base64", "rot13"}, {}, 2, {}, "vesko-tool: ");
