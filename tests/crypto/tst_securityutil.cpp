@@ -106,7 +106,6 @@ private slots:
     void archiveRefusesValuesWithoutForm_data();
     void archiveRefusesValuesWithoutForm();
     void systemArchiverFixtureReadsBack();
-    void systemArchiverFixtureInBinaryForm();
     void unarchiveRejectsMalformed_data();
     void unarchiveRejectsMalformed();
     void allowedClasses_data();
@@ -226,23 +225,6 @@ void TestSecurityUtil::systemArchiverFixtureReadsBack() {
                  .has_value());
     // And it has no "root".
     QVERIFY(!KeyedArchive::unarchive(bytes, AllowedClasses::AllPropertyListTypes).has_value());
-}
-
-void TestSecurityUtil::systemArchiverFixtureInBinaryForm() {
-    const QByteArray xml =
-        readAll(cryptotest::dataPath(QStringLiteral("system_archiver_dict.xml")));
-    const auto converted = cryptotest::runPython(
-        QStringLiteral("import sys, plistlib\n"
-                       "v = plistlib.loads(sys.stdin.buffer.read())\n"
-                       "sys.stdout.buffer.write(plistlib.dumps(v, fmt=plistlib.FMT_BINARY))\n"),
-        xml);
-    QVERIFY2(converted.exitCode == 0, converted.err.constData());
-    // plistlib keeps the archiver's CF$UID dictionaries as such; the reader
-    // takes both those and binary UIDs.
-    const auto value = KeyedArchive::unarchiveTopObject(converted.out, QStringLiteral("$0"),
-                                                        AllowedClasses::AllPropertyListTypes);
-    QVERIFY(value.has_value());
-    QCOMPARE(value->toMap().value(QStringLiteral("string")), QVariant(QStringLiteral("string")));
 }
 
 void TestSecurityUtil::unarchiveRejectsMalformed_data() {
