@@ -99,11 +99,6 @@ void ZQCustomBgView::setBgGradientStops(const QGradientStops& stops) {
     update();
 }
 
-void ZQCustomBgView::clearBgGradient() {
-    _bgGradientY.reset();
-    update();
-}
-
 void ZQCustomBgView::setBgStrokeColorForNormal(const QColor& normal, const QColor& hover,
                                                const QColor& click, qreal radius) {
     _isTristateBg = true;

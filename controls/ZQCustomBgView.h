@@ -41,7 +41,6 @@ public:
     void setBgGradient(const QColor& top, const QColor& bottom);
     // A gradient with more stops (0 = top, 1 = bottom).
     void setBgGradientStops(const QGradientStops& stops);
-    void clearBgGradient();
 
     // Tristate border (pointer): three colours, both radii = radius.
     void setBgStrokeColorForNormal(const QColor& normal, const QColor& hover, const QColor& click,

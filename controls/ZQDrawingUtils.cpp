@@ -250,11 +250,6 @@ void ZQCustomTextField::setTextColor(const QColor& color) {
     setPalette(p);
 }
 
-QRect ZQCustomTextField::adjustedTextRect() const {
-    const QMargins m = textMargins();
-    return rect().adjusted(m.left(), m.top(), -m.right(), -m.bottom());
-}
-
 void ZQCustomTextField::applyInset() {
     // A field lower than one line keeps its whole height for the text.
     const int inset = std::max(0, _cell.verticalInset(height()));

@@ -85,8 +85,6 @@ public:
 
     void setDrawsBackground(bool draws);
     void setTextColor(const QColor& color);
-    // The rectangle (widget coordinates) the text is laid out in.
-    QRect adjustedTextRect() const;
 
 protected:
     void resizeEvent(QResizeEvent* event) override;

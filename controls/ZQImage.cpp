@@ -201,10 +201,6 @@ ZQImage ZQImage::fromImage(const QImage& source) {
     return image;
 }
 
-ZQImage ZQImage::fromPixmap(const QPixmap& pixmap) {
-    return fromImage(pixmap.toImage());
-}
-
 QString ZQImage::name() const {
     return d_ ? d_->name : QString();
 }

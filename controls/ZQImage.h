@@ -28,7 +28,6 @@ public:
     static ZQImage fromFile(const QString& path);
     // A raster picture; its device pixel ratio gives its size in points.
     static ZQImage fromImage(const QImage& image);
-    static ZQImage fromPixmap(const QPixmap& pixmap);
 
     bool isNull() const { return !d_; }
     explicit operator bool() const { return !isNull(); }

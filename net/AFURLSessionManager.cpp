@@ -413,10 +413,6 @@ AFURLSessionTask::AFURLSessionTask(std::shared_ptr<TaskState> state,
                                    std::shared_ptr<SessionCore> core)
     : _state(std::move(state)), _core(std::move(core)) {}
 
-quint64 AFURLSessionTask::taskIdentifier() const {
-    return _state->id;
-}
-
 AFURLSessionTask::State AFURLSessionTask::state() const {
     switch (_state->state.load()) {
         case TaskState::kSuspended:
@@ -428,10 +424,6 @@ AFURLSessionTask::State AFURLSessionTask::state() const {
         default:
             return State::kCompleted;
     }
-}
-
-const Request& AFURLSessionTask::originalRequest() const {
-    return _state->request;
 }
 
 OptionalResponse AFURLSessionTask::response() const {

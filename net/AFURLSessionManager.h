@@ -33,9 +33,7 @@ class AFURLSessionTask {
 public:
     enum class State { kSuspended, kRunning, kCanceling, kCompleted };
 
-    quint64 taskIdentifier() const;
     State state() const;
-    const zq::net::Request& originalRequest() const;
     // The answer, once its headers arrived; none before and for failures
     // without an answer. Read it from the completion.
     zq::net::OptionalResponse response() const;

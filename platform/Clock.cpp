@@ -131,10 +131,4 @@ void ManualClock::advance(Milliseconds step) {
     std::erase_if(_entries, [](const auto& entry) { return !entry->active; });
 }
 
-int ManualClock::activeTimerCount() const {
-    return static_cast<int>(std::count_if(_entries.begin(), _entries.end(), [](const auto& entry) {
-        return entry->active && (!entry->hasContext || entry->context);
-    }));
-}
-
 }  // namespace platform

@@ -63,8 +63,6 @@ public:
     void advance(Milliseconds step);
     // Sets the time without firing anything (a change of the system clock).
     void setNow(const QDateTime& now) { _now = now; }
-    // Timers that are still running.
-    int activeTimerCount() const;
 
 private:
     struct Entry;

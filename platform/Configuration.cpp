@@ -118,12 +118,6 @@ QString supportEmail() {
     return address.isEmpty() ? QStringLiteral("support@vesko.example") : address;
 }
 
-QString activeFile() {
-    QMutexLocker lock(&state().mutex);
-    settingsLocked();
-    return state().file;
-}
-
 void reload() {
     QMutexLocker lock(&state().mutex);
     state().settings.reset();

@@ -32,8 +32,6 @@ QString analyticsEndpoint();
 bool analyticsEnabled();
 QString supportEmail();
 
-// Path of the file in effect ("" when the embedded default is used).
-QString activeFile();
 // Drops the cached file so that the next read sees a changed VESKO_CONFIG (tests).
 void reload();
 

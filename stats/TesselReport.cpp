@@ -314,9 +314,3 @@ int TesselReport::pendingCount() {
     return callerQueue()->count();
 }
 
-int TesselReport::clearQueue() {
-    if (_shutDown) {
-        return AnalyticsQueue(_documentPath).clear();
-    }
-    return callerQueue()->clear();
-}

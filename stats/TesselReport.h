@@ -141,8 +141,6 @@ public:
     void flushAll();
     // Events waiting in the queue (of every process); -1 when it cannot be read.
     int pendingCount();
-    // Empties the queue.
-    int clearQueue();
 
     // Stops the sender, waits for its thread and closes the calling thread's
     // connection to the queue. A request in flight may finish within

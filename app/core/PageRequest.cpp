@@ -40,14 +40,6 @@ const QList<PageInfo>& pages() {
     return all;
 }
 
-QStringList pageNames() {
-    QStringList names;
-    for (const PageInfo& page : pages()) {
-        names.append(page.pageName);
-    }
-    return names;
-}
-
 const PageInfo* findPage(const QString& pageName) {
     for (const PageInfo& page : pages()) {
         if (page.pageName == pageName) {

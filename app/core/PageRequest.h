@@ -29,7 +29,6 @@ struct PageInfo {
 
 // The seven page names, exact and case-sensitive, in a fixed order.
 const QList<PageInfo>& pages();
-QStringList pageNames();
 // The page of that exact name, or null.
 const PageInfo* findPage(const QString& pageName);
 

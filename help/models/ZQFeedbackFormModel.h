@@ -129,7 +129,6 @@ private:
     bool checkInput();
     bool zipFileOfPicts(const QString& name);
     bool uploadDictFile(const QString& path);
-    void reportFinished(bool error, bool success, const std::optional<QString>& message);
     void draftChanged();
     void saveDraft();
 
