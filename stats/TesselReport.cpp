@@ -313,4 +313,3 @@ int TesselReport::pendingCount() {
     }
     return callerQueue()->count();
 }
-

@@ -68,6 +68,17 @@ wait_windows() {
     fail "expected $2 window(s) titled '$1', found $(count_windows "$1")"
 }
 
+# wait_text TITLE NAME TEXT: the control NAME of the window shows TEXT (20 s at most); the
+# offline page, for one, is put in after the first paint.
+wait_text() {
+    local i
+    for ((i = 0; i < 200; i++)); do
+        [[ $(atspi text "$1" "$2" 2>/dev/null) == *"$3"* ]] && return 0
+        sleep 0.1
+    done
+    return 1
+}
+
 # wait_exit PID: the process ends (20 s at most); its status goes to $exit_status.
 exit_status=
 wait_exit() {
@@ -200,7 +211,7 @@ echo "not a module" > "$plugins/ZQChangeLogView.so"
 VESKO_PLUGINS="$plugins" "$app" -ZQUpdateDetail "-$pkg" -UpdateByPkg -2.1.0 2> "$ZQ_TEST_ROOT/app1c.log" &
 pid=$!
 wait_windows "$title" 1
-atspi text "$title" "ChangeLog" | grep -q "暂时无法获取更新内容" || fail "no offline page"
+wait_text "$title" "ChangeLog" "暂时无法获取更新内容" || fail "no offline page"
 ! maps_web_engine "$pid" || fail "the web engine was loaded from a broken module"
 atspi press "$title" "忽略该版本" "push button" || fail "no ignore button to press"
 wait_exit "$pid"
