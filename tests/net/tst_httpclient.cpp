@@ -365,6 +365,9 @@ void TestHttpClient::validationAndParsing_data() {
     QTest::newRow("raw 299 is still success")
         << false << any << 299 << "text/plain" << QByteArray("x") << QString()
         << QVariant(QByteArray("x"));
+    QTest::newRow("raw 300 is the first failure")
+        << false << any << 300 << "text/plain" << QByteArray("mc")
+        << "Request failed: multiple choices (300)" << QVariant(QByteArray("mc"));
     QTest::newRow("raw 404 keeps the body")
         << false << any << 404 << "text/plain" << QByteArray("nf")
         << "Request failed: not found (404)" << QVariant(QByteArray("nf"));
