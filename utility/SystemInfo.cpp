@@ -42,43 +42,6 @@ std::optional<QString> infoText(const QString& key) {
     return platform::scalarText(info->value(key));
 }
 
-// The truth of a value the way the input method's own readers take it:
-// booleans and numbers as they are; texts true when they start (after
-// blanks, a sign and zeros) with Y, y, T, t or a digit 1 to 9.
-bool truthOf(const QVariant& value) {
-    switch (value.metaType().id()) {
-        case QMetaType::Bool:
-            return value.toBool();
-        case QMetaType::LongLong:
-        case QMetaType::ULongLong:
-        case QMetaType::Int:
-        case QMetaType::UInt:
-            return value.toLongLong() != 0;
-        case QMetaType::Double:
-            return value.toDouble() != 0.0;
-        case QMetaType::QString: {
-            const QString text = value.toString();
-            qsizetype i = 0;
-            while (i < text.size() && text.at(i).isSpace()) {
-                ++i;
-            }
-            if (i < text.size() && (text.at(i) == u'+' || text.at(i) == u'-')) {
-                ++i;
-            }
-            while (i < text.size() && text.at(i) == u'0') {
-                ++i;
-            }
-            if (i >= text.size()) {
-                return false;
-            }
-            const QChar c = text.at(i);
-            return c == u'Y' || c == u'y' || c == u'T' || c == u't' || (c >= u'1' && c <= u'9');
-        }
-        default:
-            return false;
-    }
-}
-
 struct SystemVersionValues {
     std::optional<QString> productVersion;
     std::optional<QString> buildVersion;
@@ -267,13 +230,13 @@ std::optional<QVariantMap> GetInfoDictionary() {
 bool ZQInputMethodIsPreviewTestVersion() {
     ZQ_RUN_LOG(ZQLogType::Utility, QStringLiteral("beg"));
     const auto info = GetInfoDictionary();
-    return info && truthOf(info->value(QStringLiteral("ZQVersionForPreviewTest")));
+    return info && platform::boolValue(info->value(QStringLiteral("ZQVersionForPreviewTest")));
 }
 
 bool ZQInputMethodIsInternalTestVersion() {
     ZQ_RUN_LOG(ZQLogType::Utility, QStringLiteral("beg"));
     const auto info = GetInfoDictionary();
-    return info && truthOf(info->value(QStringLiteral("ZQVersionForInternalTest")));
+    return info && platform::boolValue(info->value(QStringLiteral("ZQVersionForInternalTest")));
 }
 
 std::optional<QString> GetInputMethodVersion() {
