@@ -207,7 +207,10 @@ bool isAbsentOrNull(const QVariant& value) {
     return !value.isValid() || value.metaType().id() == QMetaType::Nullptr;
 }
 
-std::optional<qint64> numberValue(const QVariant& value) {
+namespace {
+
+// Numbers of a property list: integers, reals and booleans.
+bool isNumber(const QVariant& value) {
     switch (value.metaType().id()) {
         case QMetaType::Bool:
         case QMetaType::Int:
@@ -220,32 +223,26 @@ std::optional<qint64> numberValue(const QVariant& value) {
         case QMetaType::UShort:
         case QMetaType::Double:
         case QMetaType::Float:
-            return integerValue(value);
+            return true;
         default:
-            return std::nullopt;
+            return false;
     }
 }
 
+}  // namespace
+
+std::optional<qint64> numberValue(const QVariant& value) {
+    return isNumber(value) ? std::optional<qint64>(integerValue(value)) : std::nullopt;
+}
+
 std::optional<QString> scalarText(const QVariant& value) {
-    switch (value.metaType().id()) {
-        case QMetaType::QString:
-            return value.toString();
-        case QMetaType::Int:
-        case QMetaType::UInt:
-        case QMetaType::Long:
-        case QMetaType::ULong:
-        case QMetaType::LongLong:
-        case QMetaType::ULongLong:
-        case QMetaType::Short:
-        case QMetaType::UShort:
-        case QMetaType::Double:
-        case QMetaType::Float:
-        case QMetaType::Bool:
-        case QMetaType::QDateTime:
-            return textForm(value);
-        default:
-            return std::nullopt;
+    if (value.metaType().id() == QMetaType::QString) {
+        return value.toString();
     }
+    if (isNumber(value) || value.metaType().id() == QMetaType::QDateTime) {
+        return textForm(value);
+    }
+    return std::nullopt;
 }
 
 }  // namespace platform
