@@ -65,454 +65,426 @@ class TestFeedbackCalls : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
+    void initTestCase() {
+        QVERIFY(helptest::prepareMachine());
+        QVERIFY(platform::installTranslations(QCoreApplication::instance()));
+        QVERIFY2(_service.start(), qPrintable(_service.errorString()));
+    }
 
-    void legacyEscaping_data();
-    void legacyEscaping();
+    void init() { QVERIFY(_service.clearFaults()); }
 
-    void feedbackWithAttachment();
-    void feedbackWithoutPictures();
-    void feedbackAnswers_data();
-    void feedbackAnswers();
+    void legacyEscaping_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("escaped");
+        QTest::newRow("delimiters kept") << "a&b=c?d/e:f"
+                                         << "a&b=c?d/e:f";
+        QTest::newRow("space") << "a b"
+                               << "a%20b";
+        QTest::newRow("chinese") << QString::fromUtf8("好") << "%E5%A5%BD";
+        QTest::newRow("percent and hash kept") << "100%#1"
+                                               << "100%#1";
+        QTest::newRow("unsafe marks") << "\"<>\\^`{|}[]"
+                                      << "%22%3C%3E%5C%5E%60%7B%7C%7D%5B%5D";
+    }
 
-    void uploadSendsTheFileAsItIs();
-    void uploadThatCannotStart();
+    void legacyEscaping() {
+        QFETCH(QString, text);
+        QFETCH(QString, escaped);
+        QCOMPARE(ZQHelpListInfoDataManager::addingLegacyPercentEscapes(text), escaped);
+    }
 
-    void oldStyleReport();
-    void oldStyleReportOutcomes_data();
-    void oldStyleReportOutcomes();
+    void feedbackWithAttachment() {
+        const QByteArray archive = sample(1000);
+        QVERIFY(writeFile(platform::Locations::homeDir() + "/Downloads/fb.zip", archive));
+        const qint64 mark = _service.mark();
+        QList<Result> calls;
+        submitFeedback(QString::fromUtf8("输入法在终端里无法切换，请帮忙看看"), true,
+                       QStringLiteral("zipOfFeedback_X_1.zip"),
+                       QStringLiteral("~/Downloads/fb.zip"), &calls);
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        settle();
+        QCOMPARE(calls.size(), 1);
+        QCOMPARE(calls[0].error.has_value(), false);
+        QVERIFY(calls[0].success);
+        QCOMPARE(calls[0].message,
+                 std::optional<QString>(QString::fromUtf8("提交成功，感谢您的反馈！")));
+        QVERIFY(calls[0].mainThread);
 
-    void evaluationAddressAndBody_data();
-    void evaluationAddressAndBody();
-    void evaluationOutcomes_data();
-    void evaluationOutcomes();
+        const QJsonArray entries = _service.entries("/macfb/v1/macfeedback", mark);
+        QCOMPARE(entries.size(), 1);
+        const QJsonObject e = entries[0].toObject();
+        QCOMPARE(e.value("path").toString(), QString("/q"));
+        const QJsonObject d = e.value("decrypted").toObject();
+        QCOMPARE(d.value("u").toString(), _service.baseUrl() + "/macfb/v1/macfeedback");
+        QCOMPARE(d.value("g").toString(), QStringLiteral("mac_h=%1&mac_v=%2&mac_r=%3&mac_os=%4")
+                                              .arg(helptest::kDeviceId, helptest::kImVersion,
+                                                   helptest::kChannel, helptest::kSystemVersion));
+        QCOMPARE(e.value("multipart").toObject().value("boundary").toString(), kBoundary);
+        QCOMPARE(partNames(e), (QStringList{"attaName", "contact", "detail", "isAtta", "file"}));
+        QCOMPARE(part(e, "isAtta").value("value").toString(), QString("1"));
+        QCOMPARE(part(e, "attaName").value("value").toString(), QString("zipOfFeedback_X_1.zip"));
+        QCOMPARE(part(e, "detail").value("value").toString(),
+                 QString::fromUtf8("输入法在终端里无法切换，请帮忙看看"));
+        QCOMPARE(part(e, "file").value("filename").toString(), QString("zipOfFeedback_X_1.zip"));
+        QCOMPARE(part(e, "file").value("len").toInt(), 1000);
+        const QJsonArray stored = e.value("stored").toArray();
+        QCOMPARE(stored.size(), 1);
+        QCOMPARE(readFile(stored[0].toString()), archive);
+    }
 
-    void overview();
-    void overviewWithoutCompletion_data();
-    void overviewWithoutCompletion();
-    void overviewError();
+    void feedbackWithoutPictures() {
+        const qint64 mark = _service.mark();
+        QList<Result> calls;
+        submitFeedback(QString::fromUtf8("没有图片的反馈内容足够长"), false, QString(), QString(),
+                       &calls);
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        QVERIFY(calls[0].success);
+        const QJsonObject e = _service.entries("/macfb/v1/macfeedback", mark)[0].toObject();
+        QCOMPARE(part(e, "isAtta").value("value").toString(), QString("0"));
+        QVERIFY(part(e, "attaName").contains("value"));
+        QCOMPARE(part(e, "attaName").value("value").toString(), QString(""));
+        QCOMPARE(part(e, "file").value("filename").toString(), QString(""));
+        QCOMPARE(part(e, "file").value("len").toInt(), 0);
+    }
+
+    void feedbackAnswers_data() {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QVariantMap>("options");
+        QTest::addColumn<bool>("withDetail");
+        QTest::addColumn<QString>("errorDomain");  // empty: no error value
+        QTest::addColumn<bool>("success");
+        QTest::addColumn<QVariant>("message");  // null: none
+        const QVariantMap none;
+        QTest::newRow("refused by the service")
+            << "" << none << false << "" << false
+            << QVariant(QString::fromUtf8("请填写问题描述后再提交"));
+        QTest::newRow("code 0 as text, message a number")
+            << "answer" << QVariantMap{{"json", QVariantMap{{"code", "0"}, {"msg", 5}}}} << true
+            << "" << true << QVariant("5");
+        QTest::newRow("no code") << "answer" << QVariantMap{{"json", QVariantMap{{"msg", "x"}}}}
+                                 << true << "" << false << QVariant("x");
+        QTest::newRow("no message") << "answer" << QVariantMap{{"json", QVariantMap{{"code", 0}}}}
+                                    << true << "" << true << QVariant();
+        QTest::newRow("JSON array") << "answer" << QVariantMap{{"body", "[0]"}} << true
+                                    << "response not JSON" << false << QVariant();
+        QTest::newRow("empty answer") << "answer" << QVariantMap{{"body", ""}} << true
+                                      << "response is nil" << false << QVariant();
+        // The client layer's error (here for a status outside 200-299) is passed on.
+        QTest::newRow("status 500") << "status" << QVariantMap{{"status", 500}} << true
+                                    << "vesko.net.response" << false << QVariant();
+    }
+
+    void feedbackAnswers() {
+        QFETCH(QString, fault);
+        QFETCH(QVariantMap, options);
+        QFETCH(bool, withDetail);
+        QFETCH(QString, errorDomain);
+        QFETCH(bool, success);
+        QFETCH(QVariant, message);
+        if (!fault.isEmpty()) {
+            QVERIFY(_service.setFault("/macfb/v1/macfeedback", fault, options));
+        }
+        QList<Result> calls;
+        submitFeedback(withDetail
+                           ? std::optional<QString>(QString::fromUtf8("一段足够长的问题描述"))
+                           : std::nullopt,
+                       false, QString(), QString(), &calls);
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        settle();
+        QCOMPARE(calls.size(), 1);
+        const Result& r = calls[0];
+        QCOMPARE(r.success, success);
+        if (errorDomain.isEmpty()) {
+            QVERIFY(!r.error);
+        } else {
+            QVERIFY(r.error);
+            QCOMPARE(r.error->domain, errorDomain);
+        }
+        QCOMPARE(r.message.has_value(), message.isValid());
+        if (message.isValid()) {
+            QCOMPARE(*r.message, message.toString());
+        }
+    }
+
+    void uploadSendsTheFileAsItIs() {
+        const QByteArray picture = sample(1000);
+        QVERIFY(writeFile(platform::Locations::homeDir() + "/pics/a b.png", picture));
+        const qint64 mark = _service.mark();
+        QList<std::pair<std::optional<QString>, bool>> calls;
+        const bool started = ZQHelpListInfoDataManager::uploadFeedbackFileWithPath(
+            QStringLiteral("~/pics/a b.png"), [&](const std::optional<QString>& error, bool ok) {
+                calls.append({error, ok});
+            });
+        // The completion has run before the call returned.
+        QVERIFY(started);
+        QCOMPARE(calls.size(), 1);
+        QCOMPARE(calls[0].first, std::nullopt);
+        QVERIFY(calls[0].second);
+        QCOMPARE(ZQHelpListInfoDataManager::pendingUploadCount(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(ZQHelpListInfoDataManager::pendingUploadCount(), 0, kWaitMs);
+
+        QTRY_COMPARE_WITH_TIMEOUT(_service.entries("/api/rec/file.php", mark).size(), 1, kWaitMs);
+        const QJsonObject e = _service.entries("/api/rec/file.php", mark)[0].toObject();
+        QCOMPARE(e.value("method").toString(), QString("POST"));
+        const auto args = argsOf(e.value("args").toArray());
+        QCOMPARE(args.keys(), (QStringList{"file", "h", "v"}));
+        QCOMPARE(args.value("file"), QString("setlog"));
+        QCOMPARE(args.value("h"), helptest::kDeviceId);
+        QCOMPARE(args.value("v"), helptest::kImVersion);
+
+        const QByteArray expected = "--" + kBoundary.toLatin1() +
+                                    "\r\nContent-Disposition: form-data; name=\"file\"; "
+                                    "filename=\"a b.png\"\r\n\r\n" +
+                                    picture + "\r\n--" + kBoundary.toLatin1() + "--\r\n";
+        const QByteArray body = QByteArray::fromBase64(
+            e.value("body").toObject().value("base64").toString().toLatin1());
+        QCOMPARE(body, expected);
+
+        // The call's own fields, in this order and with these values.
+        const QList<QPair<QString, QString>> wanted = {
+            {"vesko_macime_file_upload", "UserFeedbackPicts"},
+            {"Connection", "Keep-Alive"},
+            {"Content-Type", "multipart/form-data; boundary=" + kBoundary},
+            {"Content-Length", QString::number(expected.size())},
+            {"Accept-Encoding", "gzip ,deflate"}};
+        const auto received = helptest::headersOf(e);
+        qsizetype last = -1;
+        for (const auto& [name, value] : wanted) {
+            qsizetype at = -1;
+            for (qsizetype i = 0; i < received.size(); ++i) {
+                if (received[i].first.compare(name, Qt::CaseInsensitive) == 0) {
+                    QVERIFY2(at < 0, qPrintable("header sent twice: " + name));
+                    at = i;
+                }
+            }
+            QVERIFY2(at >= 0, qPrintable("missing header " + name));
+            QCOMPARE(received[at].second, value);
+            QVERIFY2(at > last, qPrintable("header out of order: " + name));
+            last = at;
+        }
+        QCOMPARE(readFile(e.value("stored").toArray()[0].toString()), picture);
+    }
+
+    void uploadThatCannotStart() {
+        _service.setConfigValue("Service/UploadHost", "not an address");
+        QList<std::pair<std::optional<QString>, bool>> calls;
+        const bool started = ZQHelpListInfoDataManager::uploadFeedbackFileWithPath(
+            QStringLiteral("/nonexistent"), [&](const std::optional<QString>& error, bool ok) {
+                calls.append({error, ok});
+            });
+        _service.setConfigValue("Service/UploadHost", _service.baseUrl());
+        QVERIFY(!started);
+        QCOMPARE(calls.size(), 1);
+        QCOMPARE(calls[0].first,
+                 std::optional<QString>(QString::fromUtf8("哎呀网络有问题，请重新提交~")));
+        QVERIFY(!calls[0].second);
+    }
+
+    void oldStyleReport() {
+        const qint64 mark = _service.mark();
+        QList<Result> calls;
+        ZQHelpListInfoDataManager::submitUserFeedbackInfoWithReason(
+            -1, QString::fromUtf8("描述 a&b=c"), QStringLiteral("qq 123"), true,
+            QStringLiteral("z.zip"), nullptr, [&](const zq::net::OptionalError& error, bool ok) {
+                calls.append({error, ok, {}, {}, helptest::onMainThread()});
+            });
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        QVERIFY(!calls[0].error);
+        QVERIFY(calls[0].success);
+        QVERIFY(calls[0].mainThread);
+        const QJsonObject d =
+            _service.entries("/lost.gif", mark)[0].toObject().value("decrypted").toObject();
+        QCOMPARE(d.value("u").toString(), _service.baseUrl() + "/lost.gif");
+        // The delimiters inside a value stay as they are and change the query.
+        QCOMPARE(d.value("g").toString(),
+                 QStringLiteral("h=%1&v=%2&r=%3&os=%4&reason=-1&detail=%E6%8F%8F%E8%BF%B0%20a&b=c"
+                                "&Orvo=qq%20123&isAtta=1&attaName=z.zip")
+                     .arg(helptest::kDeviceId, helptest::kImVersion, helptest::kChannel,
+                          helptest::kSystemVersion));
+        QCOMPARE(d.value("p"), QJsonValue(QJsonValue::Null));
+    }
+
+    void oldStyleReportOutcomes_data() {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QVariantMap>("options");
+        QTest::addColumn<bool>("error");
+        QTest::addColumn<bool>("success");
+        QTest::newRow("status 503") << "status" << QVariantMap{{"status", 503}} << true << false;
+        QTest::newRow("status 201") << "status" << QVariantMap{{"status", 201}} << false << false;
+        QTest::newRow("garbage with status 200") << "garbage" << QVariantMap{} << false << true;
+    }
+
+    void oldStyleReportOutcomes() {
+        QFETCH(QString, fault);
+        QFETCH(QVariantMap, options);
+        QFETCH(bool, error);
+        QFETCH(bool, success);
+        QVERIFY(_service.setFault("/lost.gif", fault, options));
+        QList<Result> calls;
+        ZQHelpListInfoDataManager::submitUserFeedbackInfoWithReason(
+            -1, "d", "c", false, "", nullptr, [&](const zq::net::OptionalError& e, bool ok) {
+                calls.append({e, ok, {}, {}, false});
+            });
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        settle();
+        QCOMPARE(calls.size(), 1);
+        QCOMPARE(calls[0].error.has_value(), error);
+        QCOMPARE(calls[0].success, success);
+    }
+
+    void evaluationAddressAndBody_data() {
+        QTest::addColumn<qint64>("score");
+        QTest::addColumn<QString>("comment");
+        QTest::addColumn<QString>("queryTail");
+        QTest::newRow("chinese") << qint64(5) << QString::fromUtf8("好")
+                                 << "score=5&feedcont=%E5%A5%BD";
+        QTest::newRow("delimiters") << qint64(4) << "a&b=c"
+                                    << "score=4&feedcont=a&b=c";
+    }
+
+    void evaluationAddressAndBody() {
+        QFETCH(qint64, score);
+        QFETCH(QString, comment);
+        QFETCH(QString, queryTail);
+        const qint64 mark = _service.mark();
+        QList<Result> calls;
+        ZQHelpListInfoDataManager::submitUserEvaluationWithContactInfo(
+            comment, score, nullptr, [&](const zq::net::OptionalError& e, bool ok) {
+                calls.append({e, ok, {}, {}, false});
+            });
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        QVERIFY(!calls[0].error);
+        QVERIFY(calls[0].success);
+        const QJsonObject d = _service.entries("/macfb/v1/click_save", mark)[0]
+                                  .toObject()
+                                  .value("decrypted")
+                                  .toObject();
+        QCOMPARE(d.value("u").toString(), _service.baseUrl() + "/macfb/v1/click_save");
+        QCOMPARE(d.value("g").toString(),
+                 QStringLiteral("h=%1&v=%2&r=%3&os=%4&")
+                         .arg(helptest::kDeviceId, helptest::kImVersion, helptest::kChannel,
+                              helptest::kSystemVersion) +
+                     queryTail);
+        QCOMPARE(d.value("p").toObject().value("text").toString(),
+                 QStringLiteral("Content-Disposition: form-data; score=\"%1\"; feedcont=\"%2\"\r\n")
+                     .arg(score)
+                     .arg(comment));
+    }
+
+    void evaluationOutcomes_data() {
+        QTest::addColumn<qint64>("score");
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QVariantMap>("options");
+        QTest::addColumn<QString>("errorDomain");
+        QTest::addColumn<bool>("success");
+        QTest::newRow("score refused") << qint64(9) << "" << QVariantMap{} << "" << false;
+        QTest::newRow("code 0 as text")
+            << qint64(5) << "answer" << QVariantMap{{"json", QVariantMap{{"code", "0"}}}} << ""
+            << true;
+        QTest::newRow("array") << qint64(5) << "answer" << QVariantMap{{"body", "[]"}} << ""
+                               << false;
+        QTest::newRow("status 500") << qint64(5) << "status" << QVariantMap{{"status", 500}}
+                                    << "vesko.net.response" << false;
+    }
+
+    void evaluationOutcomes() {
+        QFETCH(qint64, score);
+        QFETCH(QString, fault);
+        QFETCH(QVariantMap, options);
+        QFETCH(QString, errorDomain);
+        QFETCH(bool, success);
+        if (!fault.isEmpty()) {
+            QVERIFY(_service.setFault("/macfb/v1/click_save", fault, options));
+        }
+        QList<Result> calls;
+        ZQHelpListInfoDataManager::submitUserEvaluationWithContactInfo(
+            "ok", score, nullptr, [&](const zq::net::OptionalError& e, bool ok) {
+                calls.append({e, ok, {}, {}, false});
+            });
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        settle();
+        QCOMPARE(calls.size(), 1);
+        QCOMPARE(calls[0].success, success);
+        QCOMPARE(calls[0].error.has_value(), !errorDomain.isEmpty());
+        if (!errorDomain.isEmpty()) {
+            QCOMPARE(calls[0].error->domain, errorDomain);
+        }
+    }
+
+    void overview() {
+        const qint64 mark = _service.mark();
+        QList<Result> calls;
+        ZQHelpListInfoDataManager::getScoringOverviewData(
+            nullptr, [&](const zq::net::OptionalError& e, bool ok, const QVariant& data) {
+                calls.append({e, ok, {}, data, helptest::onMainThread()});
+            });
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        QVERIFY(!calls[0].error);
+        QVERIFY(calls[0].success);
+        QVERIFY(calls[0].mainThread);
+        const QVariantMap data = calls[0].data.toMap();
+        QVERIFY(data.contains("avg"));
+        QVERIFY(data.contains("ratio"));
+        const QJsonObject d = _service.entries("/macfb/v1/click_overview", mark)[0]
+                                  .toObject()
+                                  .value("decrypted")
+                                  .toObject();
+        QCOMPARE(d.value("g").toString(), QStringLiteral("h=%1&v=%2&r=%3&os=%4")
+                                              .arg(helptest::kDeviceId, helptest::kImVersion,
+                                                   helptest::kChannel, helptest::kSystemVersion));
+    }
+
+    void overviewWithoutCompletion_data() {
+        QTest::addColumn<QVariantMap>("options");
+        QTest::newRow("empty data")
+            << QVariantMap{{"json", QVariantMap{{"code", 0}, {"data", QVariantMap{}}}}};
+        QTest::newRow("no data") << QVariantMap{{"json", QVariantMap{{"code", 0}}}};
+        QTest::newRow("code 1") << QVariantMap{
+            {"json", QVariantMap{{"code", 1}, {"data", QVariantMap{{"a", 1}}}}}};
+        QTest::newRow("not JSON") << QVariantMap{{"body", "<html/>"}};
+    }
+
+    void overviewWithoutCompletion() {
+        QFETCH(QVariantMap, options);
+        QVERIFY(_service.setFault("/macfb/v1/click_overview", "answer", options));
+        int calls = 0;
+        int finished = 0;
+        ZQHelpListInfoDataManager::getScoringOverviewData(
+            nullptr, [&](const zq::net::OptionalError&, bool, const QVariant&) { ++calls; },
+            [&] { ++finished; });
+        QTRY_COMPARE_WITH_TIMEOUT(finished, 1, kWaitMs);
+        settle();
+        QCOMPARE(calls, 0);
+        QCOMPARE(finished, 1);
+    }
+
+    void overviewError() {
+        QVERIFY(_service.setFault("/macfb/v1/click_overview", "garbage"));
+        QList<Result> calls;
+        ZQHelpListInfoDataManager::getScoringOverviewData(
+            nullptr, [&](const zq::net::OptionalError& e, bool ok, const QVariant& data) {
+                calls.append({e, ok, {}, data});
+            });
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        QCOMPARE(calls[0].error->domain, QString("Decrypt Error"));
+        QCOMPARE(calls[0].error->code, qint64(3));
+        QVERIFY(!calls[0].success);
+        QVERIFY(!calls[0].data.isValid());
+    }
 
 private:
     void submitFeedback(const std::optional<QString>& detail, bool hasAttachment,
                         const std::optional<QString>& name, const QString& path,
-                        QList<Result>* calls);
+                        QList<Result>* calls) {
+        ZQHelpListInfoDataManager::submitNewFeedbackWithDetail(
+            detail, QStringLiteral("me@example.com"), hasAttachment, name, path, nullptr,
+            [calls](const zq::net::OptionalError& error, bool success,
+                    const std::optional<QString>& message) {
+                calls->append({error, success, message, {}, helptest::onMainThread()});
+            });
+    }
     zq::test::RefService _service;
 };
-
-void TestFeedbackCalls::initTestCase() {
-    QVERIFY(helptest::prepareMachine());
-    QVERIFY(platform::installTranslations(QCoreApplication::instance()));
-    QVERIFY2(_service.start(), qPrintable(_service.errorString()));
-}
-
-void TestFeedbackCalls::init() {
-    QVERIFY(_service.clearFaults());
-}
-
-void TestFeedbackCalls::submitFeedback(const std::optional<QString>& detail, bool hasAttachment,
-                                       const std::optional<QString>& name, const QString& path,
-                                       QList<Result>* calls) {
-    ZQHelpListInfoDataManager::submitNewFeedbackWithDetail(
-        detail, QStringLiteral("me@example.com"), hasAttachment, name, path, nullptr,
-        [calls](const zq::net::OptionalError& error, bool success,
-                const std::optional<QString>& message) {
-            calls->append({error, success, message, {}, helptest::onMainThread()});
-        });
-}
-
-void TestFeedbackCalls::legacyEscaping_data() {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("escaped");
-    QTest::newRow("delimiters kept") << "a&b=c?d/e:f"
-                                     << "a&b=c?d/e:f";
-    QTest::newRow("space") << "a b"
-                           << "a%20b";
-    QTest::newRow("chinese") << QString::fromUtf8("好") << "%E5%A5%BD";
-    QTest::newRow("percent and hash kept") << "100%#1"
-                                           << "100%#1";
-    QTest::newRow("unsafe marks") << "\"<>\\^`{|}[]"
-                                  << "%22%3C%3E%5C%5E%60%7B%7C%7D%5B%5D";
-}
-
-void TestFeedbackCalls::legacyEscaping() {
-    QFETCH(QString, text);
-    QFETCH(QString, escaped);
-    QCOMPARE(ZQHelpListInfoDataManager::addingLegacyPercentEscapes(text), escaped);
-}
-
-void TestFeedbackCalls::feedbackWithAttachment() {
-    const QByteArray archive = sample(1000);
-    QVERIFY(writeFile(platform::Locations::homeDir() + "/Downloads/fb.zip", archive));
-    const qint64 mark = _service.mark();
-    QList<Result> calls;
-    submitFeedback(QString::fromUtf8("输入法在终端里无法切换，请帮忙看看"), true,
-                   QStringLiteral("zipOfFeedback_X_1.zip"), QStringLiteral("~/Downloads/fb.zip"),
-                   &calls);
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    settle();
-    QCOMPARE(calls.size(), 1);
-    QCOMPARE(calls[0].error.has_value(), false);
-    QVERIFY(calls[0].success);
-    QCOMPARE(calls[0].message,
-             std::optional<QString>(QString::fromUtf8("提交成功，感谢您的反馈！")));
-    QVERIFY(calls[0].mainThread);
-
-    const QJsonArray entries = _service.entries("/macfb/v1/macfeedback", mark);
-    QCOMPARE(entries.size(), 1);
-    const QJsonObject e = entries[0].toObject();
-    QCOMPARE(e.value("path").toString(), QString("/q"));
-    const QJsonObject d = e.value("decrypted").toObject();
-    QCOMPARE(d.value("u").toString(), _service.baseUrl() + "/macfb/v1/macfeedback");
-    QCOMPARE(d.value("g").toString(), QStringLiteral("mac_h=%1&mac_v=%2&mac_r=%3&mac_os=%4")
-                                          .arg(helptest::kDeviceId, helptest::kImVersion,
-                                               helptest::kChannel, helptest::kSystemVersion));
-    QCOMPARE(e.value("multipart").toObject().value("boundary").toString(), kBoundary);
-    QCOMPARE(partNames(e), (QStringList{"attaName", "contact", "detail", "isAtta", "file"}));
-    QCOMPARE(part(e, "isAtta").value("value").toString(), QString("1"));
-    QCOMPARE(part(e, "attaName").value("value").toString(), QString("zipOfFeedback_X_1.zip"));
-    QCOMPARE(part(e, "detail").value("value").toString(),
-             QString::fromUtf8("输入法在终端里无法切换，请帮忙看看"));
-    QCOMPARE(part(e, "file").value("filename").toString(), QString("zipOfFeedback_X_1.zip"));
-    QCOMPARE(part(e, "file").value("len").toInt(), 1000);
-    const QJsonArray stored = e.value("stored").toArray();
-    QCOMPARE(stored.size(), 1);
-    QCOMPARE(readFile(stored[0].toString()), archive);
-}
-
-void TestFeedbackCalls::feedbackWithoutPictures() {
-    const qint64 mark = _service.mark();
-    QList<Result> calls;
-    submitFeedback(QString::fromUtf8("没有图片的反馈内容足够长"), false, QString(), QString(),
-                   &calls);
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    QVERIFY(calls[0].success);
-    const QJsonObject e = _service.entries("/macfb/v1/macfeedback", mark)[0].toObject();
-    QCOMPARE(part(e, "isAtta").value("value").toString(), QString("0"));
-    QVERIFY(part(e, "attaName").contains("value"));
-    QCOMPARE(part(e, "attaName").value("value").toString(), QString(""));
-    QCOMPARE(part(e, "file").value("filename").toString(), QString(""));
-    QCOMPARE(part(e, "file").value("len").toInt(), 0);
-}
-
-void TestFeedbackCalls::feedbackAnswers_data() {
-    QTest::addColumn<QString>("fault");
-    QTest::addColumn<QVariantMap>("options");
-    QTest::addColumn<bool>("withDetail");
-    QTest::addColumn<QString>("errorDomain");  // empty: no error value
-    QTest::addColumn<bool>("success");
-    QTest::addColumn<QVariant>("message");  // null: none
-    const QVariantMap none;
-    QTest::newRow("refused by the service")
-        << "" << none << false << "" << false
-        << QVariant(QString::fromUtf8("请填写问题描述后再提交"));
-    QTest::newRow("code 0 as text, message a number")
-        << "answer" << QVariantMap{{"json", QVariantMap{{"code", "0"}, {"msg", 5}}}} << true << ""
-        << true << QVariant("5");
-    QTest::newRow("no code") << "answer" << QVariantMap{{"json", QVariantMap{{"msg", "x"}}}} << true
-                             << "" << false << QVariant("x");
-    QTest::newRow("no message") << "answer" << QVariantMap{{"json", QVariantMap{{"code", 0}}}}
-                                << true << "" << true << QVariant();
-    QTest::newRow("JSON array") << "answer" << QVariantMap{{"body", "[0]"}} << true
-                                << "response not JSON" << false << QVariant();
-    QTest::newRow("empty answer") << "answer" << QVariantMap{{"body", ""}} << true
-                                  << "response is nil" << false << QVariant();
-    // The client layer's error (here for a status outside 200-299) is passed on.
-    QTest::newRow("status 500") << "status" << QVariantMap{{"status", 500}} << true
-                                << "vesko.net.response" << false << QVariant();
-}
-
-void TestFeedbackCalls::feedbackAnswers() {
-    QFETCH(QString, fault);
-    QFETCH(QVariantMap, options);
-    QFETCH(bool, withDetail);
-    QFETCH(QString, errorDomain);
-    QFETCH(bool, success);
-    QFETCH(QVariant, message);
-    if (!fault.isEmpty()) {
-        QVERIFY(_service.setFault("/macfb/v1/macfeedback", fault, options));
-    }
-    QList<Result> calls;
-    submitFeedback(withDetail ? std::optional<QString>(QString::fromUtf8("一段足够长的问题描述"))
-                              : std::nullopt,
-                   false, QString(), QString(), &calls);
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    settle();
-    QCOMPARE(calls.size(), 1);
-    const Result& r = calls[0];
-    QCOMPARE(r.success, success);
-    if (errorDomain.isEmpty()) {
-        QVERIFY(!r.error);
-    } else {
-        QVERIFY(r.error);
-        QCOMPARE(r.error->domain, errorDomain);
-    }
-    QCOMPARE(r.message.has_value(), message.isValid());
-    if (message.isValid()) {
-        QCOMPARE(*r.message, message.toString());
-    }
-}
-
-void TestFeedbackCalls::uploadSendsTheFileAsItIs() {
-    const QByteArray picture = sample(1000);
-    QVERIFY(writeFile(platform::Locations::homeDir() + "/pics/a b.png", picture));
-    const qint64 mark = _service.mark();
-    QList<std::pair<std::optional<QString>, bool>> calls;
-    const bool started = ZQHelpListInfoDataManager::uploadFeedbackFileWithPath(
-        QStringLiteral("~/pics/a b.png"), [&](const std::optional<QString>& error, bool ok) {
-            calls.append({error, ok});
-        });
-    // The completion has run before the call returned.
-    QVERIFY(started);
-    QCOMPARE(calls.size(), 1);
-    QCOMPARE(calls[0].first, std::nullopt);
-    QVERIFY(calls[0].second);
-    QCOMPARE(ZQHelpListInfoDataManager::pendingUploadCount(), 1);
-    QTRY_COMPARE_WITH_TIMEOUT(ZQHelpListInfoDataManager::pendingUploadCount(), 0, kWaitMs);
-
-    QTRY_COMPARE_WITH_TIMEOUT(_service.entries("/api/rec/file.php", mark).size(), 1, kWaitMs);
-    const QJsonObject e = _service.entries("/api/rec/file.php", mark)[0].toObject();
-    QCOMPARE(e.value("method").toString(), QString("POST"));
-    const auto args = argsOf(e.value("args").toArray());
-    QCOMPARE(args.keys(), (QStringList{"file", "h", "v"}));
-    QCOMPARE(args.value("file"), QString("setlog"));
-    QCOMPARE(args.value("h"), helptest::kDeviceId);
-    QCOMPARE(args.value("v"), helptest::kImVersion);
-
-    const QByteArray expected = "--" + kBoundary.toLatin1() +
-                                "\r\nContent-Disposition: form-data; name=\"file\"; "
-                                "filename=\"a b.png\"\r\n\r\n" +
-                                picture + "\r\n--" + kBoundary.toLatin1() + "--\r\n";
-    const QByteArray body =
-        QByteArray::fromBase64(e.value("body").toObject().value("base64").toString().toLatin1());
-    QCOMPARE(body, expected);
-
-    // The call's own fields, in this order and with these values.
-    const QList<QPair<QString, QString>> wanted = {
-        {"vesko_macime_file_upload", "UserFeedbackPicts"},
-        {"Connection", "Keep-Alive"},
-        {"Content-Type", "multipart/form-data; boundary=" + kBoundary},
-        {"Content-Length", QString::number(expected.size())},
-        {"Accept-Encoding", "gzip ,deflate"}};
-    const auto received = helptest::headersOf(e);
-    qsizetype last = -1;
-    for (const auto& [name, value] : wanted) {
-        qsizetype at = -1;
-        for (qsizetype i = 0; i < received.size(); ++i) {
-            if (received[i].first.compare(name, Qt::CaseInsensitive) == 0) {
-                QVERIFY2(at < 0, qPrintable("header sent twice: " + name));
-                at = i;
-            }
-        }
-        QVERIFY2(at >= 0, qPrintable("missing header " + name));
-        QCOMPARE(received[at].second, value);
-        QVERIFY2(at > last, qPrintable("header out of order: " + name));
-        last = at;
-    }
-    QCOMPARE(readFile(e.value("stored").toArray()[0].toString()), picture);
-}
-
-void TestFeedbackCalls::uploadThatCannotStart() {
-    _service.setConfigValue("Service/UploadHost", "not an address");
-    QList<std::pair<std::optional<QString>, bool>> calls;
-    const bool started = ZQHelpListInfoDataManager::uploadFeedbackFileWithPath(
-        QStringLiteral("/nonexistent"), [&](const std::optional<QString>& error, bool ok) {
-            calls.append({error, ok});
-        });
-    _service.setConfigValue("Service/UploadHost", _service.baseUrl());
-    QVERIFY(!started);
-    QCOMPARE(calls.size(), 1);
-    QCOMPARE(calls[0].first,
-             std::optional<QString>(QString::fromUtf8("哎呀网络有问题，请重新提交~")));
-    QVERIFY(!calls[0].second);
-}
-
-void TestFeedbackCalls::oldStyleReport() {
-    const qint64 mark = _service.mark();
-    QList<Result> calls;
-    ZQHelpListInfoDataManager::submitUserFeedbackInfoWithReason(
-        -1, QString::fromUtf8("描述 a&b=c"), QStringLiteral("qq 123"), true,
-        QStringLiteral("z.zip"), nullptr, [&](const zq::net::OptionalError& error, bool ok) {
-            calls.append({error, ok, {}, {}, helptest::onMainThread()});
-        });
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    QVERIFY(!calls[0].error);
-    QVERIFY(calls[0].success);
-    QVERIFY(calls[0].mainThread);
-    const QJsonObject d =
-        _service.entries("/lost.gif", mark)[0].toObject().value("decrypted").toObject();
-    QCOMPARE(d.value("u").toString(), _service.baseUrl() + "/lost.gif");
-    // The delimiters inside a value stay as they are and change the query.
-    QCOMPARE(d.value("g").toString(),
-             QStringLiteral("h=%1&v=%2&r=%3&os=%4&reason=-1&detail=%E6%8F%8F%E8%BF%B0%20a&b=c"
-                            "&Orvo=qq%20123&isAtta=1&attaName=z.zip")
-                 .arg(helptest::kDeviceId, helptest::kImVersion, helptest::kChannel,
-                      helptest::kSystemVersion));
-    QCOMPARE(d.value("p"), QJsonValue(QJsonValue::Null));
-}
-
-void TestFeedbackCalls::oldStyleReportOutcomes_data() {
-    QTest::addColumn<QString>("fault");
-    QTest::addColumn<QVariantMap>("options");
-    QTest::addColumn<bool>("error");
-    QTest::addColumn<bool>("success");
-    QTest::newRow("status 503") << "status" << QVariantMap{{"status", 503}} << true << false;
-    QTest::newRow("status 201") << "status" << QVariantMap{{"status", 201}} << false << false;
-    QTest::newRow("garbage with status 200") << "garbage" << QVariantMap{} << false << true;
-}
-
-void TestFeedbackCalls::oldStyleReportOutcomes() {
-    QFETCH(QString, fault);
-    QFETCH(QVariantMap, options);
-    QFETCH(bool, error);
-    QFETCH(bool, success);
-    QVERIFY(_service.setFault("/lost.gif", fault, options));
-    QList<Result> calls;
-    ZQHelpListInfoDataManager::submitUserFeedbackInfoWithReason(
-        -1, "d", "c", false, "", nullptr, [&](const zq::net::OptionalError& e, bool ok) {
-            calls.append({e, ok, {}, {}, false});
-        });
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    settle();
-    QCOMPARE(calls.size(), 1);
-    QCOMPARE(calls[0].error.has_value(), error);
-    QCOMPARE(calls[0].success, success);
-}
-
-void TestFeedbackCalls::evaluationAddressAndBody_data() {
-    QTest::addColumn<qint64>("score");
-    QTest::addColumn<QString>("comment");
-    QTest::addColumn<QString>("queryTail");
-    QTest::newRow("chinese") << qint64(5) << QString::fromUtf8("好")
-                             << "score=5&feedcont=%E5%A5%BD";
-    QTest::newRow("delimiters") << qint64(4) << "a&b=c"
-                                << "score=4&feedcont=a&b=c";
-}
-
-void TestFeedbackCalls::evaluationAddressAndBody() {
-    QFETCH(qint64, score);
-    QFETCH(QString, comment);
-    QFETCH(QString, queryTail);
-    const qint64 mark = _service.mark();
-    QList<Result> calls;
-    ZQHelpListInfoDataManager::submitUserEvaluationWithContactInfo(
-        comment, score, nullptr, [&](const zq::net::OptionalError& e, bool ok) {
-            calls.append({e, ok, {}, {}, false});
-        });
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    QVERIFY(!calls[0].error);
-    QVERIFY(calls[0].success);
-    const QJsonObject d =
-        _service.entries("/macfb/v1/click_save", mark)[0].toObject().value("decrypted").toObject();
-    QCOMPARE(d.value("u").toString(), _service.baseUrl() + "/macfb/v1/click_save");
-    QCOMPARE(d.value("g").toString(), QStringLiteral("h=%1&v=%2&r=%3&os=%4&")
-                                              .arg(helptest::kDeviceId, helptest::kImVersion,
-                                                   helptest::kChannel, helptest::kSystemVersion) +
-                                          queryTail);
-    QCOMPARE(d.value("p").toObject().value("text").toString(),
-             QStringLiteral("Content-Disposition: form-data; score=\"%1\"; feedcont=\"%2\"\r\n")
-                 .arg(score)
-                 .arg(comment));
-}
-
-void TestFeedbackCalls::evaluationOutcomes_data() {
-    QTest::addColumn<qint64>("score");
-    QTest::addColumn<QString>("fault");
-    QTest::addColumn<QVariantMap>("options");
-    QTest::addColumn<QString>("errorDomain");
-    QTest::addColumn<bool>("success");
-    QTest::newRow("score refused") << qint64(9) << "" << QVariantMap{} << "" << false;
-    QTest::newRow("code 0 as text")
-        << qint64(5) << "answer" << QVariantMap{{"json", QVariantMap{{"code", "0"}}}} << "" << true;
-    QTest::newRow("array") << qint64(5) << "answer" << QVariantMap{{"body", "[]"}} << "" << false;
-    QTest::newRow("status 500") << qint64(5) << "status" << QVariantMap{{"status", 500}}
-                                << "vesko.net.response" << false;
-}
-
-void TestFeedbackCalls::evaluationOutcomes() {
-    QFETCH(qint64, score);
-    QFETCH(QString, fault);
-    QFETCH(QVariantMap, options);
-    QFETCH(QString, errorDomain);
-    QFETCH(bool, success);
-    if (!fault.isEmpty()) {
-        QVERIFY(_service.setFault("/macfb/v1/click_save", fault, options));
-    }
-    QList<Result> calls;
-    ZQHelpListInfoDataManager::submitUserEvaluationWithContactInfo(
-        "ok", score, nullptr, [&](const zq::net::OptionalError& e, bool ok) {
-            calls.append({e, ok, {}, {}, false});
-        });
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    settle();
-    QCOMPARE(calls.size(), 1);
-    QCOMPARE(calls[0].success, success);
-    QCOMPARE(calls[0].error.has_value(), !errorDomain.isEmpty());
-    if (!errorDomain.isEmpty()) {
-        QCOMPARE(calls[0].error->domain, errorDomain);
-    }
-}
-
-void TestFeedbackCalls::overview() {
-    const qint64 mark = _service.mark();
-    QList<Result> calls;
-    ZQHelpListInfoDataManager::getScoringOverviewData(
-        nullptr, [&](const zq::net::OptionalError& e, bool ok, const QVariant& data) {
-            calls.append({e, ok, {}, data, helptest::onMainThread()});
-        });
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    QVERIFY(!calls[0].error);
-    QVERIFY(calls[0].success);
-    QVERIFY(calls[0].mainThread);
-    const QVariantMap data = calls[0].data.toMap();
-    QVERIFY(data.contains("avg"));
-    QVERIFY(data.contains("ratio"));
-    const QJsonObject d = _service.entries("/macfb/v1/click_overview", mark)[0]
-                              .toObject()
-                              .value("decrypted")
-                              .toObject();
-    QCOMPARE(d.value("g").toString(), QStringLiteral("h=%1&v=%2&r=%3&os=%4")
-                                          .arg(helptest::kDeviceId, helptest::kImVersion,
-                                               helptest::kChannel, helptest::kSystemVersion));
-}
-
-void TestFeedbackCalls::overviewWithoutCompletion_data() {
-    QTest::addColumn<QVariantMap>("options");
-    QTest::newRow("empty data") << QVariantMap{
-        {"json", QVariantMap{{"code", 0}, {"data", QVariantMap{}}}}};
-    QTest::newRow("no data") << QVariantMap{{"json", QVariantMap{{"code", 0}}}};
-    QTest::newRow("code 1") << QVariantMap{
-        {"json", QVariantMap{{"code", 1}, {"data", QVariantMap{{"a", 1}}}}}};
-    QTest::newRow("not JSON") << QVariantMap{{"body", "<html/>"}};
-}
-
-void TestFeedbackCalls::overviewWithoutCompletion() {
-    QFETCH(QVariantMap, options);
-    QVERIFY(_service.setFault("/macfb/v1/click_overview", "answer", options));
-    int calls = 0;
-    int finished = 0;
-    ZQHelpListInfoDataManager::getScoringOverviewData(
-        nullptr, [&](const zq::net::OptionalError&, bool, const QVariant&) { ++calls; },
-        [&] { ++finished; });
-    QTRY_COMPARE_WITH_TIMEOUT(finished, 1, kWaitMs);
-    settle();
-    QCOMPARE(calls, 0);
-    QCOMPARE(finished, 1);
-}
-
-void TestFeedbackCalls::overviewError() {
-    QVERIFY(_service.setFault("/macfb/v1/click_overview", "garbage"));
-    QList<Result> calls;
-    ZQHelpListInfoDataManager::getScoringOverviewData(
-        nullptr, [&](const zq::net::OptionalError& e, bool ok, const QVariant& data) {
-            calls.append({e, ok, {}, data});
-        });
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    QCOMPARE(calls[0].error->domain, QString("Decrypt Error"));
-    QCOMPARE(calls[0].error->code, qint64(3));
-    QVERIFY(!calls[0].success);
-    QVERIFY(!calls[0].data.isValid());
-}
 
 QTEST_GUILESS_MAIN(TestFeedbackCalls)
 #include "tst_feedbackcalls.moc"
