@@ -98,55 +98,728 @@ class TestHelpList : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void cleanupTestCase();
+    void initTestCase() {
+        QVERIFY(helptest::prepareMachine());
+        QVERIFY2(_service.start(), qPrintable(_service.errorString()));
+    }
 
-    // values and the model
-    void modelFromDictionary_data();
-    void modelFromDictionary();
+    void init() {
+        QVERIFY(_service.clearFaults());
+        QVERIFY(_service.resetHelpList());
+        QDir(cacheFolder()).removeRecursively();
+        QFile::remove(cacheFolder());
+    }
 
-    // requests
-    void requestCarriesTheCommonFields_data();
-    void requestCarriesTheCommonFields();
-    void versionRule_data();
-    void versionRule();
-    void answerNotNewerLeavesCache_data();
-    void answerNotNewerLeavesCache();
-    void newerListIsFilteredAndCached();
-    void emptyOrMissingList_data();
-    void emptyOrMissingList();
-    void expandFirstForms_data();
-    void expandFirstForms();
-    void faults_data();
-    void faults();
-    void timeoutIsTwentySeconds_data();
-    void timeoutIsTwentySeconds();
-    void destroyedContextGetsNoCompletion();
+    void cleanupTestCase() { _service.stop(); }
 
-    // the cache
-    void localReadWithoutCache();
-    void localReadFiltersBySuffixOnly();
-    void localReadOfBrokenCache_data();
-    void localReadOfBrokenCache();
-    void cacheReplacementClearsPictures();
-    void cacheFolderThatIsAFileIsKept();
+    void modelFromDictionary_data() {
+        QTest::addColumn<QVariantMap>("dictionary");
+        QTest::addColumn<qint64>("dataType");
+        QTest::addColumn<QVariant>("suffix");  // null: none
+        QTest::addColumn<bool>("accepted");
+        const QVariantMap full{{"id", 1},
+                               {"title", "t"},
+                               {"brief", "b"},
+                               {"detail", "d"},
+                               {"image", "http://h/p.png"}};
+        auto with = [&](const QVariantMap& changes) {
+            QVariantMap m = full;
+            for (auto it = changes.cbegin(); it != changes.cend(); ++it) {
+                if (it.value().isValid()) {
+                    m.insert(it.key(), it.value());
+                } else {
+                    m.remove(it.key());
+                }
+            }
+            return m;
+        };
+        QTest::newRow("type 1 complete")
+            << with({{"type", 1}}) << qint64(1) << QVariant(".png") << true;
+        QTest::newRow("type 1 without detail") << with({{"type", 1}, {"detail", QVariant()}})
+                                               << qint64(1) << QVariant(".png") << false;
+        QTest::newRow("type 1 empty brief")
+            << with({{"type", 1}, {"brief", ""}}) << qint64(1) << QVariant(".png") << false;
+        QTest::newRow("type 2 without detail") << with({{"type", "2"}, {"detail", QVariant()}})
+                                               << qint64(2) << QVariant(".png") << true;
+        QTest::newRow("type 2 without brief")
+            << with({{"type", 2}, {"brief", QVariant()}}) << qint64(2) << QVariant(".png") << false;
+        QTest::newRow("type 3 without brief") << with({{"type", 3.7}, {"brief", QVariant()}})
+                                              << qint64(3) << QVariant(".png") << true;
+        QTest::newRow("type 3 without title")
+            << with({{"type", 3}, {"title", QVariant()}}) << qint64(3) << QVariant(".png") << false;
+        QTest::newRow("type 4") << with({{"type", 4}}) << qint64(4) << QVariant(".png") << false;
+        QTest::newRow("type as text with spaces")
+            << with({{"type", " 1"}}) << qint64(1) << QVariant(".png") << true;
+        QTest::newRow("type null") << with({{"type", QVariant::fromValue(nullptr)}}) << qint64(0)
+                                   << QVariant(".png") << false;
+        QTest::newRow("jpg") << with({{"type", 1}, {"image", "http://h/p.jpg"}}) << qint64(1)
+                             << QVariant(".jpg") << true;
+        QTest::newRow("gif") << with({{"type", 1}, {"image", "http://h/p.gif"}}) << qint64(1)
+                             << QVariant(".gif") << true;
+        QTest::newRow("jpeg") << with({{"type", 1}, {"image", "http://h/p.jpeg"}}) << qint64(1)
+                              << QVariant() << false;
+        QTest::newRow("upper case")
+            << with({{"type", 1}, {"image", "http://h/p.PNG"}}) << qint64(1) << QVariant() << false;
+        QTest::newRow("only the suffix")
+            << with({{"type", 1}, {"image", ".png"}}) << qint64(1) << QVariant() << false;
+        QTest::newRow("five characters")
+            << with({{"type", 1}, {"image", "a.png"}}) << qint64(1) << QVariant(".png") << true;
+        QTest::newRow("no image") << with({{"type", 1}, {"image", QVariant()}}) << qint64(1)
+                                  << QVariant() << false;
+    }
 
-    // pictures
-    void percentEncoding_data();
-    void percentEncoding();
-    void downloadImage();
-    void downloadImageAnswers_data();
-    void downloadImageAnswers();
-    void pictureSuffixForData_data();
-    void pictureSuffixForData();
-    void pictureCacheStoresByContentType();
-    void cachedPictureIsNotDownloaded();
-    void pictureIsNotStoredWithoutCacheFolder();
+    void modelFromDictionary() {
+        QFETCH(QVariantMap, dictionary);
+        QFETCH(qint64, dataType);
+        QFETCH(QVariant, suffix);
+        QFETCH(bool, accepted);
+        const ZQHelpInfoDataModel model(dictionary);
+        QCOMPARE(model.dataType, dataType);
+        QCOMPARE(model.imageSuffix.has_value(), suffix.isValid());
+        if (suffix.isValid()) {
+            QCOMPARE(*model.imageSuffix, suffix.toString());
+        }
+        QCOMPARE(model.hasRequiredFieldsForLayout(), accepted);
+        QCOMPARE(model.helpId, dictionary.contains("id") ? QString("1") : QString());
+    }
 
-    // the seed
-    void seedFillsMissingCache();
-    void seedLeavesExistingCache();
+    // --- requests ---------------------------------------------------------------
+
+    void requestCarriesTheCommonFields_data() {
+        QTest::addColumn<Kind>("kind");
+        QTest::addColumn<QVariant>("held");
+        QTest::addColumn<QString>("hv");
+        QTest::newRow("wall, no list") << Kind::Wall << QVariant() << "(null)";
+        QTest::newRow("plain, odd text") << Kind::Plain << QVariant("v 7") << "v 7";
+    }
+
+    void requestCarriesTheCommonFields() {
+        QFETCH(Kind, kind);
+        QFETCH(QVariant, held);
+        QFETCH(QString, hv);
+        const qint64 mark = _service.mark();
+        QList<Outcome> calls;
+        request(kind, held.isValid() ? std::optional<QString>(held.toString()) : std::nullopt,
+                nullptr, &calls);
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        const QJsonArray entries = _service.entries("/mac_feed_tpl", mark);
+        QCOMPARE(entries.size(), 1);
+        const QJsonObject e = entries[0].toObject();
+        const QString query = QStringLiteral("h=%1&v=%2&r=%3&os=%4&hv=%5")
+                                  .arg(helptest::kDeviceId, helptest::kImVersion,
+                                       helptest::kChannel, helptest::kSystemVersion, hv);
+        if (kind == Kind::Wall) {
+            QCOMPARE(e.value("method").toString(), QString("POST"));
+            QCOMPARE(e.value("path").toString(), QString("/q"));
+            const QJsonObject d = e.value("decrypted").toObject();
+            QCOMPARE(d.value("u").toString(), _service.baseUrl() + "/mac_feed_tpl");
+            QCOMPARE(d.value("g").toString(), query);
+            QCOMPARE(d.value("fields").toArray(), (QJsonArray{"u", "g", "k", "v"}));
+        } else {
+            QCOMPARE(e.value("method").toString(), QString("GET"));
+            QCOMPARE(argsOf(e.value("args").toArray()).value("hv"), hv);
+            QCOMPARE(argsOf(e.value("args").toArray()).value("h"), helptest::kDeviceId);
+            QCOMPARE(argsOf(e.value("args").toArray()).value("os"), helptest::kSystemVersion);
+            QCOMPARE(e.value("body").toObject().value("len").toInt(), 0);
+            verifyNoCacheOrLengthFields(e);
+        }
+        QVERIFY(calls[0].mainThread);
+    }
+
+    // The rule both requests share: newer only when the served version's integer
+    // value is above the held one's.
+    void versionRule_data() {
+        QTest::addColumn<QVariant>("served");
+        QTest::addColumn<QVariant>("held");
+        QTest::addColumn<bool>("newer");
+        QTest::addColumn<QString>("versionText");
+        QTest::newRow("same version") << QVariant(3) << QVariant("3") << false << "";
+        QTest::newRow("lower version") << QVariant(2) << QVariant("3") << false << "";
+        QTest::newRow("one above") << QVariant(4) << QVariant("3") << true << "4";
+        QTest::newRow("10 is above 9") << QVariant("10") << QVariant("9") << true << "10";
+        QTest::newRow("no list held") << QVariant(1) << QVariant() << true << "1";
+        QTest::newRow("non-numeric served") << QVariant("abc") << QVariant("0") << false << "";
+        QTest::newRow("fraction compares by its integer")
+            << QVariant(3.9) << QVariant("3") << false << "";
+        QTest::newRow("fraction text") << QVariant(4.5) << QVariant("3") << true << "4.5";
+        QTest::newRow("no version served") << QVariant() << QVariant() << false << "";
+    }
+
+    void versionRule() {
+        QFETCH(QVariant, served);
+        QFETCH(QVariant, held);
+        QFETCH(bool, newer);
+        QFETCH(QString, versionText);
+        QVariantMap answer{{"expandFirst", true},
+                           {"helplist", QVariantList{QVariantMap{{"id", 7},
+                                                                 {"type", 1},
+                                                                 {"title", "t"},
+                                                                 {"brief", "b"},
+                                                                 {"detail", "d"},
+                                                                 {"image", "http://h/p.png"}}}}};
+        if (served.isValid()) {
+            answer.insert("version", served);
+        }
+        const auto read = ZQHelpListInfoDataManager::readHelpListAnswer(
+            answer, held.isValid() ? std::optional<QString>(held.toString()) : std::nullopt);
+        QCOMPARE(read.newer, newer);
+        if (newer) {
+            QCOMPARE(read.version, versionText);
+            QVERIFY(read.expandFirst);
+            QCOMPARE(idsOf(read.accepted), QStringList{"7"});
+            QCOMPARE(read.stored.size(), 1);
+        } else {
+            QVERIFY(!read.expandFirst);
+            QVERIFY(read.accepted.isEmpty());
+            QVERIFY(read.stored.isEmpty());
+        }
+    }
+
+    void answerNotNewerLeavesCache_data() {
+        QTest::addColumn<Kind>("kind");
+        QTest::newRow("wall") << Kind::Wall;
+        QTest::newRow("plain") << Kind::Plain;
+    }
+
+    // A list that is not newer than the one held: up to date, and the cache and
+    // its pictures stay as they are.
+    void answerNotNewerLeavesCache() {
+        QFETCH(Kind, kind);
+        QVERIFY(_service.setHelpList(
+            {{"version", 3},
+             {"expandFirst", true},
+             {"helplist", QJsonArray{entry(7, 1, "{base}/static/help/helpinfo_1.png")}}}));
+        const QByteArray sentinel = platform::Plist::serialize(
+            QVariantMap{{"version", "0"}, {"expandFirst", "0"}, {"helplist", QVariantList{}}});
+        QVERIFY(writeFile(cacheFile(), sentinel));
+        QVERIFY(writeFile(cacheFolder() + "/helpinfo_9.png", "picture"));
+        QList<Outcome> calls;
+        request(kind, QStringLiteral("3"), nullptr, &calls);
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        settle();
+        QCOMPARE(calls.size(), 1);
+        QCOMPARE(calls[0].error, std::nullopt);
+        QVERIFY(calls[0].upToDate);
+        QVERIFY(!calls[0].expandFirst);
+        QCOMPARE(calls[0].version, std::nullopt);
+        QVERIFY(!calls[0].list.has_value());
+        QCOMPARE(readFile(cacheFile()), sentinel);
+        QCOMPARE(readFile(cacheFolder() + "/helpinfo_9.png"), QByteArray("picture"));
+    }
+
+    // Through the wall; an entry read back from the cache equals the one delivered.
+    void newerListIsFilteredAndCached() {
+        QVERIFY(writeFile(cacheFolder() + "/helpinfo_9.png", "picture"));
+        const QString png = "{base}/static/help/helpinfo_1.png";
+        QJsonObject kept{{"id", 8},         {"type", 2},    {"title", "只有标题和简答"},
+                         {"brief", "简答"}, {"image", png}, {"extra", "dropped"}};
+        const QJsonArray list{entry(1, 1, png),
+                              entry("two", "3", png, false, true),
+                              entry(3, 4, png),                          // unknown layout
+                              entry(4, 1, "{base}/static/help/x.jpeg"),  // no suffix
+                              entry(5, 1, "{base}/static/help/x.PNG"),   // no suffix
+                              entry(6, 1, png, true, false),             // detail missing
+                              QJsonValue(17),                            // not an entry
+                              kept};
+        QVERIFY(_service.setHelpList({{"version", 5}, {"expandFirst", "yes"}, {"helplist", list}}));
+        QList<Outcome> calls;
+        request(Kind::Wall, std::nullopt, nullptr, &calls);
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        const Outcome& o = calls[0];
+        QCOMPARE(o.error, std::nullopt);
+        QVERIFY(!o.upToDate);
+        QVERIFY(o.expandFirst);
+        QCOMPARE(o.version, std::optional<QString>("5"));
+        QCOMPARE(idsOf(*o.list), (QStringList{"1", "two", "8"}));
+        QCOMPARE(o.list->at(0).imageUrl, _service.baseUrl() + "/static/help/helpinfo_1.png");
+        QCOMPARE(o.list->at(1).dataType, qint64(3));
+
+        // The cache keeps every entry (in answer order, as text), exactly three
+        // root keys, and is an XML property list.
+        const QByteArray raw = readFile(cacheFile());
+        QVERIFY(raw.startsWith("<?xml"));
+        const std::optional<QVariantMap> cached = platform::Plist::readDictionary(cacheFile());
+        QVERIFY(cached.has_value());
+        QCOMPARE(cached->keys(), (QStringList{"expandFirst", "helplist", "version"}));
+        QCOMPARE(cached->value("expandFirst"), QVariant("yes"));
+        QCOMPARE(cached->value("version"), QVariant("5"));
+        const QVariantList stored = cached->value("helplist").toList();
+        QCOMPARE(stored.size(), 7);
+        QCOMPARE(stored[0].toMap().value("id"), QVariant("1"));
+        QCOMPARE(stored[0].toMap().value("type"), QVariant("1"));
+        QCOMPARE(stored[1].toMap().keys(), (QStringList{"detail", "id", "image", "title", "type"}));
+        QCOMPARE(stored[6].toMap().keys(), (QStringList{"brief", "id", "image", "title", "type"}));
+        QCOMPARE(stored[6].toMap().value("type"), QVariant("2"));
+        QVERIFY(!QFileInfo::exists(cacheFolder() + "/helpinfo_9.png"));
+        ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
+            [&](bool, const auto&, const std::optional<ZQHelpInfoDataList>& list, const auto&) {
+                QVERIFY(list.has_value() && !list->isEmpty());
+                QCOMPARE(list->at(0), o.list->at(0));
+            });
+    }
+
+    void emptyOrMissingList_data() {
+        QTest::addColumn<QVariant>("helplist");
+        QTest::newRow("empty") << QVariant(QVariantList());
+        QTest::newRow("missing") << QVariant();
+        QTest::newRow("not a list") << QVariant("entries");
+        QTest::newRow("only non-entries") << QVariant(QVariantList{1, "x"});
+    }
+
+    // A newer answer without entries: nothing to store, and (absent) no expansion.
+    void emptyOrMissingList() {
+        QFETCH(QVariant, helplist);
+        QVariantMap answer{{"version", 9}};
+        if (helplist.isValid()) {
+            answer.insert("helplist", helplist);
+        }
+        const auto read =
+            ZQHelpListInfoDataManager::readHelpListAnswer(answer, QStringLiteral("1"));
+        QVERIFY(read.newer);
+        QVERIFY(!read.expandFirst);
+        QCOMPARE(read.version, QString("9"));
+        QVERIFY(read.stored.isEmpty());
+        QVERIFY(read.accepted.isEmpty());
+    }
+
+    void expandFirstForms_data() {
+        QTest::addColumn<QJsonValue>("served");
+        QTest::addColumn<bool>("expand");
+        QTest::addColumn<QString>("stored");
+        QTest::newRow("true") << QJsonValue(true) << true << "1";
+        QTest::newRow("false") << QJsonValue(false) << false << "0";
+        QTest::newRow("number 2") << QJsonValue(2) << true << "2";
+        QTest::newRow("number 0") << QJsonValue(0) << false << "0";
+        QTest::newRow("text YES") << QJsonValue("YES") << true << "YES";
+        QTest::newRow("text false") << QJsonValue("false") << false << "false";
+        QTest::newRow("null") << QJsonValue(QJsonValue::Null) << false << "<null>";
+        QTest::newRow("absent") << QJsonValue(QJsonValue::Undefined) << false << "(null)";
+    }
+
+    void expandFirstForms() {
+        QFETCH(QJsonValue, served);
+        QFETCH(bool, expand);
+        QFETCH(QString, stored);
+        QJsonObject list{
+            {"version", 4},
+            {"helplist", QJsonArray{entry(1, 1, "{base}/static/help/helpinfo_1.png")}}};
+        if (!served.isUndefined()) {
+            list.insert("expandFirst", served);
+        }
+        QVERIFY(_service.setHelpList(list));
+        QList<Outcome> calls;
+        request(Kind::Wall, std::nullopt, nullptr, &calls);
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        QCOMPARE(calls[0].expandFirst, expand);
+        QCOMPARE(platform::Plist::readDictionary(cacheFile())->value("expandFirst"),
+                 QVariant(stored));
+        // The local read takes the stored text's boolean value.
+        bool localExpand = !expand;
+        ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
+            [&](bool e, const auto&, const auto&, const auto&) { localExpand = e; });
+        QCOMPARE(localExpand, expand);
+    }
+
+    void faults_data() {
+        QTest::addColumn<Kind>("kind");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QVariantMap>("options");
+        QTest::addColumn<QString>("error");  // empty: a newer list arrives
+        const QVariantMap none;
+        // Through the wall.
+        QTest::newRow("wall: status 503 is not examined")
+            << Kind::Wall << "/mac_feed_tpl"
+            << "status" << QVariantMap{{"status", 503}} << "";
+        QTest::newRow("wall: empty body") << Kind::Wall << "/q"
+                                          << "empty" << none << "failed to decrypt data";
+        QTest::newRow("wall: truncated body") << Kind::Wall << "/q"
+                                              << "truncate" << none << "network error";
+        QTest::newRow("wall: not JSON")
+            << Kind::Wall << "/mac_feed_tpl"
+            << "answer" << QVariantMap{{"body", "<html>oops</html>"}} << "Parse json error";
+        QTest::newRow("wall: JSON array") << Kind::Wall << "/mac_feed_tpl"
+                                          << "answer" << QVariantMap{{"body", "[1, 2]"}}
+                                          << "request failed: unacceptable content-type";
+        QTest::newRow("wall: empty payload") << Kind::Wall << "/mac_feed_tpl"
+                                             << "answer" << QVariantMap{{"body", ""}} << "no data";
+        QTest::newRow("wall: plain answer not encrypted")
+            << Kind::Wall << "/mac_feed_tpl"
+            << "answer" << QVariantMap{{"body", "{\"version\": 9}"}, {"raw", true}}
+            << "failed to decrypt data";
+        // Plain.
+        QTest::newRow("plain: status 500 is not examined")
+            << Kind::Plain << "/mac_feed_tpl"
+            << "status" << QVariantMap{{"status", 500}} << "";
+        QTest::newRow("plain: empty body") << Kind::Plain << "/mac_feed_tpl"
+                                           << "empty" << none << "no data";
+        QTest::newRow("plain: garbage") << Kind::Plain << "/mac_feed_tpl"
+                                        << "garbage" << none << "no data";
+        QTest::newRow("plain: closed mid-answer") << Kind::Plain << "/mac_feed_tpl"
+                                                  << "close" << none << "network error";
+        QTest::newRow("plain: JSON array") << Kind::Plain << "/mac_feed_tpl"
+                                           << "answer" << QVariantMap{{"body", "[1]"}} << "no data";
+    }
+
+    void faults() {
+        QFETCH(Kind, kind);
+        QFETCH(QString, path);
+        QFETCH(QString, fault);
+        QFETCH(QVariantMap, options);
+        QFETCH(QString, error);
+        QVERIFY(_service.setFault(path, fault, options));
+        QVERIFY(writeFile(cacheFile(), "previous cache"));
+        QList<Outcome> calls;
+        request(kind, QStringLiteral("1"), nullptr, &calls);
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        settle();
+        QCOMPARE(calls.size(), 1);
+        const Outcome& o = calls[0];
+        QVERIFY(o.mainThread);
+        if (error.isEmpty()) {
+            QCOMPARE(o.error, std::nullopt);
+            QVERIFY(!o.upToDate);
+            QCOMPARE(o.version, std::optional<QString>("3"));
+            QCOMPARE(o.list->size(), servedEntryCount());
+        } else {
+            QCOMPARE(o.error, std::optional<QString>(error));
+            QVERIFY(!o.upToDate);
+            QVERIFY(!o.expandFirst);
+            QCOMPARE(o.version, std::nullopt);
+            QVERIFY(!o.list.has_value());
+            QCOMPARE(readFile(cacheFile()), QByteArray("previous cache"));
+        }
+    }
+
+    void timeoutIsTwentySeconds_data() {
+        QTest::addColumn<Kind>("kind");
+        QTest::addColumn<int>("delayMs");
+        QTest::addColumn<QString>("error");
+        // An answer that waits longer than 20 seconds is a transport error; one
+        // that waits 15 seconds still arrives.
+        QTest::newRow("wall, 25 s") << Kind::Wall << 25000 << "network error";
+        QTest::newRow("plain, 15 s") << Kind::Plain << 15000 << "";
+    }
+
+    void timeoutIsTwentySeconds() {
+        QFETCH(Kind, kind);
+        QFETCH(int, delayMs);
+        QFETCH(QString, error);
+        QVERIFY(_service.setFault("/mac_feed_tpl", "delay", {{"ms", delayMs}, {"count", 1}}));
+        QList<Outcome> calls;
+        request(kind, std::nullopt, nullptr, &calls);
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, 60000);
+        QCOMPARE(calls[0].error.value_or(QString()), error);
+    }
+
+    void destroyedContextGetsNoCompletion() {
+        QVERIFY(_service.setFault("/mac_feed_tpl", "delay", {{"ms", 300}}));
+        QList<Outcome> abandoned;
+        auto* context = new QObject;
+        request(Kind::Wall, std::nullopt, context, &abandoned);
+        request(Kind::Plain, std::nullopt, context, &abandoned);
+        delete context;
+        QList<Outcome> later;
+        QObject alive;
+        request(Kind::Plain, std::nullopt, &alive, &later);
+        QTRY_COMPARE_WITH_TIMEOUT(later.size(), 1, kWaitMs);
+        settle();
+        QCOMPARE(abandoned.size(), 0);
+    }
+
+    // --- the cache --------------------------------------------------------------
+
+    void localReadWithoutCache() {
+        QList<std::optional<QString>> errors;
+        ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
+            [&](bool expand, const std::optional<QString>& version,
+                const std::optional<ZQHelpInfoDataList>& list,
+                const std::optional<QString>& error) {
+                QVERIFY(!expand);
+                QCOMPARE(version, std::nullopt);
+                QVERIFY(!list.has_value());
+                errors << error;
+            });
+        QCOMPARE(errors, (QList<std::optional<QString>>{QString("no data")}));
+    }
+
+    void localReadFiltersBySuffixOnly() {
+        const QVariantList list{
+            QVariantMap{{"id", "1"}, {"type", "4"}, {"title", "t"}, {"image", "http://h/a.png"}},
+            QVariantMap{{"id", "2"}, {"type", "1"}, {"title", "t"}, {"image", "http://h/a.jpeg"}},
+            QVariant("not an entry"),
+            QVariantMap{{"id", "3"}, {"type", "2"}, {"image", "http://h/c.gif"}}};
+        QVERIFY(platform::Plist::writeFile(
+            cacheFile(),
+            QVariantMap{{"expandFirst", " +0001"}, {"version", "7"}, {"helplist", list}}));
+        int calls = 0;
+        ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
+            [&](bool expand, const std::optional<QString>& version,
+                const std::optional<ZQHelpInfoDataList>& entries,
+                const std::optional<QString>& error) {
+                ++calls;
+                QVERIFY(expand);
+                QCOMPARE(version, std::optional<QString>("7"));
+                QCOMPARE(error, std::nullopt);
+                QCOMPARE(idsOf(*entries), (QStringList{"1", "3"}));
+            });
+        QCOMPARE(calls, 1);
+    }
+
+    void localReadOfBrokenCache_data() {
+        QTest::addColumn<QByteArray>("content");
+        QTest::newRow("empty file") << QByteArray();
+        QTest::newRow("not a property list") << QByteArray("{\"version\": 3}");
+        QTest::newRow("truncated")
+            << platform::Plist::serialize(QVariantMap{{"version", "3"}}).left(60);
+        QTest::newRow("array root") << platform::Plist::serialize(QVariantList{"a"});
+    }
+
+    void localReadOfBrokenCache() {
+        QFETCH(QByteArray, content);
+        QVERIFY(writeFile(cacheFile(), content));
+        std::optional<QString> error;
+        ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
+            [&](bool, const auto&, const auto&, const std::optional<QString>& e) { error = e; });
+        QCOMPARE(error, std::optional<QString>("no data"));
+        QCOMPARE(readFile(cacheFile()), content);
+    }
+
+    void cacheReplacementClearsPictures() {
+        QVERIFY(writeFile(cacheFolder() + "/helpinfo_1.png", "old picture"));
+        QVERIFY(writeFile(cacheFolder() + "/nested/deeper/file", "old"));
+        QVERIFY(writeFile(cacheFolder() + "/.hidden", "old"));
+        ZQHelpListInfoDataManager::writeHelpInfoToPlistFileWithExpandValue(
+            QVariantMap{{"version", 2}, {"expandFirst", true}}, QVariantList{});
+        QVERIFY(QFileInfo::exists(cacheFolder() + "/helpinfo_1.png"));  // empty list: nothing
+        ZQHelpListInfoDataManager::writeHelpInfoToPlistFileWithExpandValue(
+            std::nullopt, QVariantList{QVariantMap{{"id", "1"}}});
+        QVERIFY(QFileInfo::exists(cacheFolder() + "/helpinfo_1.png"));  // no answer: nothing
+
+        ZQHelpListInfoDataManager::writeHelpInfoToPlistFileWithExpandValue(
+            QVariantMap{{"version", 2}, {"expandFirst", true}, {"other", 1}},
+            QVariantList{QVariantMap{{"id", "1"}}});
+        QCOMPARE(
+            QDir(cacheFolder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+            QStringList{"helpInfo.plist"});
+        QCOMPARE(*platform::Plist::readDictionary(cacheFile()),
+                 (QVariantMap{{"version", "2"},
+                              {"expandFirst", "1"},
+                              {"helplist", QVariantList{QVariantMap{{"id", "1"}}}}}));
+    }
+
+    void cacheFolderThatIsAFileIsKept() {
+        QVERIFY(writeFile(cacheFolder(), "a file where the folder should be"));
+        QList<Outcome> calls;
+        request(Kind::Plain, std::nullopt, nullptr, &calls);
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        // The list still arrives; the write fails silently; nothing is lost.
+        QCOMPARE(calls[0].error, std::nullopt);
+        QCOMPARE(calls[0].list->size(), servedEntryCount());
+        QCOMPARE(readFile(cacheFolder()), QByteArray("a file where the folder should be"));
+    }
+
+    // --- pictures ---------------------------------------------------------------
+
+    void percentEncoding_data() {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<QByteArray>("encoded");
+        QTest::newRow("plain") << "http://h:1/a/b.png?x=1&y=2"
+                               << QByteArray("http://h:1/a/b.png?x=1&y=2");
+        QTest::newRow("space") << "http://h/a b.png" << QByteArray("http://h/a%20b.png");
+        QTest::newRow("percent again")
+            << "http://h/a%20b.png" << QByteArray("http://h/a%2520b.png");
+        QTest::newRow("hash") << "http://h/a#b" << QByteArray("http://h/a%23b");
+        QTest::newRow("chinese") << QString::fromUtf8("http://h/图.png")
+                                 << QByteArray("http://h/%E5%9B%BE.png");
+        QTest::newRow("kept marks") << "!$&'()*+,-./:;=?@_~" << QByteArray("!$&'()*+,-./:;=?@_~");
+        QTest::newRow("escaped marks")
+            << "\"<>[]\\^`{|}" << QByteArray("%22%3C%3E%5B%5D%5C%5E%60%7B%7C%7D");
+    }
+
+    void percentEncoding() {
+        QFETCH(QString, address);
+        QFETCH(QByteArray, encoded);
+        QCOMPARE(ZQHelpListInfoDataManager::percentEncodedPictureAddress(address), encoded);
+    }
+
+    void downloadImage() {
+        const qint64 mark = _service.mark();
+        int calls = 0;
+        ZQHelpListInfoDataManager::downloadImageWithUrl(
+            _service.url("/static/help/helpinfo_2.png"), nullptr,
+            [&](const std::optional<QString>& error, const QByteArray& data, const QImage& image) {
+                ++calls;
+                QCOMPARE(error, std::nullopt);
+                QCOMPARE(data, readFile(ZQ_SOURCE_DIR "/resources/help/helpinfo_2.png"));
+                QCOMPARE(image.size(), QSize(540, 460));
+                QVERIFY(helptest::onMainThread());
+            });
+        QTRY_COMPARE_WITH_TIMEOUT(calls, 1, kWaitMs);
+        const QJsonArray entries = _service.journal(mark);
+        QCOMPARE(entries.size(), 1);
+        QCOMPARE(entries[0].toObject().value("method").toString(), QString("GET"));
+        verifyNoCacheOrLengthFields(entries[0].toObject());
+    }
+
+    void downloadImageAnswers_data() {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QVariantMap>("options");
+        QTest::addColumn<bool>("transportError");
+        QTest::addColumn<bool>("decoded");
+        QTest::newRow("not found page") << "answer"
+                                        << QVariantMap{{"status", 404},
+                                                       {"body", "<html>not here</html>"},
+                                                       {"content_type", "text/html"}}
+                                        << false << false;
+        QTest::newRow("empty") << "empty" << QVariantMap{} << false << false;
+        QTest::newRow("closed") << "close" << QVariantMap{} << true << false;
+        QTest::newRow("picture with status 500")
+            << "answer"
+            << QVariantMap{{"status", 500},
+                           {"body_base64", QString::fromLatin1(pngBytes(4, 3).toBase64())},
+                           {"content_type", "image/png"}}
+            << false << true;
+    }
+
+    void downloadImageAnswers() {
+        QFETCH(QString, fault);
+        QFETCH(QVariantMap, options);
+        QFETCH(bool, transportError);
+        QFETCH(bool, decoded);
+        QVERIFY(_service.setFault("/static/help/helpinfo_3.png", fault, options));
+        QList<std::tuple<std::optional<QString>, QByteArray, QImage>> calls;
+        ZQHelpListInfoDataManager::downloadImageWithUrl(
+            _service.url("/static/help/helpinfo_3.png"), nullptr,
+            [&](const std::optional<QString>& error, const QByteArray& data, const QImage& image) {
+                calls.append({error, data, image});
+            });
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        settle();
+        QCOMPARE(calls.size(), 1);
+        const auto& [error, data, image] = calls[0];
+        QCOMPARE(error.has_value(), transportError);
+        if (transportError) {
+            QVERIFY(!error->isEmpty());
+            QVERIFY(data.isNull());
+        }
+        QCOMPARE(!image.isNull(), decoded);
+    }
+
+    void pictureSuffixForData_data() {
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<QString>("suffix");
+        QTest::newRow("png") << QByteArray("\x89PNG") << ".png";
+        QTest::newRow("gif") << QByteArray("GIF89a") << ".gif";
+        QTest::newRow("jpeg") << QByteArray("\xFF\xD8\xFF") << ".jpg";
+        QTest::newRow("bmp") << QByteArray("BM") << "";
+        QTest::newRow("empty") << QByteArray() << "";
+    }
+
+    void pictureSuffixForData() {
+        QFETCH(QByteArray, data);
+        QFETCH(QString, suffix);
+        QCOMPARE(ZQHelpListInfoDataManager::pictureSuffixForData(data).value_or(QString()), suffix);
+    }
+
+    void pictureCacheStoresByContentType() {
+        // An address ending in ".jpg" whose bytes are PNG: stored under ".png",
+        // looked up under ".jpg", so it is fetched again each time it is shown.
+        QVERIFY(QDir().mkpath(cacheFolder()));
+        const QByteArray png = pngBytes(6, 5);
+        QVERIFY(_service.setFault(
+            "/static/help/mislabelled.jpg", "answer",
+            {{"body_base64", QString::fromLatin1(png.toBase64())}, {"content_type", "image/png"}}));
+        ZQHelpInfoDataModel model(QVariantMap{
+            {"id", "31"}, {"type", 2}, {"image", _service.url("/static/help/mislabelled.jpg")}});
+        QCOMPARE(model.imageSuffix, std::optional<QString>(".jpg"));
+        const qint64 mark = _service.mark();
+        QList<QImage> shown;
+        ZQHelpListInfoDataManager::loadPictureForEntry(
+            model, nullptr, [&](const QImage& image) { shown << image; });
+        QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, kWaitMs);
+        QCOMPARE(shown[0].size(), QSize(6, 5));
+        QTRY_COMPARE_WITH_TIMEOUT(readFile(cacheFolder() + "/helpinfo_31.png"), png, kWaitMs);
+        QVERIFY(!QFileInfo::exists(cacheFolder() + "/helpinfo_31.jpg"));
+        ZQHelpListInfoDataManager::loadPictureForEntry(
+            model, nullptr, [&](const QImage& image) { shown << image; });
+        QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 2, kWaitMs);
+        QCOMPARE(_service.journal(mark).size(), 2);
+    }
+
+    void cachedPictureIsNotDownloaded() {
+        const QByteArray png = pngBytes(3, 2);
+        QVERIFY(writeFile(cacheFolder() + "/helpinfo_5.png", png));
+        ZQHelpInfoDataModel model(QVariantMap{
+            {"id", 5}, {"type", 2}, {"image", _service.url("/static/help/helpinfo_1.png")}});
+        const qint64 mark = _service.mark();
+        QList<QImage> shown;
+        ZQHelpListInfoDataManager::loadPictureForEntry(
+            model, nullptr, [&](const QImage& image) { shown << image; });
+        QCOMPARE(shown.size(), 1);  // at once, from the cache
+        QCOMPARE(shown[0].size(), QSize(3, 2));
+        settle();
+        QCOMPARE(_service.journal(mark).size(), 0);
+    }
+
+    void pictureIsNotStoredWithoutCacheFolder() {
+        ZQHelpInfoDataModel model(QVariantMap{
+            {"id", 6}, {"type", 2}, {"image", _service.url("/static/help/helpinfo_1.png")}});
+        QList<QImage> shown;
+        ZQHelpListInfoDataManager::loadPictureForEntry(
+            model, nullptr, [&](const QImage& image) { shown << image; });
+        QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, kWaitMs);
+        settle();
+        // Creating the folder here would stop the seed from ever filling it.
+        QVERIFY(!QFileInfo::exists(cacheFolder()));
+    }
+
+    // --- the seed ---------------------------------------------------------------
+
+    void seedFillsMissingCache() {
+        ZQHelpListInfoDataManager::checkUserHelpInfoFile();
+        QCOMPARE(readFile(cacheFile()), readFile(":/help/helpInfo.plist"));
+        ZQHelpInfoDataList entries;
+        bool expand = false;
+        std::optional<QString> version;
+        ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
+            [&](bool e, const std::optional<QString>& v,
+                const std::optional<ZQHelpInfoDataList>& list,
+                const std::optional<QString>& error) {
+                QCOMPARE(error, std::nullopt);
+                expand = e;
+                version = v;
+                entries = list.value_or(ZQHelpInfoDataList{});
+            });
+        QVERIFY(expand);
+        QCOMPARE(version, std::optional<QString>("1"));
+        QCOMPARE(entries.size(), 4);
+        QSet<qint64> layouts;
+        for (const ZQHelpInfoDataModel& e : entries) {
+            // Every seed entry is one the service would also accept, and its
+            // picture is found in the cache without a download.
+            QVERIFY2(e.hasRequiredFieldsForLayout(), qPrintable(e.helpId));
+            layouts.insert(e.dataType);
+            const QString picture =
+                ZQHelpListInfoDataManager::pictureCachePath(e.helpId, e.imageSuffix);
+            QVERIFY2(!QImage(picture).isNull(), qPrintable(picture));
+            QVERIFY(QFileInfo(picture).isWritable());
+        }
+        QCOMPARE(layouts, (QSet<qint64>{1, 2, 3}));
+        // The seed is older than the service's list, so the first refresh replaces it.
+        QList<Outcome> calls;
+        request(Kind::Wall, version, nullptr, &calls);
+        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
+        QVERIFY(!calls[0].upToDate);
+        QVERIFY(!QFileInfo::exists(cacheFolder() + "/helpinfo_1.png"));
+    }
+
+    void seedLeavesExistingCache() {
+        QVERIFY(QDir().mkpath(cacheFolder()));
+        ZQHelpListInfoDataManager::checkUserHelpInfoFile();
+        QCOMPARE(QDir(cacheFolder()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+                 QStringList());
+    }
 
 private:
     QString cacheFolder() const { return ZQHelpListInfoDataManager::helpInfoFolderPath(); }
@@ -159,718 +832,6 @@ private:
     }
     zq::test::RefService _service;
 };
-
-void TestHelpList::initTestCase() {
-    QVERIFY(helptest::prepareMachine());
-    QVERIFY2(_service.start(), qPrintable(_service.errorString()));
-}
-
-void TestHelpList::init() {
-    QVERIFY(_service.clearFaults());
-    QVERIFY(_service.resetHelpList());
-    QDir(cacheFolder()).removeRecursively();
-    QFile::remove(cacheFolder());
-}
-
-void TestHelpList::cleanupTestCase() {
-    _service.stop();
-}
-
-void TestHelpList::modelFromDictionary_data() {
-    QTest::addColumn<QVariantMap>("dictionary");
-    QTest::addColumn<qint64>("dataType");
-    QTest::addColumn<QVariant>("suffix");  // null: none
-    QTest::addColumn<bool>("accepted");
-    const QVariantMap full{
-        {"id", 1}, {"title", "t"}, {"brief", "b"}, {"detail", "d"}, {"image", "http://h/p.png"}};
-    auto with = [&](const QVariantMap& changes) {
-        QVariantMap m = full;
-        for (auto it = changes.cbegin(); it != changes.cend(); ++it) {
-            if (it.value().isValid()) {
-                m.insert(it.key(), it.value());
-            } else {
-                m.remove(it.key());
-            }
-        }
-        return m;
-    };
-    QTest::newRow("type 1 complete")
-        << with({{"type", 1}}) << qint64(1) << QVariant(".png") << true;
-    QTest::newRow("type 1 without detail")
-        << with({{"type", 1}, {"detail", QVariant()}}) << qint64(1) << QVariant(".png") << false;
-    QTest::newRow("type 1 empty brief")
-        << with({{"type", 1}, {"brief", ""}}) << qint64(1) << QVariant(".png") << false;
-    QTest::newRow("type 2 without detail")
-        << with({{"type", "2"}, {"detail", QVariant()}}) << qint64(2) << QVariant(".png") << true;
-    QTest::newRow("type 2 without brief")
-        << with({{"type", 2}, {"brief", QVariant()}}) << qint64(2) << QVariant(".png") << false;
-    QTest::newRow("type 3 without brief")
-        << with({{"type", 3.7}, {"brief", QVariant()}}) << qint64(3) << QVariant(".png") << true;
-    QTest::newRow("type 3 without title")
-        << with({{"type", 3}, {"title", QVariant()}}) << qint64(3) << QVariant(".png") << false;
-    QTest::newRow("type 4") << with({{"type", 4}}) << qint64(4) << QVariant(".png") << false;
-    QTest::newRow("type as text with spaces")
-        << with({{"type", " 1"}}) << qint64(1) << QVariant(".png") << true;
-    QTest::newRow("type null") << with({{"type", QVariant::fromValue(nullptr)}}) << qint64(0)
-                               << QVariant(".png") << false;
-    QTest::newRow("jpg") << with({{"type", 1}, {"image", "http://h/p.jpg"}}) << qint64(1)
-                         << QVariant(".jpg") << true;
-    QTest::newRow("gif") << with({{"type", 1}, {"image", "http://h/p.gif"}}) << qint64(1)
-                         << QVariant(".gif") << true;
-    QTest::newRow("jpeg") << with({{"type", 1}, {"image", "http://h/p.jpeg"}}) << qint64(1)
-                          << QVariant() << false;
-    QTest::newRow("upper case") << with({{"type", 1}, {"image", "http://h/p.PNG"}}) << qint64(1)
-                                << QVariant() << false;
-    QTest::newRow("only the suffix")
-        << with({{"type", 1}, {"image", ".png"}}) << qint64(1) << QVariant() << false;
-    QTest::newRow("five characters")
-        << with({{"type", 1}, {"image", "a.png"}}) << qint64(1) << QVariant(".png") << true;
-    QTest::newRow("no image") << with({{"type", 1}, {"image", QVariant()}}) << qint64(1)
-                              << QVariant() << false;
-}
-
-void TestHelpList::modelFromDictionary() {
-    QFETCH(QVariantMap, dictionary);
-    QFETCH(qint64, dataType);
-    QFETCH(QVariant, suffix);
-    QFETCH(bool, accepted);
-    const ZQHelpInfoDataModel model(dictionary);
-    QCOMPARE(model.dataType, dataType);
-    QCOMPARE(model.imageSuffix.has_value(), suffix.isValid());
-    if (suffix.isValid()) {
-        QCOMPARE(*model.imageSuffix, suffix.toString());
-    }
-    QCOMPARE(model.hasRequiredFieldsForLayout(), accepted);
-    QCOMPARE(model.helpId, dictionary.contains("id") ? QString("1") : QString());
-}
-
-// --- requests ---------------------------------------------------------------
-
-void TestHelpList::requestCarriesTheCommonFields_data() {
-    QTest::addColumn<Kind>("kind");
-    QTest::addColumn<QVariant>("held");
-    QTest::addColumn<QString>("hv");
-    QTest::newRow("wall, no list") << Kind::Wall << QVariant() << "(null)";
-    QTest::newRow("plain, odd text") << Kind::Plain << QVariant("v 7") << "v 7";
-}
-
-void TestHelpList::requestCarriesTheCommonFields() {
-    QFETCH(Kind, kind);
-    QFETCH(QVariant, held);
-    QFETCH(QString, hv);
-    const qint64 mark = _service.mark();
-    QList<Outcome> calls;
-    request(kind, held.isValid() ? std::optional<QString>(held.toString()) : std::nullopt, nullptr,
-            &calls);
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    const QJsonArray entries = _service.entries("/mac_feed_tpl", mark);
-    QCOMPARE(entries.size(), 1);
-    const QJsonObject e = entries[0].toObject();
-    const QString query = QStringLiteral("h=%1&v=%2&r=%3&os=%4&hv=%5")
-                              .arg(helptest::kDeviceId, helptest::kImVersion, helptest::kChannel,
-                                   helptest::kSystemVersion, hv);
-    if (kind == Kind::Wall) {
-        QCOMPARE(e.value("method").toString(), QString("POST"));
-        QCOMPARE(e.value("path").toString(), QString("/q"));
-        const QJsonObject d = e.value("decrypted").toObject();
-        QCOMPARE(d.value("u").toString(), _service.baseUrl() + "/mac_feed_tpl");
-        QCOMPARE(d.value("g").toString(), query);
-        QCOMPARE(d.value("fields").toArray(), (QJsonArray{"u", "g", "k", "v"}));
-    } else {
-        QCOMPARE(e.value("method").toString(), QString("GET"));
-        QCOMPARE(argsOf(e.value("args").toArray()).value("hv"), hv);
-        QCOMPARE(argsOf(e.value("args").toArray()).value("h"), helptest::kDeviceId);
-        QCOMPARE(argsOf(e.value("args").toArray()).value("os"), helptest::kSystemVersion);
-        QCOMPARE(e.value("body").toObject().value("len").toInt(), 0);
-        verifyNoCacheOrLengthFields(e);
-    }
-    QVERIFY(calls[0].mainThread);
-}
-
-// The rule both requests share: newer only when the served version's integer
-// value is above the held one's.
-void TestHelpList::versionRule_data() {
-    QTest::addColumn<QVariant>("served");
-    QTest::addColumn<QVariant>("held");
-    QTest::addColumn<bool>("newer");
-    QTest::addColumn<QString>("versionText");
-    QTest::newRow("same version") << QVariant(3) << QVariant("3") << false << "";
-    QTest::newRow("lower version") << QVariant(2) << QVariant("3") << false << "";
-    QTest::newRow("one above") << QVariant(4) << QVariant("3") << true << "4";
-    QTest::newRow("10 is above 9") << QVariant("10") << QVariant("9") << true << "10";
-    QTest::newRow("no list held") << QVariant(1) << QVariant() << true << "1";
-    QTest::newRow("non-numeric served") << QVariant("abc") << QVariant("0") << false << "";
-    QTest::newRow("fraction compares by its integer")
-        << QVariant(3.9) << QVariant("3") << false << "";
-    QTest::newRow("fraction text") << QVariant(4.5) << QVariant("3") << true << "4.5";
-    QTest::newRow("no version served") << QVariant() << QVariant() << false << "";
-}
-
-void TestHelpList::versionRule() {
-    QFETCH(QVariant, served);
-    QFETCH(QVariant, held);
-    QFETCH(bool, newer);
-    QFETCH(QString, versionText);
-    QVariantMap answer{{"expandFirst", true},
-                       {"helplist", QVariantList{QVariantMap{{"id", 7},
-                                                             {"type", 1},
-                                                             {"title", "t"},
-                                                             {"brief", "b"},
-                                                             {"detail", "d"},
-                                                             {"image", "http://h/p.png"}}}}};
-    if (served.isValid()) {
-        answer.insert("version", served);
-    }
-    const auto read = ZQHelpListInfoDataManager::readHelpListAnswer(
-        answer, held.isValid() ? std::optional<QString>(held.toString()) : std::nullopt);
-    QCOMPARE(read.newer, newer);
-    if (newer) {
-        QCOMPARE(read.version, versionText);
-        QVERIFY(read.expandFirst);
-        QCOMPARE(idsOf(read.accepted), QStringList{"7"});
-        QCOMPARE(read.stored.size(), 1);
-    } else {
-        QVERIFY(!read.expandFirst);
-        QVERIFY(read.accepted.isEmpty());
-        QVERIFY(read.stored.isEmpty());
-    }
-}
-
-void TestHelpList::answerNotNewerLeavesCache_data() {
-    QTest::addColumn<Kind>("kind");
-    QTest::newRow("wall") << Kind::Wall;
-    QTest::newRow("plain") << Kind::Plain;
-}
-
-// A list that is not newer than the one held: up to date, and the cache and
-// its pictures stay as they are.
-void TestHelpList::answerNotNewerLeavesCache() {
-    QFETCH(Kind, kind);
-    QVERIFY(_service.setHelpList(
-        {{"version", 3},
-         {"expandFirst", true},
-         {"helplist", QJsonArray{entry(7, 1, "{base}/static/help/helpinfo_1.png")}}}));
-    const QByteArray sentinel = platform::Plist::serialize(
-        QVariantMap{{"version", "0"}, {"expandFirst", "0"}, {"helplist", QVariantList{}}});
-    QVERIFY(writeFile(cacheFile(), sentinel));
-    QVERIFY(writeFile(cacheFolder() + "/helpinfo_9.png", "picture"));
-    QList<Outcome> calls;
-    request(kind, QStringLiteral("3"), nullptr, &calls);
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    settle();
-    QCOMPARE(calls.size(), 1);
-    QCOMPARE(calls[0].error, std::nullopt);
-    QVERIFY(calls[0].upToDate);
-    QVERIFY(!calls[0].expandFirst);
-    QCOMPARE(calls[0].version, std::nullopt);
-    QVERIFY(!calls[0].list.has_value());
-    QCOMPARE(readFile(cacheFile()), sentinel);
-    QCOMPARE(readFile(cacheFolder() + "/helpinfo_9.png"), QByteArray("picture"));
-}
-
-// Through the wall; an entry read back from the cache equals the one delivered.
-void TestHelpList::newerListIsFilteredAndCached() {
-    QVERIFY(writeFile(cacheFolder() + "/helpinfo_9.png", "picture"));
-    const QString png = "{base}/static/help/helpinfo_1.png";
-    QJsonObject kept{{"id", 8},         {"type", 2},    {"title", "只有标题和简答"},
-                     {"brief", "简答"}, {"image", png}, {"extra", "dropped"}};
-    const QJsonArray list{entry(1, 1, png),
-                          entry("two", "3", png, false, true),
-                          entry(3, 4, png),                          // unknown layout
-                          entry(4, 1, "{base}/static/help/x.jpeg"),  // no suffix
-                          entry(5, 1, "{base}/static/help/x.PNG"),   // no suffix
-                          entry(6, 1, png, true, false),             // detail missing
-                          QJsonValue(17),                            // not an entry
-                          kept};
-    QVERIFY(_service.setHelpList({{"version", 5}, {"expandFirst", "yes"}, {"helplist", list}}));
-    QList<Outcome> calls;
-    request(Kind::Wall, std::nullopt, nullptr, &calls);
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    const Outcome& o = calls[0];
-    QCOMPARE(o.error, std::nullopt);
-    QVERIFY(!o.upToDate);
-    QVERIFY(o.expandFirst);
-    QCOMPARE(o.version, std::optional<QString>("5"));
-    QCOMPARE(idsOf(*o.list), (QStringList{"1", "two", "8"}));
-    QCOMPARE(o.list->at(0).imageUrl, _service.baseUrl() + "/static/help/helpinfo_1.png");
-    QCOMPARE(o.list->at(1).dataType, qint64(3));
-
-    // The cache keeps every entry (in answer order, as text), exactly three
-    // root keys, and is an XML property list.
-    const QByteArray raw = readFile(cacheFile());
-    QVERIFY(raw.startsWith("<?xml"));
-    const std::optional<QVariantMap> cached = platform::Plist::readDictionary(cacheFile());
-    QVERIFY(cached.has_value());
-    QCOMPARE(cached->keys(), (QStringList{"expandFirst", "helplist", "version"}));
-    QCOMPARE(cached->value("expandFirst"), QVariant("yes"));
-    QCOMPARE(cached->value("version"), QVariant("5"));
-    const QVariantList stored = cached->value("helplist").toList();
-    QCOMPARE(stored.size(), 7);
-    QCOMPARE(stored[0].toMap().value("id"), QVariant("1"));
-    QCOMPARE(stored[0].toMap().value("type"), QVariant("1"));
-    QCOMPARE(stored[1].toMap().keys(), (QStringList{"detail", "id", "image", "title", "type"}));
-    QCOMPARE(stored[6].toMap().keys(), (QStringList{"brief", "id", "image", "title", "type"}));
-    QCOMPARE(stored[6].toMap().value("type"), QVariant("2"));
-    QVERIFY(!QFileInfo::exists(cacheFolder() + "/helpinfo_9.png"));
-    ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
-        [&](bool, const auto&, const std::optional<ZQHelpInfoDataList>& list, const auto&) {
-            QVERIFY(list.has_value() && !list->isEmpty());
-            QCOMPARE(list->at(0), o.list->at(0));
-        });
-}
-
-void TestHelpList::emptyOrMissingList_data() {
-    QTest::addColumn<QVariant>("helplist");
-    QTest::newRow("empty") << QVariant(QVariantList());
-    QTest::newRow("missing") << QVariant();
-    QTest::newRow("not a list") << QVariant("entries");
-    QTest::newRow("only non-entries") << QVariant(QVariantList{1, "x"});
-}
-
-// A newer answer without entries: nothing to store, and (absent) no expansion.
-void TestHelpList::emptyOrMissingList() {
-    QFETCH(QVariant, helplist);
-    QVariantMap answer{{"version", 9}};
-    if (helplist.isValid()) {
-        answer.insert("helplist", helplist);
-    }
-    const auto read = ZQHelpListInfoDataManager::readHelpListAnswer(answer, QStringLiteral("1"));
-    QVERIFY(read.newer);
-    QVERIFY(!read.expandFirst);
-    QCOMPARE(read.version, QString("9"));
-    QVERIFY(read.stored.isEmpty());
-    QVERIFY(read.accepted.isEmpty());
-}
-
-void TestHelpList::expandFirstForms_data() {
-    QTest::addColumn<QJsonValue>("served");
-    QTest::addColumn<bool>("expand");
-    QTest::addColumn<QString>("stored");
-    QTest::newRow("true") << QJsonValue(true) << true << "1";
-    QTest::newRow("false") << QJsonValue(false) << false << "0";
-    QTest::newRow("number 2") << QJsonValue(2) << true << "2";
-    QTest::newRow("number 0") << QJsonValue(0) << false << "0";
-    QTest::newRow("text YES") << QJsonValue("YES") << true << "YES";
-    QTest::newRow("text false") << QJsonValue("false") << false << "false";
-    QTest::newRow("null") << QJsonValue(QJsonValue::Null) << false << "<null>";
-    QTest::newRow("absent") << QJsonValue(QJsonValue::Undefined) << false << "(null)";
-}
-
-void TestHelpList::expandFirstForms() {
-    QFETCH(QJsonValue, served);
-    QFETCH(bool, expand);
-    QFETCH(QString, stored);
-    QJsonObject list{{"version", 4},
-                     {"helplist", QJsonArray{entry(1, 1, "{base}/static/help/helpinfo_1.png")}}};
-    if (!served.isUndefined()) {
-        list.insert("expandFirst", served);
-    }
-    QVERIFY(_service.setHelpList(list));
-    QList<Outcome> calls;
-    request(Kind::Wall, std::nullopt, nullptr, &calls);
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    QCOMPARE(calls[0].expandFirst, expand);
-    QCOMPARE(platform::Plist::readDictionary(cacheFile())->value("expandFirst"), QVariant(stored));
-    // The local read takes the stored text's boolean value.
-    bool localExpand = !expand;
-    ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
-        [&](bool e, const auto&, const auto&, const auto&) { localExpand = e; });
-    QCOMPARE(localExpand, expand);
-}
-
-void TestHelpList::faults_data() {
-    QTest::addColumn<Kind>("kind");
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("fault");
-    QTest::addColumn<QVariantMap>("options");
-    QTest::addColumn<QString>("error");  // empty: a newer list arrives
-    const QVariantMap none;
-    // Through the wall.
-    QTest::newRow("wall: status 503 is not examined")
-        << Kind::Wall << "/mac_feed_tpl"
-        << "status" << QVariantMap{{"status", 503}} << "";
-    QTest::newRow("wall: empty body") << Kind::Wall << "/q"
-                                      << "empty" << none << "failed to decrypt data";
-    QTest::newRow("wall: truncated body") << Kind::Wall << "/q"
-                                          << "truncate" << none << "network error";
-    QTest::newRow("wall: not JSON")
-        << Kind::Wall << "/mac_feed_tpl"
-        << "answer" << QVariantMap{{"body", "<html>oops</html>"}} << "Parse json error";
-    QTest::newRow("wall: JSON array") << Kind::Wall << "/mac_feed_tpl"
-                                      << "answer" << QVariantMap{{"body", "[1, 2]"}}
-                                      << "request failed: unacceptable content-type";
-    QTest::newRow("wall: empty payload") << Kind::Wall << "/mac_feed_tpl"
-                                         << "answer" << QVariantMap{{"body", ""}} << "no data";
-    QTest::newRow("wall: plain answer not encrypted")
-        << Kind::Wall << "/mac_feed_tpl"
-        << "answer" << QVariantMap{{"body", "{\"version\": 9}"}, {"raw", true}}
-        << "failed to decrypt data";
-    // Plain.
-    QTest::newRow("plain: status 500 is not examined")
-        << Kind::Plain << "/mac_feed_tpl"
-        << "status" << QVariantMap{{"status", 500}} << "";
-    QTest::newRow("plain: empty body") << Kind::Plain << "/mac_feed_tpl"
-                                       << "empty" << none << "no data";
-    QTest::newRow("plain: garbage") << Kind::Plain << "/mac_feed_tpl"
-                                    << "garbage" << none << "no data";
-    QTest::newRow("plain: closed mid-answer") << Kind::Plain << "/mac_feed_tpl"
-                                              << "close" << none << "network error";
-    QTest::newRow("plain: JSON array") << Kind::Plain << "/mac_feed_tpl"
-                                       << "answer" << QVariantMap{{"body", "[1]"}} << "no data";
-}
-
-void TestHelpList::faults() {
-    QFETCH(Kind, kind);
-    QFETCH(QString, path);
-    QFETCH(QString, fault);
-    QFETCH(QVariantMap, options);
-    QFETCH(QString, error);
-    QVERIFY(_service.setFault(path, fault, options));
-    QVERIFY(writeFile(cacheFile(), "previous cache"));
-    QList<Outcome> calls;
-    request(kind, QStringLiteral("1"), nullptr, &calls);
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    settle();
-    QCOMPARE(calls.size(), 1);
-    const Outcome& o = calls[0];
-    QVERIFY(o.mainThread);
-    if (error.isEmpty()) {
-        QCOMPARE(o.error, std::nullopt);
-        QVERIFY(!o.upToDate);
-        QCOMPARE(o.version, std::optional<QString>("3"));
-        QCOMPARE(o.list->size(), servedEntryCount());
-    } else {
-        QCOMPARE(o.error, std::optional<QString>(error));
-        QVERIFY(!o.upToDate);
-        QVERIFY(!o.expandFirst);
-        QCOMPARE(o.version, std::nullopt);
-        QVERIFY(!o.list.has_value());
-        QCOMPARE(readFile(cacheFile()), QByteArray("previous cache"));
-    }
-}
-
-void TestHelpList::timeoutIsTwentySeconds_data() {
-    QTest::addColumn<Kind>("kind");
-    QTest::addColumn<int>("delayMs");
-    QTest::addColumn<QString>("error");
-    // An answer that waits longer than 20 seconds is a transport error; one
-    // that waits 15 seconds still arrives.
-    QTest::newRow("wall, 25 s") << Kind::Wall << 25000 << "network error";
-    QTest::newRow("plain, 15 s") << Kind::Plain << 15000 << "";
-}
-
-void TestHelpList::timeoutIsTwentySeconds() {
-    QFETCH(Kind, kind);
-    QFETCH(int, delayMs);
-    QFETCH(QString, error);
-    QVERIFY(_service.setFault("/mac_feed_tpl", "delay", {{"ms", delayMs}, {"count", 1}}));
-    QList<Outcome> calls;
-    request(kind, std::nullopt, nullptr, &calls);
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, 60000);
-    QCOMPARE(calls[0].error.value_or(QString()), error);
-}
-
-void TestHelpList::destroyedContextGetsNoCompletion() {
-    QVERIFY(_service.setFault("/mac_feed_tpl", "delay", {{"ms", 300}}));
-    QList<Outcome> abandoned;
-    auto* context = new QObject;
-    request(Kind::Wall, std::nullopt, context, &abandoned);
-    request(Kind::Plain, std::nullopt, context, &abandoned);
-    delete context;
-    QList<Outcome> later;
-    QObject alive;
-    request(Kind::Plain, std::nullopt, &alive, &later);
-    QTRY_COMPARE_WITH_TIMEOUT(later.size(), 1, kWaitMs);
-    settle();
-    QCOMPARE(abandoned.size(), 0);
-}
-
-// --- the cache --------------------------------------------------------------
-
-void TestHelpList::localReadWithoutCache() {
-    QList<std::optional<QString>> errors;
-    ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
-        [&](bool expand, const std::optional<QString>& version,
-            const std::optional<ZQHelpInfoDataList>& list, const std::optional<QString>& error) {
-            QVERIFY(!expand);
-            QCOMPARE(version, std::nullopt);
-            QVERIFY(!list.has_value());
-            errors << error;
-        });
-    QCOMPARE(errors, (QList<std::optional<QString>>{QString("no data")}));
-}
-
-void TestHelpList::localReadFiltersBySuffixOnly() {
-    const QVariantList list{
-        QVariantMap{{"id", "1"}, {"type", "4"}, {"title", "t"}, {"image", "http://h/a.png"}},
-        QVariantMap{{"id", "2"}, {"type", "1"}, {"title", "t"}, {"image", "http://h/a.jpeg"}},
-        QVariant("not an entry"),
-        QVariantMap{{"id", "3"}, {"type", "2"}, {"image", "http://h/c.gif"}}};
-    QVERIFY(platform::Plist::writeFile(
-        cacheFile(), QVariantMap{{"expandFirst", " +0001"}, {"version", "7"}, {"helplist", list}}));
-    int calls = 0;
-    ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
-        [&](bool expand, const std::optional<QString>& version,
-            const std::optional<ZQHelpInfoDataList>& entries, const std::optional<QString>& error) {
-            ++calls;
-            QVERIFY(expand);
-            QCOMPARE(version, std::optional<QString>("7"));
-            QCOMPARE(error, std::nullopt);
-            QCOMPARE(idsOf(*entries), (QStringList{"1", "3"}));
-        });
-    QCOMPARE(calls, 1);
-}
-
-void TestHelpList::localReadOfBrokenCache_data() {
-    QTest::addColumn<QByteArray>("content");
-    QTest::newRow("empty file") << QByteArray();
-    QTest::newRow("not a property list") << QByteArray("{\"version\": 3}");
-    QTest::newRow("truncated")
-        << platform::Plist::serialize(QVariantMap{{"version", "3"}}).left(60);
-    QTest::newRow("array root") << platform::Plist::serialize(QVariantList{"a"});
-}
-
-void TestHelpList::localReadOfBrokenCache() {
-    QFETCH(QByteArray, content);
-    QVERIFY(writeFile(cacheFile(), content));
-    std::optional<QString> error;
-    ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
-        [&](bool, const auto&, const auto&, const std::optional<QString>& e) { error = e; });
-    QCOMPARE(error, std::optional<QString>("no data"));
-    QCOMPARE(readFile(cacheFile()), content);
-}
-
-void TestHelpList::cacheReplacementClearsPictures() {
-    QVERIFY(writeFile(cacheFolder() + "/helpinfo_1.png", "old picture"));
-    QVERIFY(writeFile(cacheFolder() + "/nested/deeper/file", "old"));
-    QVERIFY(writeFile(cacheFolder() + "/.hidden", "old"));
-    ZQHelpListInfoDataManager::writeHelpInfoToPlistFileWithExpandValue(
-        QVariantMap{{"version", 2}, {"expandFirst", true}}, QVariantList{});
-    QVERIFY(QFileInfo::exists(cacheFolder() + "/helpinfo_1.png"));  // empty list: nothing
-    ZQHelpListInfoDataManager::writeHelpInfoToPlistFileWithExpandValue(
-        std::nullopt, QVariantList{QVariantMap{{"id", "1"}}});
-    QVERIFY(QFileInfo::exists(cacheFolder() + "/helpinfo_1.png"));  // no answer: nothing
-
-    ZQHelpListInfoDataManager::writeHelpInfoToPlistFileWithExpandValue(
-        QVariantMap{{"version", 2}, {"expandFirst", true}, {"other", 1}},
-        QVariantList{QVariantMap{{"id", "1"}}});
-    QCOMPARE(QDir(cacheFolder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-             QStringList{"helpInfo.plist"});
-    QCOMPARE(*platform::Plist::readDictionary(cacheFile()),
-             (QVariantMap{{"version", "2"},
-                          {"expandFirst", "1"},
-                          {"helplist", QVariantList{QVariantMap{{"id", "1"}}}}}));
-}
-
-void TestHelpList::cacheFolderThatIsAFileIsKept() {
-    QVERIFY(writeFile(cacheFolder(), "a file where the folder should be"));
-    QList<Outcome> calls;
-    request(Kind::Plain, std::nullopt, nullptr, &calls);
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    // The list still arrives; the write fails silently; nothing is lost.
-    QCOMPARE(calls[0].error, std::nullopt);
-    QCOMPARE(calls[0].list->size(), servedEntryCount());
-    QCOMPARE(readFile(cacheFolder()), QByteArray("a file where the folder should be"));
-}
-
-// --- pictures ---------------------------------------------------------------
-
-void TestHelpList::percentEncoding_data() {
-    QTest::addColumn<QString>("address");
-    QTest::addColumn<QByteArray>("encoded");
-    QTest::newRow("plain") << "http://h:1/a/b.png?x=1&y=2"
-                           << QByteArray("http://h:1/a/b.png?x=1&y=2");
-    QTest::newRow("space") << "http://h/a b.png" << QByteArray("http://h/a%20b.png");
-    QTest::newRow("percent again") << "http://h/a%20b.png" << QByteArray("http://h/a%2520b.png");
-    QTest::newRow("hash") << "http://h/a#b" << QByteArray("http://h/a%23b");
-    QTest::newRow("chinese") << QString::fromUtf8("http://h/图.png")
-                             << QByteArray("http://h/%E5%9B%BE.png");
-    QTest::newRow("kept marks") << "!$&'()*+,-./:;=?@_~" << QByteArray("!$&'()*+,-./:;=?@_~");
-    QTest::newRow("escaped marks")
-        << "\"<>[]\\^`{|}" << QByteArray("%22%3C%3E%5B%5D%5C%5E%60%7B%7C%7D");
-}
-
-void TestHelpList::percentEncoding() {
-    QFETCH(QString, address);
-    QFETCH(QByteArray, encoded);
-    QCOMPARE(ZQHelpListInfoDataManager::percentEncodedPictureAddress(address), encoded);
-}
-
-void TestHelpList::downloadImage() {
-    const qint64 mark = _service.mark();
-    int calls = 0;
-    ZQHelpListInfoDataManager::downloadImageWithUrl(
-        _service.url("/static/help/helpinfo_2.png"), nullptr,
-        [&](const std::optional<QString>& error, const QByteArray& data, const QImage& image) {
-            ++calls;
-            QCOMPARE(error, std::nullopt);
-            QCOMPARE(data, readFile(ZQ_SOURCE_DIR "/resources/help/helpinfo_2.png"));
-            QCOMPARE(image.size(), QSize(540, 460));
-            QVERIFY(helptest::onMainThread());
-        });
-    QTRY_COMPARE_WITH_TIMEOUT(calls, 1, kWaitMs);
-    const QJsonArray entries = _service.journal(mark);
-    QCOMPARE(entries.size(), 1);
-    QCOMPARE(entries[0].toObject().value("method").toString(), QString("GET"));
-    verifyNoCacheOrLengthFields(entries[0].toObject());
-}
-
-void TestHelpList::downloadImageAnswers_data() {
-    QTest::addColumn<QString>("fault");
-    QTest::addColumn<QVariantMap>("options");
-    QTest::addColumn<bool>("transportError");
-    QTest::addColumn<bool>("decoded");
-    QTest::newRow("not found page") << "answer"
-                                    << QVariantMap{{"status", 404},
-                                                   {"body", "<html>not here</html>"},
-                                                   {"content_type", "text/html"}}
-                                    << false << false;
-    QTest::newRow("empty") << "empty" << QVariantMap{} << false << false;
-    QTest::newRow("closed") << "close" << QVariantMap{} << true << false;
-    QTest::newRow("picture with status 500")
-        << "answer"
-        << QVariantMap{{"status", 500},
-                       {"body_base64", QString::fromLatin1(pngBytes(4, 3).toBase64())},
-                       {"content_type", "image/png"}}
-        << false << true;
-}
-
-void TestHelpList::downloadImageAnswers() {
-    QFETCH(QString, fault);
-    QFETCH(QVariantMap, options);
-    QFETCH(bool, transportError);
-    QFETCH(bool, decoded);
-    QVERIFY(_service.setFault("/static/help/helpinfo_3.png", fault, options));
-    QList<std::tuple<std::optional<QString>, QByteArray, QImage>> calls;
-    ZQHelpListInfoDataManager::downloadImageWithUrl(
-        _service.url("/static/help/helpinfo_3.png"), nullptr,
-        [&](const std::optional<QString>& error, const QByteArray& data, const QImage& image) {
-            calls.append({error, data, image});
-        });
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    settle();
-    QCOMPARE(calls.size(), 1);
-    const auto& [error, data, image] = calls[0];
-    QCOMPARE(error.has_value(), transportError);
-    if (transportError) {
-        QVERIFY(!error->isEmpty());
-        QVERIFY(data.isNull());
-    }
-    QCOMPARE(!image.isNull(), decoded);
-}
-
-void TestHelpList::pictureSuffixForData_data() {
-    QTest::addColumn<QByteArray>("data");
-    QTest::addColumn<QString>("suffix");
-    QTest::newRow("png") << QByteArray("\x89PNG") << ".png";
-    QTest::newRow("gif") << QByteArray("GIF89a") << ".gif";
-    QTest::newRow("jpeg") << QByteArray("\xFF\xD8\xFF") << ".jpg";
-    QTest::newRow("bmp") << QByteArray("BM") << "";
-    QTest::newRow("empty") << QByteArray() << "";
-}
-
-void TestHelpList::pictureSuffixForData() {
-    QFETCH(QByteArray, data);
-    QFETCH(QString, suffix);
-    QCOMPARE(ZQHelpListInfoDataManager::pictureSuffixForData(data).value_or(QString()), suffix);
-}
-
-void TestHelpList::pictureCacheStoresByContentType() {
-    // An address ending in ".jpg" whose bytes are PNG: stored under ".png",
-    // looked up under ".jpg", so it is fetched again each time it is shown.
-    QVERIFY(QDir().mkpath(cacheFolder()));
-    const QByteArray png = pngBytes(6, 5);
-    QVERIFY(_service.setFault(
-        "/static/help/mislabelled.jpg", "answer",
-        {{"body_base64", QString::fromLatin1(png.toBase64())}, {"content_type", "image/png"}}));
-    ZQHelpInfoDataModel model(QVariantMap{
-        {"id", "31"}, {"type", 2}, {"image", _service.url("/static/help/mislabelled.jpg")}});
-    QCOMPARE(model.imageSuffix, std::optional<QString>(".jpg"));
-    const qint64 mark = _service.mark();
-    QList<QImage> shown;
-    ZQHelpListInfoDataManager::loadPictureForEntry(model, nullptr,
-                                                   [&](const QImage& image) { shown << image; });
-    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, kWaitMs);
-    QCOMPARE(shown[0].size(), QSize(6, 5));
-    QTRY_COMPARE_WITH_TIMEOUT(readFile(cacheFolder() + "/helpinfo_31.png"), png, kWaitMs);
-    QVERIFY(!QFileInfo::exists(cacheFolder() + "/helpinfo_31.jpg"));
-    ZQHelpListInfoDataManager::loadPictureForEntry(model, nullptr,
-                                                   [&](const QImage& image) { shown << image; });
-    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 2, kWaitMs);
-    QCOMPARE(_service.journal(mark).size(), 2);
-}
-
-void TestHelpList::cachedPictureIsNotDownloaded() {
-    const QByteArray png = pngBytes(3, 2);
-    QVERIFY(writeFile(cacheFolder() + "/helpinfo_5.png", png));
-    ZQHelpInfoDataModel model(QVariantMap{
-        {"id", 5}, {"type", 2}, {"image", _service.url("/static/help/helpinfo_1.png")}});
-    const qint64 mark = _service.mark();
-    QList<QImage> shown;
-    ZQHelpListInfoDataManager::loadPictureForEntry(model, nullptr,
-                                                   [&](const QImage& image) { shown << image; });
-    QCOMPARE(shown.size(), 1);  // at once, from the cache
-    QCOMPARE(shown[0].size(), QSize(3, 2));
-    settle();
-    QCOMPARE(_service.journal(mark).size(), 0);
-}
-
-void TestHelpList::pictureIsNotStoredWithoutCacheFolder() {
-    ZQHelpInfoDataModel model(QVariantMap{
-        {"id", 6}, {"type", 2}, {"image", _service.url("/static/help/helpinfo_1.png")}});
-    QList<QImage> shown;
-    ZQHelpListInfoDataManager::loadPictureForEntry(model, nullptr,
-                                                   [&](const QImage& image) { shown << image; });
-    QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, kWaitMs);
-    settle();
-    // Creating the folder here would stop the seed from ever filling it.
-    QVERIFY(!QFileInfo::exists(cacheFolder()));
-}
-
-// --- the seed ---------------------------------------------------------------
-
-void TestHelpList::seedFillsMissingCache() {
-    ZQHelpListInfoDataManager::checkUserHelpInfoFile();
-    QCOMPARE(readFile(cacheFile()), readFile(":/help/helpInfo.plist"));
-    ZQHelpInfoDataList entries;
-    bool expand = false;
-    std::optional<QString> version;
-    ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
-        [&](bool e, const std::optional<QString>& v, const std::optional<ZQHelpInfoDataList>& list,
-            const std::optional<QString>& error) {
-            QCOMPARE(error, std::nullopt);
-            expand = e;
-            version = v;
-            entries = list.value_or(ZQHelpInfoDataList{});
-        });
-    QVERIFY(expand);
-    QCOMPARE(version, std::optional<QString>("1"));
-    QCOMPARE(entries.size(), 4);
-    QSet<qint64> layouts;
-    for (const ZQHelpInfoDataModel& e : entries) {
-        // Every seed entry is one the service would also accept, and its
-        // picture is found in the cache without a download.
-        QVERIFY2(e.hasRequiredFieldsForLayout(), qPrintable(e.helpId));
-        layouts.insert(e.dataType);
-        const QString picture =
-            ZQHelpListInfoDataManager::pictureCachePath(e.helpId, e.imageSuffix);
-        QVERIFY2(!QImage(picture).isNull(), qPrintable(picture));
-        QVERIFY(QFileInfo(picture).isWritable());
-    }
-    QCOMPARE(layouts, (QSet<qint64>{1, 2, 3}));
-    // The seed is older than the service's list, so the first refresh replaces it.
-    QList<Outcome> calls;
-    request(Kind::Wall, version, nullptr, &calls);
-    QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-    QVERIFY(!calls[0].upToDate);
-    QVERIFY(!QFileInfo::exists(cacheFolder() + "/helpinfo_1.png"));
-}
-
-void TestHelpList::seedLeavesExistingCache() {
-    QVERIFY(QDir().mkpath(cacheFolder()));
-    ZQHelpListInfoDataManager::checkUserHelpInfoFile();
-    QCOMPARE(QDir(cacheFolder()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
-}
 
 QTEST_GUILESS_MAIN(TestHelpList)
 #include "tst_helplist.moc"
