@@ -31,155 +31,151 @@ QStringList titlesOf(const ZQHelpInfoDataList& rows) {
 class TestHelpListModel : public QObject {
     Q_OBJECT
 private slots:
-    void initTestCase();
-    void loading_data();
-    void loading();
+    void initTestCase() {
+        QVERIFY(helptest::prepareMachine());
+        QVERIFY2(_service.start(), qPrintable(_service.errorString()));
+    }
+
+    void loading_data() {
+        QTest::addColumn<QString>("cache");
+        QTest::addColumn<QString>("wallFault");
+        QTest::addColumn<QString>("plainFault");
+        QTest::addColumn<bool>("emptyServiceList");
+        QTest::addColumn<QString>("sentVersion");
+        QTest::addColumn<int>("rowsAtStart");
+        QTest::addColumn<int>("rows");
+        QTest::addColumn<QString>("firstTitle");
+        QTest::addColumn<QString>("version");
+        QTest::addColumn<int>("openRow");
+        QTest::addColumn<int>("plainRequests");
+
+        const QString service = QString::fromUtf8("如何切换到Vesko输入法？");
+        QTest::newRow("no cache, service list")
+            << "none"
+            << ""
+            << "" << false << "(null)" << 0 << 9 << service << "3" << 0 << 0;
+        QTest::newRow("wall fails, plain list")
+            << "none"
+            << "garbage"
+            << "" << false << "(null)" << 0 << 9 << service << "3" << 0 << 1;
+        QTest::newRow("both fail, no cache") << "none"
+                                             << "garbage"
+                                             << "garbage" << false << "(null)" << 0 << 0 << ""
+                                             << "" << -1 << 1;
+        QTest::newRow("seed replaced") << "seed"
+                                       << ""
+                                       << "" << false << "1" << 4 << 9 << service << "3" << 0 << 0;
+        QTest::newRow("both fail, seed kept open") << "seed"
+                                                   << "garbage"
+                                                   << "garbage" << false << "1" << 4 << 4 << ""
+                                                   << "1" << 0 << 1;
+        QTest::newRow("cache up to date") << "newer"
+                                          << ""
+                                          << "" << false << "9" << 2 << 2 << "cached"
+                                          << "9" << -1 << 0;
+        QTest::newRow("newer empty list keeps rows") << "seed"
+                                                     << ""
+                                                     << "" << true << "1" << 4 << 4 << ""
+                                                     << "1" << 0 << 0;
+    }
+
+    void loading() {
+        QFETCH(QString, cache);
+        QFETCH(QString, wallFault);
+        QFETCH(QString, plainFault);
+        QFETCH(bool, emptyServiceList);
+        QFETCH(QString, sentVersion);
+        QFETCH(int, rowsAtStart);
+        QFETCH(int, rows);
+        QFETCH(QString, firstTitle);
+        QFETCH(QString, version);
+        QFETCH(int, openRow);
+        QFETCH(int, plainRequests);
+
+        QVERIFY(_service.clearFaults());
+        QVERIFY(emptyServiceList
+                    ? _service.setHelpList({{"version", 7}, {"helplist", QJsonArray()}})
+                    : _service.resetHelpList());
+        if (!wallFault.isEmpty()) {
+            QVERIFY(_service.setFault("/q", wallFault));
+        }
+        if (!plainFault.isEmpty()) {
+            QVERIFY(_service.setFault("/mac_feed_tpl", plainFault));
+        }
+        prepareCache(cache);
+        QStringList cachedTitles;
+        ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
+            [&](bool, const std::optional<QString>&, const std::optional<ZQHelpInfoDataList>& list,
+                const std::optional<QString>&) {
+                cachedTitles = titlesOf(list.value_or(ZQHelpInfoDataList()));
+            });
+
+        const qint64 mark = _service.mark();
+        ZQHelpListModel model;
+        QSignalSpy reloaded(&model, &ZQHelpListModel::reloaded);
+        model.initHelpInfoData();
+        model.requestHelpInfoByEncryptedWall();
+        // The cached rows show while the service is asked.
+        QCOMPARE(model.rowCount(), rowsAtStart);
+        QCOMPARE(model.currentSelectedRow(), -1);
+        QVERIFY(reloaded.wait(kWaitMs));
+        helptest::settle();
+        QCOMPARE(reloaded.size(), 1);
+
+        QCOMPARE(model.rowCount(), rows);
+        if (!firstTitle.isEmpty()) {
+            QCOMPARE(model.rows().first().titleText, firstTitle);
+        } else if (rows > 0) {
+            QCOMPARE(titlesOf(model.rows()), cachedTitles);
+        }
+        QCOMPARE(model.helpVersion().value_or(QString()), version);
+        QCOMPARE(model.currentSelectedRow(), openRow);
+        QCOMPARE(model.heightOfRow(0), openRow == 0 ? 320.0 : 37.0);
+
+        const QJsonArray requests = _service.entries("/mac_feed_tpl", mark);
+        QVERIFY(!requests.isEmpty());
+        const QJsonObject wall = requests.first().toObject();
+        QCOMPARE(wall.value("path").toString(), QString("/q"));
+        QVERIFY2(
+            wall.value("decrypted").toObject().value("g").toString().endsWith("&hv=" + sentVersion),
+            qPrintable(wall.value("decrypted").toObject().value("g").toString()));
+        int plain = 0;
+        for (const QJsonValue& request : requests) {
+            plain += request.toObject().value("path").toString() == "/mac_feed_tpl";
+        }
+        QCOMPARE(plain, plainRequests);
+
+        // A click opens a row and closes the open one; a second click closes it.
+        for (const auto& [click, open] : {std::pair{1, 1}, {1, -1}, {2, 2}, {0, 0}, {rows, 0}}) {
+            if (rows < 3) {
+                break;
+            }
+            model.clickTitleOfRow(click);
+            QCOMPARE(model.currentSelectedRow(), open);
+            QCOMPARE(model.heightOfRow(click), click == model.currentSelectedRow() ? 320.0 : 37.0);
+        }
+    }
 
 private:
-    void prepareCache(const QString& cache);
+    void prepareCache(const QString& cache) {
+        QDir(ZQHelpListInfoDataManager::helpInfoFolderPath()).removeRecursively();
+        if (cache == "seed") {
+            ZQHelpListInfoDataManager::checkUserHelpInfoFile();
+        } else if (cache == "newer") {
+            const QVariantMap entry{{"id", "7"},
+                                    {"type", "2"},
+                                    {"title", "cached"},
+                                    {"brief", "b"},
+                                    {"image", "http://127.0.0.1:1/7.png"}};
+            QVERIFY(
+                platform::Plist::writeFile(ZQHelpListInfoDataManager::helpInfoPlistPath(),
+                                           QVariantMap{{"version", "9"},
+                                                       {"expandFirst", "0"},
+                                                       {"helplist", QVariantList{entry, entry}}}));
+        }
+    }
     zq::test::RefService _service;
 };
-
-void TestHelpListModel::initTestCase() {
-    QVERIFY(helptest::prepareMachine());
-    QVERIFY2(_service.start(), qPrintable(_service.errorString()));
-}
-
-void TestHelpListModel::prepareCache(const QString& cache) {
-    QDir(ZQHelpListInfoDataManager::helpInfoFolderPath()).removeRecursively();
-    if (cache == "seed") {
-        ZQHelpListInfoDataManager::checkUserHelpInfoFile();
-    } else if (cache == "newer") {
-        const QVariantMap entry{{"id", "7"},
-                                {"type", "2"},
-                                {"title", "cached"},
-                                {"brief", "b"},
-                                {"image", "http://127.0.0.1:1/7.png"}};
-        QVERIFY(platform::Plist::writeFile(
-            ZQHelpListInfoDataManager::helpInfoPlistPath(),
-            QVariantMap{
-                {"version", "9"}, {"expandFirst", "0"}, {"helplist", QVariantList{entry, entry}}}));
-    }
-}
-
-void TestHelpListModel::loading_data() {
-    QTest::addColumn<QString>("cache");
-    QTest::addColumn<QString>("wallFault");
-    QTest::addColumn<QString>("plainFault");
-    QTest::addColumn<bool>("emptyServiceList");
-    QTest::addColumn<QString>("sentVersion");
-    QTest::addColumn<int>("rowsAtStart");
-    QTest::addColumn<int>("rows");
-    QTest::addColumn<QString>("firstTitle");
-    QTest::addColumn<QString>("version");
-    QTest::addColumn<int>("openRow");
-    QTest::addColumn<int>("plainRequests");
-
-    const QString service = QString::fromUtf8("如何切换到Vesko输入法？");
-    QTest::newRow("no cache, service list")
-        << "none"
-        << ""
-        << "" << false << "(null)" << 0 << 9 << service << "3" << 0 << 0;
-    QTest::newRow("wall fails, plain list")
-        << "none"
-        << "garbage"
-        << "" << false << "(null)" << 0 << 9 << service << "3" << 0 << 1;
-    QTest::newRow("both fail, no cache") << "none"
-                                         << "garbage"
-                                         << "garbage" << false << "(null)" << 0 << 0 << ""
-                                         << "" << -1 << 1;
-    QTest::newRow("seed replaced") << "seed"
-                                   << ""
-                                   << "" << false << "1" << 4 << 9 << service << "3" << 0 << 0;
-    QTest::newRow("both fail, seed kept open") << "seed"
-                                               << "garbage"
-                                               << "garbage" << false << "1" << 4 << 4 << ""
-                                               << "1" << 0 << 1;
-    QTest::newRow("cache up to date") << "newer"
-                                      << ""
-                                      << "" << false << "9" << 2 << 2 << "cached"
-                                      << "9" << -1 << 0;
-    QTest::newRow("newer empty list keeps rows") << "seed"
-                                                 << ""
-                                                 << "" << true << "1" << 4 << 4 << ""
-                                                 << "1" << 0 << 0;
-}
-
-void TestHelpListModel::loading() {
-    QFETCH(QString, cache);
-    QFETCH(QString, wallFault);
-    QFETCH(QString, plainFault);
-    QFETCH(bool, emptyServiceList);
-    QFETCH(QString, sentVersion);
-    QFETCH(int, rowsAtStart);
-    QFETCH(int, rows);
-    QFETCH(QString, firstTitle);
-    QFETCH(QString, version);
-    QFETCH(int, openRow);
-    QFETCH(int, plainRequests);
-
-    QVERIFY(_service.clearFaults());
-    QVERIFY(emptyServiceList ? _service.setHelpList({{"version", 7}, {"helplist", QJsonArray()}})
-                             : _service.resetHelpList());
-    if (!wallFault.isEmpty()) {
-        QVERIFY(_service.setFault("/q", wallFault));
-    }
-    if (!plainFault.isEmpty()) {
-        QVERIFY(_service.setFault("/mac_feed_tpl", plainFault));
-    }
-    prepareCache(cache);
-    QStringList cachedTitles;
-    ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
-        [&](bool, const std::optional<QString>&, const std::optional<ZQHelpInfoDataList>& list,
-            const std::optional<QString>&) {
-            cachedTitles = titlesOf(list.value_or(ZQHelpInfoDataList()));
-        });
-
-    const qint64 mark = _service.mark();
-    ZQHelpListModel model;
-    QSignalSpy reloaded(&model, &ZQHelpListModel::reloaded);
-    model.initHelpInfoData();
-    model.requestHelpInfoByEncryptedWall();
-    // The cached rows show while the service is asked.
-    QCOMPARE(model.rowCount(), rowsAtStart);
-    QCOMPARE(model.currentSelectedRow(), -1);
-    QVERIFY(reloaded.wait(kWaitMs));
-    helptest::settle();
-    QCOMPARE(reloaded.size(), 1);
-
-    QCOMPARE(model.rowCount(), rows);
-    if (!firstTitle.isEmpty()) {
-        QCOMPARE(model.rows().first().titleText, firstTitle);
-    } else if (rows > 0) {
-        QCOMPARE(titlesOf(model.rows()), cachedTitles);
-    }
-    QCOMPARE(model.helpVersion().value_or(QString()), version);
-    QCOMPARE(model.currentSelectedRow(), openRow);
-    QCOMPARE(model.heightOfRow(0), openRow == 0 ? 320.0 : 37.0);
-
-    const QJsonArray requests = _service.entries("/mac_feed_tpl", mark);
-    QVERIFY(!requests.isEmpty());
-    const QJsonObject wall = requests.first().toObject();
-    QCOMPARE(wall.value("path").toString(), QString("/q"));
-    QVERIFY2(
-        wall.value("decrypted").toObject().value("g").toString().endsWith("&hv=" + sentVersion),
-        qPrintable(wall.value("decrypted").toObject().value("g").toString()));
-    int plain = 0;
-    for (const QJsonValue& request : requests) {
-        plain += request.toObject().value("path").toString() == "/mac_feed_tpl";
-    }
-    QCOMPARE(plain, plainRequests);
-
-    // A click opens a row and closes the open one; a second click closes it.
-    for (const auto& [click, open] : {std::pair{1, 1}, {1, -1}, {2, 2}, {0, 0}, {rows, 0}}) {
-        if (rows < 3) {
-            break;
-        }
-        model.clickTitleOfRow(click);
-        QCOMPARE(model.currentSelectedRow(), open);
-        QCOMPARE(model.heightOfRow(click), click == model.currentSelectedRow() ? 320.0 : 37.0);
-    }
-}
 
 QTEST_GUILESS_MAIN(TestHelpListModel)
 #include "tst_helplistmodel.moc"
