@@ -54,271 +54,260 @@ class TestDistributedNotifications : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
+    void initTestCase() { QVERIFY2(_bus.isConnected(), "the test runs on a private session bus"); }
 
-    void payloadFromAnotherProcess_data();
-    void payloadFromAnotherProcess();
-    void missingPayloadIsEmptyMap();
-    void observersRunOnMainThreadAndFilterByName();
-    void suspensionHoldsAndResumesInOrder();
-    void observerGoesWithItsContext();
-    void removeObserverByName();
-    void postedValuesReachAnotherConnection();
-    void inProcessCentre();
+    void payloadFromAnotherProcess_data() {
+        QTest::addColumn<QString>("gvariant");
+        QTest::addColumn<QVariant>("expected");  // invalid: the key is dropped
+
+        // The four value types of the protocol survive exactly.
+        QTest::newRow("string") << "{'k': <'text'>}" << QVariant(QStringLiteral("text"));
+        QTest::newRow("string, Chinese")
+            << "{'k': <'中文输入法'>}" << QVariant(QStringLiteral("中文输入法"));
+        QTest::newRow("string, empty") << "{'k': <''>}" << QVariant(QStringLiteral(""));
+        QTest::newRow("int64 beyond double precision")
+            << "{'k': <int64 -9007199254740993>}" << QVariant(qint64(-9007199254740993LL));
+        QTest::newRow("int64 max")
+            << "{'k': <int64 9223372036854775807>}" << QVariant(qint64(9223372036854775807LL));
+        QTest::newRow("double") << "{'k': <1.5>}" << QVariant(1.5);
+        QTest::newRow("double, integral value stays a double") << "{'k': <2.0>}" << QVariant(2.0);
+        QTest::newRow("bool true") << "{'k': <true>}" << QVariant(true);
+        QTest::newRow("bool false") << "{'k': <false>}" << QVariant(false);
+
+        // Values of other D-Bus types that foreign senders may use.
+        QTest::newRow("int32 becomes int64") << "{'k': <int32 -7>}" << QVariant(qint64(-7));
+        QTest::newRow("uint32 becomes int64")
+            << "{'k': <uint32 4294967295>}" << QVariant(qint64(4294967295LL));
+        QTest::newRow("byte becomes int64") << "{'k': <byte 0x10>}" << QVariant(qint64(16));
+        QTest::newRow("uint64 beyond int64 becomes text")
+            << "{'k': <uint64 18446744073709551615>}"
+            << QVariant(QStringLiteral("18446744073709551615"));
+        QTest::newRow("object path becomes text")
+            << "{'k': <objectpath '/a/b'>}" << QVariant(QStringLiteral("/a/b"));
+        QTest::newRow("nested dictionary")
+            << "{'k': <{'a': <'b'>, 'n': <int64 3>}>}"
+            << QVariant(QVariantMap{{QStringLiteral("a"), QStringLiteral("b")},
+                                    {QStringLiteral("n"), qint64(3)}});
+        QTest::newRow("bytes are dropped") << "{'k': <b'abc'>}" << QVariant();
+    }
+
+    void payloadFromAnotherProcess() {
+        QFETCH(QString, gvariant);
+        QFETCH(QVariant, expected);
+
+        DistributedNotificationCenter center(_bus);
+        QVERIFY(center.isConnected());
+        Recorder recorder;
+        const QString name = uniqueName("Payload");
+        recorder.observe(center, name);
+        QVERIFY(zq::test::syncWithBus(_bus));
+
+        // A second key that is always well-typed proves the payload arrived even
+        // when the value under test is dropped.
+        const QString payload = gvariant.chopped(1) + QStringLiteral(", 'witness': <'w'>}");
+        QVERIFY(zq::test::emitWithGdbus(name, payload));
+        QTRY_COMPARE(recorder.received.size(), 1);
+
+        const QVariantMap userInfo = recorder.received.constFirst().userInfo;
+        QCOMPARE(userInfo.value(QStringLiteral("witness")), QVariant(QStringLiteral("w")));
+        if (!expected.isValid()) {
+            QVERIFY2(!userInfo.contains(QStringLiteral("k")),
+                     qPrintable(userInfo.value("k").typeName()));
+            return;
+        }
+        const QVariant got = userInfo.value(QStringLiteral("k"));
+        QCOMPARE(got.metaType(), expected.metaType());
+        QCOMPARE(got, expected);
+    }
+
+    void missingPayloadIsEmptyMap() {
+        DistributedNotificationCenter center(_bus);
+        Recorder recorder;
+        const QString bare = uniqueName("NoPayload");
+        const QString empty = uniqueName("EmptyPayload");
+        recorder.observe(center);
+        QVERIFY(zq::test::syncWithBus(_bus));
+
+        // The signal with the name alone, then one with an explicitly empty map.
+        QVERIFY(zq::test::emitWithGdbus(bare, QString()));
+        QVERIFY(zq::test::emitWithGdbus(empty, kEmpty));
+
+        QTRY_VERIFY(recorder.names().contains(empty));
+        QCOMPARE(recorder.names(), (QStringList{bare, empty}));
+        QVERIFY(recorder.received.at(0).userInfo.isEmpty());
+        QVERIFY(recorder.received.at(1).userInfo.isEmpty());
+    }
+
+    void observersRunOnMainThreadAndFilterByName() {
+        DistributedNotificationCenter center(_bus);
+        const QString wanted = uniqueName("Wanted");
+        const QString other = uniqueName("Other");
+        Recorder byName;
+        Recorder all;
+        byName.observe(center, wanted);
+        all.observe(center);
+        QVERIFY(zq::test::syncWithBus(_bus));
+
+        QVERIFY(zq::test::emitWithGdbus(other, QStringLiteral("{'x': <'1'>}")));
+        QVERIFY(zq::test::emitWithGdbus(wanted, QStringLiteral("{'x': <'2'>}")));
+
+        QTRY_COMPARE(all.names(), (QStringList{other, wanted}));
+        QCOMPARE(byName.names(), QStringList{wanted});
+        for (const Received& r : std::as_const(all.received)) {
+            QCOMPARE(r.thread, QCoreApplication::instance()->thread());
+        }
+        QCOMPARE(byName.received.constFirst().thread, QCoreApplication::instance()->thread());
+        QCOMPARE(byName.received.constFirst().userInfo.value(QStringLiteral("x")),
+                 QVariant(QStringLiteral("2")));
+    }
+
+    void suspensionHoldsAndResumesInOrder() {
+        // Two centres on the same connection: `witness` is never suspended, so
+        // once it has seen the closing marker the suspended centre has received
+        // (and held) everything sent before it.
+        DistributedNotificationCenter suspended(_bus);
+        DistributedNotificationCenter witness(_bus);
+        Recorder held;
+        Recorder seen;
+        held.observe(suspended);
+        seen.observe(witness);
+        QVERIFY(zq::test::syncWithBus(_bus));
+
+        suspended.setSuspended(true);
+        QVERIFY(suspended.isSuspended());
+        QStringList sent;
+        for (int i = 0; i < 3; ++i) {
+            sent.append(uniqueName("Held"));
+            QVERIFY(zq::test::emitWithGdbus(sent.constLast(),
+                                            QStringLiteral("{'i': <int64 %1>}").arg(i)));
+        }
+        const QString marker = uniqueName("Marker");
+        QVERIFY(zq::test::emitWithGdbus(marker, kEmpty));
+        QTRY_VERIFY(seen.names().contains(marker));
+        QVERIFY2(held.received.isEmpty(), "nothing is delivered while suspended");
+
+        suspended.setSuspended(false);
+        QTRY_COMPARE(held.names(), sent + QStringList{marker});
+        for (int i = 0; i < 3; ++i) {
+            QCOMPARE(held.received.at(i).userInfo.value(QStringLiteral("i")), QVariant(qint64(i)));
+        }
+        // After resuming, delivery is immediate again.
+        const QString after = uniqueName("After");
+        QVERIFY(zq::test::emitWithGdbus(after, kEmpty));
+        QTRY_COMPARE(held.names().size(), 5);
+        QCOMPARE(held.names().constLast(), after);
+    }
+
+    void observerGoesWithItsContext() {
+        DistributedNotificationCenter center(_bus);
+        const QString name = uniqueName("Context");
+        int calls = 0;
+        auto* context = new QObject;
+        center.addObserver(context, name,
+                           [&calls](const QString&, const QVariantMap&) { ++calls; });
+        Recorder witness;
+        witness.observe(center, name);
+        QVERIFY(zq::test::syncWithBus(_bus));
+
+        QVERIFY(zq::test::emitWithGdbus(name, kEmpty));
+        QTRY_COMPARE(witness.received.size(), 1);
+        QCOMPARE(calls, 1);
+
+        delete context;
+        QVERIFY(zq::test::emitWithGdbus(name, kEmpty));
+        QTRY_COMPARE(witness.received.size(), 2);
+        QCOMPARE(calls, 1);
+    }
+
+    void removeObserverByName() {
+        DistributedNotificationCenter center(_bus);
+        const QString first = uniqueName("First");
+        const QString second = uniqueName("Second");
+        QObject context;
+        QStringList calls;
+        const auto record = [&calls](const QString& name, const QVariantMap&) {
+            calls.append(name);
+        };
+        center.addObserver(&context, first, record);
+        center.addObserver(&context, second, record);
+        Recorder witness;
+        witness.observe(center);
+        QVERIFY(zq::test::syncWithBus(_bus));
+
+        center.removeObserver(&context, first);
+        QVERIFY(zq::test::emitWithGdbus(first, kEmpty));
+        QVERIFY(zq::test::emitWithGdbus(second, kEmpty));
+        QTRY_COMPARE(witness.received.size(), 2);
+        QCOMPARE(calls, QStringList{second});
+
+        center.removeObserver(&context);
+        QVERIFY(zq::test::emitWithGdbus(second, kEmpty));
+        QTRY_COMPARE(witness.received.size(), 3);
+        QCOMPARE(calls, QStringList{second});
+    }
+
+    void postedValuesReachAnotherConnection() {
+        // The posting side: values of other Qt types go out as one of the four
+        // protocol types. The receiver is a second connection to the bus.
+        QDBusConnection other =
+            QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("receiver"));
+        QVERIFY(other.isConnected());
+        {
+            DistributedNotificationCenter receiver(other);
+            Recorder recorder;
+            recorder.observe(receiver);
+            QVERIFY(zq::test::syncWithBus(other));
+
+            DistributedNotificationCenter sender(_bus);
+            const QString name = uniqueName("Posted");
+            QVERIFY(sender.post(name, {{QStringLiteral("s"), QStringLiteral("文本")},
+                                       {QStringLiteral("i"), int(-3)},
+                                       {QStringLiteral("u"), uint(7)},
+                                       {QStringLiteral("x"), qint64(1) << 60},
+                                       {QStringLiteral("d"), 0.25},
+                                       {QStringLiteral("f"), 1.5f},
+                                       {QStringLiteral("b"), true},
+                                       {QStringLiteral("bytes"), QByteArray("raw")}}));
+            QTRY_COMPARE(recorder.received.size(), 1);
+            const QVariantMap got = recorder.received.constFirst().userInfo;
+            const QVariantMap expected{{QStringLiteral("s"), QStringLiteral("文本")},
+                                       {QStringLiteral("i"), qint64(-3)},
+                                       {QStringLiteral("u"), qint64(7)},
+                                       {QStringLiteral("x"), qint64(1) << 60},
+                                       {QStringLiteral("d"), 0.25},
+                                       {QStringLiteral("f"), 1.5},
+                                       {QStringLiteral("b"), true},
+                                       {QStringLiteral("bytes"), QStringLiteral("raw")}};
+            QCOMPARE(got.keys(), expected.keys());
+            for (auto it = expected.cbegin(); it != expected.cend(); ++it) {
+                QCOMPARE(got.value(it.key()).metaType(), it.value().metaType());
+                QCOMPARE(got.value(it.key()), it.value());
+            }
+        }
+        QDBusConnection::disconnectFromBus(QStringLiteral("receiver"));
+    }
+
+    void inProcessCentre() {
+        NotificationCenter* centre = NotificationCenter::defaultCenter();
+        QCOMPARE(NotificationCenter::defaultCenter(), centre);
+        QStringList calls;
+        {
+            QObject context;
+            centre->addObserver(&context, QStringLiteral("kZQLocal"),
+                                [&calls](const QString& name, const QVariantMap& userInfo) {
+                                    calls.append(name + u'=' + userInfo.value("v").toString());
+                                });
+            centre->post(QStringLiteral("kZQOther"), {{QStringLiteral("v"), 1}});
+            centre->post(QStringLiteral("kZQLocal"), {{QStringLiteral("v"), 2}});
+            QCOMPARE(calls, QStringList{QStringLiteral("kZQLocal=2")});
+        }
+        centre->post(QStringLiteral("kZQLocal"), {{QStringLiteral("v"), 3}});
+        QCOMPARE(calls, QStringList{QStringLiteral("kZQLocal=2")});
+    }
 
 private:
     QDBusConnection _bus = QDBusConnection::sessionBus();
 };
-
-void TestDistributedNotifications::initTestCase() {
-    QVERIFY2(_bus.isConnected(), "the test runs on a private session bus");
-}
-
-void TestDistributedNotifications::payloadFromAnotherProcess_data() {
-    QTest::addColumn<QString>("gvariant");
-    QTest::addColumn<QVariant>("expected");  // invalid: the key is dropped
-
-    // The four value types of the protocol survive exactly.
-    QTest::newRow("string") << "{'k': <'text'>}" << QVariant(QStringLiteral("text"));
-    QTest::newRow("string, Chinese")
-        << "{'k': <'中文输入法'>}" << QVariant(QStringLiteral("中文输入法"));
-    QTest::newRow("string, empty") << "{'k': <''>}" << QVariant(QStringLiteral(""));
-    QTest::newRow("int64 beyond double precision")
-        << "{'k': <int64 -9007199254740993>}" << QVariant(qint64(-9007199254740993LL));
-    QTest::newRow("int64 max") << "{'k': <int64 9223372036854775807>}"
-                               << QVariant(qint64(9223372036854775807LL));
-    QTest::newRow("double") << "{'k': <1.5>}" << QVariant(1.5);
-    QTest::newRow("double, integral value stays a double") << "{'k': <2.0>}" << QVariant(2.0);
-    QTest::newRow("bool true") << "{'k': <true>}" << QVariant(true);
-    QTest::newRow("bool false") << "{'k': <false>}" << QVariant(false);
-
-    // Values of other D-Bus types that foreign senders may use.
-    QTest::newRow("int32 becomes int64") << "{'k': <int32 -7>}" << QVariant(qint64(-7));
-    QTest::newRow("uint32 becomes int64")
-        << "{'k': <uint32 4294967295>}" << QVariant(qint64(4294967295LL));
-    QTest::newRow("byte becomes int64") << "{'k': <byte 0x10>}" << QVariant(qint64(16));
-    QTest::newRow("uint64 beyond int64 becomes text")
-        << "{'k': <uint64 18446744073709551615>}"
-        << QVariant(QStringLiteral("18446744073709551615"));
-    QTest::newRow("object path becomes text")
-        << "{'k': <objectpath '/a/b'>}" << QVariant(QStringLiteral("/a/b"));
-    QTest::newRow("nested dictionary")
-        << "{'k': <{'a': <'b'>, 'n': <int64 3>}>}"
-        << QVariant(QVariantMap{{QStringLiteral("a"), QStringLiteral("b")},
-                                {QStringLiteral("n"), qint64(3)}});
-    QTest::newRow("bytes are dropped") << "{'k': <b'abc'>}" << QVariant();
-}
-
-void TestDistributedNotifications::payloadFromAnotherProcess() {
-    QFETCH(QString, gvariant);
-    QFETCH(QVariant, expected);
-
-    DistributedNotificationCenter center(_bus);
-    QVERIFY(center.isConnected());
-    Recorder recorder;
-    const QString name = uniqueName("Payload");
-    recorder.observe(center, name);
-    QVERIFY(zq::test::syncWithBus(_bus));
-
-    // A second key that is always well-typed proves the payload arrived even
-    // when the value under test is dropped.
-    const QString payload = gvariant.chopped(1) + QStringLiteral(", 'witness': <'w'>}");
-    QVERIFY(zq::test::emitWithGdbus(name, payload));
-    QTRY_COMPARE(recorder.received.size(), 1);
-
-    const QVariantMap userInfo = recorder.received.constFirst().userInfo;
-    QCOMPARE(userInfo.value(QStringLiteral("witness")), QVariant(QStringLiteral("w")));
-    if (!expected.isValid()) {
-        QVERIFY2(!userInfo.contains(QStringLiteral("k")),
-                 qPrintable(userInfo.value("k").typeName()));
-        return;
-    }
-    const QVariant got = userInfo.value(QStringLiteral("k"));
-    QCOMPARE(got.metaType(), expected.metaType());
-    QCOMPARE(got, expected);
-}
-
-void TestDistributedNotifications::missingPayloadIsEmptyMap() {
-    DistributedNotificationCenter center(_bus);
-    Recorder recorder;
-    const QString bare = uniqueName("NoPayload");
-    const QString empty = uniqueName("EmptyPayload");
-    recorder.observe(center);
-    QVERIFY(zq::test::syncWithBus(_bus));
-
-    // The signal with the name alone, then one with an explicitly empty map.
-    QVERIFY(zq::test::emitWithGdbus(bare, QString()));
-    QVERIFY(zq::test::emitWithGdbus(empty, kEmpty));
-
-    QTRY_VERIFY(recorder.names().contains(empty));
-    QCOMPARE(recorder.names(), (QStringList{bare, empty}));
-    QVERIFY(recorder.received.at(0).userInfo.isEmpty());
-    QVERIFY(recorder.received.at(1).userInfo.isEmpty());
-}
-
-void TestDistributedNotifications::observersRunOnMainThreadAndFilterByName() {
-    DistributedNotificationCenter center(_bus);
-    const QString wanted = uniqueName("Wanted");
-    const QString other = uniqueName("Other");
-    Recorder byName;
-    Recorder all;
-    byName.observe(center, wanted);
-    all.observe(center);
-    QVERIFY(zq::test::syncWithBus(_bus));
-
-    QVERIFY(zq::test::emitWithGdbus(other, QStringLiteral("{'x': <'1'>}")));
-    QVERIFY(zq::test::emitWithGdbus(wanted, QStringLiteral("{'x': <'2'>}")));
-
-    QTRY_COMPARE(all.names(), (QStringList{other, wanted}));
-    QCOMPARE(byName.names(), QStringList{wanted});
-    for (const Received& r : std::as_const(all.received)) {
-        QCOMPARE(r.thread, QCoreApplication::instance()->thread());
-    }
-    QCOMPARE(byName.received.constFirst().thread, QCoreApplication::instance()->thread());
-    QCOMPARE(byName.received.constFirst().userInfo.value(QStringLiteral("x")),
-             QVariant(QStringLiteral("2")));
-}
-
-void TestDistributedNotifications::suspensionHoldsAndResumesInOrder() {
-    // Two centres on the same connection: `witness` is never suspended, so
-    // once it has seen the closing marker the suspended centre has received
-    // (and held) everything sent before it.
-    DistributedNotificationCenter suspended(_bus);
-    DistributedNotificationCenter witness(_bus);
-    Recorder held;
-    Recorder seen;
-    held.observe(suspended);
-    seen.observe(witness);
-    QVERIFY(zq::test::syncWithBus(_bus));
-
-    suspended.setSuspended(true);
-    QVERIFY(suspended.isSuspended());
-    QStringList sent;
-    for (int i = 0; i < 3; ++i) {
-        sent.append(uniqueName("Held"));
-        QVERIFY(
-            zq::test::emitWithGdbus(sent.constLast(), QStringLiteral("{'i': <int64 %1>}").arg(i)));
-    }
-    const QString marker = uniqueName("Marker");
-    QVERIFY(zq::test::emitWithGdbus(marker, kEmpty));
-    QTRY_VERIFY(seen.names().contains(marker));
-    QVERIFY2(held.received.isEmpty(), "nothing is delivered while suspended");
-
-    suspended.setSuspended(false);
-    QTRY_COMPARE(held.names(), sent + QStringList{marker});
-    for (int i = 0; i < 3; ++i) {
-        QCOMPARE(held.received.at(i).userInfo.value(QStringLiteral("i")), QVariant(qint64(i)));
-    }
-    // After resuming, delivery is immediate again.
-    const QString after = uniqueName("After");
-    QVERIFY(zq::test::emitWithGdbus(after, kEmpty));
-    QTRY_COMPARE(held.names().size(), 5);
-    QCOMPARE(held.names().constLast(), after);
-}
-
-void TestDistributedNotifications::observerGoesWithItsContext() {
-    DistributedNotificationCenter center(_bus);
-    const QString name = uniqueName("Context");
-    int calls = 0;
-    auto* context = new QObject;
-    center.addObserver(context, name, [&calls](const QString&, const QVariantMap&) { ++calls; });
-    Recorder witness;
-    witness.observe(center, name);
-    QVERIFY(zq::test::syncWithBus(_bus));
-
-    QVERIFY(zq::test::emitWithGdbus(name, kEmpty));
-    QTRY_COMPARE(witness.received.size(), 1);
-    QCOMPARE(calls, 1);
-
-    delete context;
-    QVERIFY(zq::test::emitWithGdbus(name, kEmpty));
-    QTRY_COMPARE(witness.received.size(), 2);
-    QCOMPARE(calls, 1);
-}
-
-void TestDistributedNotifications::removeObserverByName() {
-    DistributedNotificationCenter center(_bus);
-    const QString first = uniqueName("First");
-    const QString second = uniqueName("Second");
-    QObject context;
-    QStringList calls;
-    const auto record = [&calls](const QString& name, const QVariantMap&) { calls.append(name); };
-    center.addObserver(&context, first, record);
-    center.addObserver(&context, second, record);
-    Recorder witness;
-    witness.observe(center);
-    QVERIFY(zq::test::syncWithBus(_bus));
-
-    center.removeObserver(&context, first);
-    QVERIFY(zq::test::emitWithGdbus(first, kEmpty));
-    QVERIFY(zq::test::emitWithGdbus(second, kEmpty));
-    QTRY_COMPARE(witness.received.size(), 2);
-    QCOMPARE(calls, QStringList{second});
-
-    center.removeObserver(&context);
-    QVERIFY(zq::test::emitWithGdbus(second, kEmpty));
-    QTRY_COMPARE(witness.received.size(), 3);
-    QCOMPARE(calls, QStringList{second});
-}
-
-void TestDistributedNotifications::postedValuesReachAnotherConnection() {
-    // The posting side: values of other Qt types go out as one of the four
-    // protocol types. The receiver is a second connection to the bus.
-    QDBusConnection other =
-        QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("receiver"));
-    QVERIFY(other.isConnected());
-    {
-        DistributedNotificationCenter receiver(other);
-        Recorder recorder;
-        recorder.observe(receiver);
-        QVERIFY(zq::test::syncWithBus(other));
-
-        DistributedNotificationCenter sender(_bus);
-        const QString name = uniqueName("Posted");
-        QVERIFY(sender.post(name, {{QStringLiteral("s"), QStringLiteral("文本")},
-                                   {QStringLiteral("i"), int(-3)},
-                                   {QStringLiteral("u"), uint(7)},
-                                   {QStringLiteral("x"), qint64(1) << 60},
-                                   {QStringLiteral("d"), 0.25},
-                                   {QStringLiteral("f"), 1.5f},
-                                   {QStringLiteral("b"), true},
-                                   {QStringLiteral("bytes"), QByteArray("raw")}}));
-        QTRY_COMPARE(recorder.received.size(), 1);
-        const QVariantMap got = recorder.received.constFirst().userInfo;
-        const QVariantMap expected{{QStringLiteral("s"), QStringLiteral("文本")},
-                                   {QStringLiteral("i"), qint64(-3)},
-                                   {QStringLiteral("u"), qint64(7)},
-                                   {QStringLiteral("x"), qint64(1) << 60},
-                                   {QStringLiteral("d"), 0.25},
-                                   {QStringLiteral("f"), 1.5},
-                                   {QStringLiteral("b"), true},
-                                   {QStringLiteral("bytes"), QStringLiteral("raw")}};
-        QCOMPARE(got.keys(), expected.keys());
-        for (auto it = expected.cbegin(); it != expected.cend(); ++it) {
-            QCOMPARE(got.value(it.key()).metaType(), it.value().metaType());
-            QCOMPARE(got.value(it.key()), it.value());
-        }
-    }
-    QDBusConnection::disconnectFromBus(QStringLiteral("receiver"));
-}
-
-void TestDistributedNotifications::inProcessCentre() {
-    NotificationCenter* centre = NotificationCenter::defaultCenter();
-    QCOMPARE(NotificationCenter::defaultCenter(), centre);
-    QStringList calls;
-    {
-        QObject context;
-        centre->addObserver(&context, QStringLiteral("kZQLocal"),
-                            [&calls](const QString& name, const QVariantMap& userInfo) {
-                                calls.append(name + u'=' + userInfo.value("v").toString());
-                            });
-        centre->post(QStringLiteral("kZQOther"), {{QStringLiteral("v"), 1}});
-        centre->post(QStringLiteral("kZQLocal"), {{QStringLiteral("v"), 2}});
-        QCOMPARE(calls, QStringList{QStringLiteral("kZQLocal=2")});
-    }
-    centre->post(QStringLiteral("kZQLocal"), {{QStringLiteral("v"), 3}});
-    QCOMPARE(calls, QStringList{QStringLiteral("kZQLocal=2")});
-}
 
 QTEST_GUILESS_MAIN(TestDistributedNotifications)
 #include "tst_distributednotifications.moc"
