@@ -105,164 +105,157 @@ class TestNotifyServer : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void protocolMatchesTheInterfaceDescription();
-    void withoutServer();
-    void withServer();
-    void sendDoesNotWaitForTheServer();
-    void boundedRoundTrips();
-    void serverGoneAfterTheLookup();
-    void cleanupTestCase();
-};
-
-void TestNotifyServer::initTestCase() {
-    QVERIFY2(QDBusConnection::sessionBus().isConnected(), "the test runs on a private bus");
-}
-
-void TestNotifyServer::cleanupTestCase() {
-    QDBusConnection::disconnectFromBus(QString::fromLatin1(kServerConnection));
-}
-
-void TestNotifyServer::protocolMatchesTheInterfaceDescription() {
-    QFile xml(
-        QStringLiteral(ZQ_SOURCE_DIR "/platform/dbus/com.vesko.NotifyVeskoInputProtocol.xml"));
-    QVERIFY(xml.open(QIODevice::ReadOnly));
-    QXmlStreamReader reader(&xml);
-    QString interfaceName;
-    QStringList methods;
-    QMap<QString, int> argumentCounts;
-    while (!reader.atEnd()) {
-        if (reader.readNext() != QXmlStreamReader::StartElement) {
-            continue;
-        }
-        if (reader.name() == u"interface") {
-            interfaceName = reader.attributes().value(QStringLiteral("name")).toString();
-        } else if (reader.name() == u"method") {
-            methods.append(reader.attributes().value(QStringLiteral("name")).toString());
-        } else if (reader.name() == u"arg") {
-            ++argumentCounts[methods.constLast()];
-        }
+    void initTestCase() {
+        QVERIFY2(QDBusConnection::sessionBus().isConnected(), "the test runs on a private bus");
     }
-    QVERIFY2(!reader.hasError(), qPrintable(reader.errorString()));
-    QCOMPARE(interfaceName, QString::fromLatin1(ZQNotifyVeskoInputProxy::kInterface));
-    QCOMPARE(methods, ZQNotifyVeskoInputProxy::protocolOperations());
-    QCOMPARE(methods.size(), 61);
-    QCOMPARE(argumentCounts.value(QStringLiteral("clickCommitFeedbackStatistics")), 0);
-    QCOMPARE(argumentCounts.value(QStringLiteral("clickCommitEvalutionStatistics")), 0);
-    QCOMPARE(argumentCounts.value(QStringLiteral("handleEventForTest")), 2);
-}
 
-void TestNotifyServer::withoutServer() {
-    QVERIFY(!ZQNotifyVeskoInputProxy::isServerRunning(QDBusConnection::sessionBus()));
-    QCOMPARE(getVeskoInputServerDistantObject(), nullptr);
-    clickCommitFeedbackStatistics();
-    clickCommitEvalutionStatistics();
-    // A direct client: the bus answers at once that nobody owns the name.
-    const ZQNotifyVeskoInputProxy proxy(QDBusConnection::sessionBus());
-    QVERIFY(!proxy.call(QStringLiteral("getUserDictNum")).has_value());
-    QCOMPARE(getVeskoInputServerDistantObject(), nullptr);
-}
-
-void TestNotifyServer::withServer() {
-    ServerHarness harness;
-    QVERIFY(harness.start());
-    ZQNotifyVeskoInputProxy* proxy = getVeskoInputServerDistantObject();
-    QVERIFY2(proxy, "the lookup is repeated once the server runs");
-    QCOMPARE(getVeskoInputServerDistantObject(), proxy);  // kept
-
-    clickCommitFeedbackStatistics();
-    clickCommitEvalutionStatistics();
-    clickCommitEvalutionStatistics();
-    QTRY_COMPARE(harness.server().feedbackClicks.load(), 1);
-    QTRY_COMPARE(harness.server().evaluationClicks.load(), 2);
-
-    const std::optional<QVariantList> count = proxy->call(QStringLiteral("getUserDictNum"));
-    QVERIFY(count.has_value());
-    QCOMPARE(count->size(), 1);
-    QCOMPARE(count->constFirst().toLongLong(), qint64(4096));
-
-    const std::optional<QVariantList> first =
-        proxy->call(QStringLiteral("getFirstResultWithPy"),
-                    {QVariant::fromValue(QDBusVariant(QStringLiteral("zhong"))),
-                     QVariant::fromValue(QDBusVariant(QStringLiteral("中")))});
-    QVERIFY(first.has_value());
-    QCOMPARE(first->constFirst().toString(), QStringLiteral("zhong|中"));
-
-    // Declared by the protocol but not served: a swallowed error reply.
-    QVERIFY(!proxy->call(QStringLiteral("sysDictVersion")).has_value());
-    // Not part of the protocol: never sent.
-    QVERIFY(!proxy->respondsToOperation(QStringLiteral("deleteEverything")));
-    QVERIFY(!proxy->send(QStringLiteral("deleteEverything")));
-    QVERIFY(!proxy->call(QStringLiteral("deleteEverything")).has_value());
-}
-
-void TestNotifyServer::sendDoesNotWaitForTheServer() {
-    // The server's thread is held still, so it can answer nothing. The two
-    // sends run on a worker; they return although no answer can come (a
-    // waiting call would sit out D-Bus's 25-second default).
-    ServerHarness harness;
-    QVERIFY(harness.start());
-    ZQNotifyVeskoInputProxy* proxy = getVeskoInputServerDistantObject();
-    QVERIFY(proxy);
-    QSemaphore frozen;
-    QSemaphore thaw;
-    QMetaObject::invokeMethod(&harness.server(), [&frozen, &thaw] {
-        frozen.release();
-        thaw.acquire();
-    });
-    QVERIFY(frozen.tryAcquire(1, 10000));
-
-    bool sent = false;
-    QThread* caller = QThread::create([proxy, &sent] {
-        sent = proxy->send(QStringLiteral("getCloudStateData")) &&
-               proxy->send(QStringLiteral("clickCommitFeedbackStatistics"));
-    });
-    caller->start();
-    const bool returned = caller->wait(10000);
-    thaw.release();
-    if (!returned) {
-        caller->wait();
+    void cleanupTestCase() {
+        QDBusConnection::disconnectFromBus(QString::fromLatin1(kServerConnection));
     }
-    delete caller;
-    QVERIFY2(returned, "send() returned while the server could not answer");
-    QVERIFY(sent);
-    QTRY_COMPARE(harness.server().heldCalls.load(), 1);
-    QTRY_COMPARE(harness.server().feedbackClicks.load(), 1);
-    QMetaObject::invokeMethod(&harness.server(), &NotifyServer::releaseHeld, Qt::QueuedConnection);
-}
 
-void TestNotifyServer::boundedRoundTrips() {
-    ServerHarness harness;
-    QVERIFY(harness.start());
-    const ZQNotifyVeskoInputProxy proxy(QDBusConnection::sessionBus());
-    // The server takes the call and never answers: the round trip ends with
-    // the bound, as a swallowed failure.
-    QVERIFY(!proxy.call(QStringLiteral("getCloudStateData"), {}, 300).has_value());
-    QCOMPARE(harness.server().heldCalls.load(), 1);
-    // The client still works afterwards.
-    QVERIFY(proxy.call(QStringLiteral("getUserDictNum"), {}, 5000).has_value());
-    QMetaObject::invokeMethod(&harness.server(), &NotifyServer::releaseHeld, Qt::QueuedConnection);
-}
+    void protocolMatchesTheInterfaceDescription() {
+        QFile xml(
+            QStringLiteral(ZQ_SOURCE_DIR "/platform/dbus/com.vesko.NotifyVeskoInputProtocol.xml"));
+        QVERIFY(xml.open(QIODevice::ReadOnly));
+        QXmlStreamReader reader(&xml);
+        QString interfaceName;
+        QStringList methods;
+        QMap<QString, int> argumentCounts;
+        while (!reader.atEnd()) {
+            if (reader.readNext() != QXmlStreamReader::StartElement) {
+                continue;
+            }
+            if (reader.name() == u"interface") {
+                interfaceName = reader.attributes().value(QStringLiteral("name")).toString();
+            } else if (reader.name() == u"method") {
+                methods.append(reader.attributes().value(QStringLiteral("name")).toString());
+            } else if (reader.name() == u"arg") {
+                ++argumentCounts[methods.constLast()];
+            }
+        }
+        QVERIFY2(!reader.hasError(), qPrintable(reader.errorString()));
+        QCOMPARE(interfaceName, QString::fromLatin1(ZQNotifyVeskoInputProxy::kInterface));
+        QCOMPARE(methods, ZQNotifyVeskoInputProxy::protocolOperations());
+        QCOMPARE(methods.size(), 61);
+        QCOMPARE(argumentCounts.value(QStringLiteral("clickCommitFeedbackStatistics")), 0);
+        QCOMPARE(argumentCounts.value(QStringLiteral("clickCommitEvalutionStatistics")), 0);
+        QCOMPARE(argumentCounts.value(QStringLiteral("handleEventForTest")), 2);
+    }
 
-void TestNotifyServer::serverGoneAfterTheLookup() {
-    ZQNotifyVeskoInputProxy* proxy = nullptr;
-    {
+    void withoutServer() {
+        QVERIFY(!ZQNotifyVeskoInputProxy::isServerRunning(QDBusConnection::sessionBus()));
+        QCOMPARE(getVeskoInputServerDistantObject(), nullptr);
+        clickCommitFeedbackStatistics();
+        clickCommitEvalutionStatistics();
+        // A direct client: the bus answers at once that nobody owns the name.
+        const ZQNotifyVeskoInputProxy proxy(QDBusConnection::sessionBus());
+        QVERIFY(!proxy.call(QStringLiteral("getUserDictNum")).has_value());
+        QCOMPARE(getVeskoInputServerDistantObject(), nullptr);
+    }
+
+    void withServer() {
         ServerHarness harness;
         QVERIFY(harness.start());
-        proxy = getVeskoInputServerDistantObject();
-        QVERIFY(proxy);
-    }
-    // The kept client outlives the server; its calls fail quietly.
-    QCOMPARE(getVeskoInputServerDistantObject(), proxy);
-    clickCommitFeedbackStatistics();
-    QVERIFY(!proxy->call(QStringLiteral("getUserDictNum")).has_value());
+        ZQNotifyVeskoInputProxy* proxy = getVeskoInputServerDistantObject();
+        QVERIFY2(proxy, "the lookup is repeated once the server runs");
+        QCOMPARE(getVeskoInputServerDistantObject(), proxy);  // kept
 
-    // A new server under the same name is reached through the same client.
-    ServerHarness again;
-    QVERIFY(again.start());
-    clickCommitFeedbackStatistics();
-    QTRY_COMPARE(again.server().feedbackClicks.load(), 1);
-}
+        clickCommitFeedbackStatistics();
+        clickCommitEvalutionStatistics();
+        clickCommitEvalutionStatistics();
+        QTRY_COMPARE(harness.server().feedbackClicks.load(), 1);
+        QTRY_COMPARE(harness.server().evaluationClicks.load(), 2);
+
+        const std::optional<QVariantList> count = proxy->call(QStringLiteral("getUserDictNum"));
+        QVERIFY(count.has_value());
+        QCOMPARE(count->size(), 1);
+        QCOMPARE(count->constFirst().toLongLong(), qint64(4096));
+
+        const std::optional<QVariantList> first =
+            proxy->call(QStringLiteral("getFirstResultWithPy"),
+                        {QVariant::fromValue(QDBusVariant(QStringLiteral("zhong"))),
+                         QVariant::fromValue(QDBusVariant(QStringLiteral("中")))});
+        QVERIFY(first.has_value());
+        QCOMPARE(first->constFirst().toString(), QStringLiteral("zhong|中"));
+
+        // Declared by the protocol but not served: a swallowed error reply.
+        QVERIFY(!proxy->call(QStringLiteral("sysDictVersion")).has_value());
+        // Not part of the protocol: never sent.
+        QVERIFY(!proxy->respondsToOperation(QStringLiteral("deleteEverything")));
+        QVERIFY(!proxy->send(QStringLiteral("deleteEverything")));
+        QVERIFY(!proxy->call(QStringLiteral("deleteEverything")).has_value());
+    }
+
+    void sendDoesNotWaitForTheServer() {
+        // The server's thread is held still, so it can answer nothing. The two
+        // sends run on a worker; they return although no answer can come (a
+        // waiting call would sit out D-Bus's 25-second default).
+        ServerHarness harness;
+        QVERIFY(harness.start());
+        ZQNotifyVeskoInputProxy* proxy = getVeskoInputServerDistantObject();
+        QVERIFY(proxy);
+        QSemaphore frozen;
+        QSemaphore thaw;
+        QMetaObject::invokeMethod(&harness.server(), [&frozen, &thaw] {
+            frozen.release();
+            thaw.acquire();
+        });
+        QVERIFY(frozen.tryAcquire(1, 10000));
+
+        bool sent = false;
+        QThread* caller = QThread::create([proxy, &sent] {
+            sent = proxy->send(QStringLiteral("getCloudStateData")) &&
+                   proxy->send(QStringLiteral("clickCommitFeedbackStatistics"));
+        });
+        caller->start();
+        const bool returned = caller->wait(10000);
+        thaw.release();
+        if (!returned) {
+            caller->wait();
+        }
+        delete caller;
+        QVERIFY2(returned, "send() returned while the server could not answer");
+        QVERIFY(sent);
+        QTRY_COMPARE(harness.server().heldCalls.load(), 1);
+        QTRY_COMPARE(harness.server().feedbackClicks.load(), 1);
+        QMetaObject::invokeMethod(&harness.server(), &NotifyServer::releaseHeld,
+                                  Qt::QueuedConnection);
+    }
+
+    void boundedRoundTrips() {
+        ServerHarness harness;
+        QVERIFY(harness.start());
+        const ZQNotifyVeskoInputProxy proxy(QDBusConnection::sessionBus());
+        // The server takes the call and never answers: the round trip ends with
+        // the bound, as a swallowed failure.
+        QVERIFY(!proxy.call(QStringLiteral("getCloudStateData"), {}, 300).has_value());
+        QCOMPARE(harness.server().heldCalls.load(), 1);
+        // The client still works afterwards.
+        QVERIFY(proxy.call(QStringLiteral("getUserDictNum"), {}, 5000).has_value());
+        QMetaObject::invokeMethod(&harness.server(), &NotifyServer::releaseHeld,
+                                  Qt::QueuedConnection);
+    }
+
+    void serverGoneAfterTheLookup() {
+        ZQNotifyVeskoInputProxy* proxy = nullptr;
+        {
+            ServerHarness harness;
+            QVERIFY(harness.start());
+            proxy = getVeskoInputServerDistantObject();
+            QVERIFY(proxy);
+        }
+        // The kept client outlives the server; its calls fail quietly.
+        QCOMPARE(getVeskoInputServerDistantObject(), proxy);
+        clickCommitFeedbackStatistics();
+        QVERIFY(!proxy->call(QStringLiteral("getUserDictNum")).has_value());
+
+        // A new server under the same name is reached through the same client.
+        ServerHarness again;
+        QVERIFY(again.start());
+        clickCommitFeedbackStatistics();
+        QTRY_COMPARE(again.server().feedbackClicks.load(), 1);
+    }
+};
 
 QTEST_GUILESS_MAIN(TestNotifyServer)
 #include "tst_notifyserver.moc"
