@@ -105,61 +105,834 @@ class TestSiblingApps : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
-    void cleanupTestCase();
+    // ---------------------------------------------------------------------------
+    // Fixture
 
-    void indexesOutsideTheTable_data();
-    void indexesOutsideTheTable();
-    void searchTexts_data();
-    void searchTexts();
-    void processExistsFollowsTheProcessList_data();
-    void processExistsFollowsTheProcessList();
-    void touchBarServerStandsInForTheAgent_data();
-    void touchBarServerStandsInForTheAgent();
-    void touchBarServerOnThisSystem();
+    void initTestCase() {
+        QVERIFY2(QDBusConnection::sessionBus().isConnected(), "the test runs on a private bus");
+        QVERIFY(_systemRoot.isValid());
+        QVERIFY(_scratch.isValid());
 
-    void opener_data();
-    void opener();
-    void pageIndexOutsideTheTableDoesNothing_data();
-    void pageIndexOutsideTheTableDoesNothing();
-    void launchFailureIsOnlyLogged();
-    void pluginCopyIsPreferred();
+        // The system version is read once per process: make it 10.13.6 before
+        // anything asks, so that the touch-bar rule applies.
+        QVERIFY(platform::Plist::writeFile(
+            _systemRoot.filePath(QStringLiteral("System/Library/CoreServices/SystemVersion.plist")),
+            QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.13.6")},
+                        {QStringLiteral("ProductBuildVersion"), QStringLiteral("17G66")}}));
+        qputenv("VESKO_SYSTEM_ROOT", _systemRoot.path().toUtf8());
 
-    void skinShopRunning_data();
-    void skinShopRunning();
-    void skinShopNotRunning_data();
-    void skinShopNotRunning();
-    void screenRecordAuth_data();
-    void screenRecordAuth();
+        ZQLogManager* log = ZQLogManager::sharedInstance();
+        QVERIFY(log->enableRunLogConfig(ZQLogType::Utility));
+        QVERIFY(log->setLogMaxCount(1000000));
+        QVERIFY(log->canRecordLog(ZQLogType::Utility));
 
-    void notificationHelpers();
-    void notificationFromAnotherThread();
-    void uploadUserSettings();
+        QDBusConnection listener = QDBusConnection::connectToBus(
+            QDBusConnection::SessionBus, QString::fromLatin1(kListenerConnection));
+        QVERIFY(listener.isConnected());
+        _listener = std::make_unique<platform::DistributedNotificationCenter>(listener);
+        _listener->addObserver(&_listenerContext, QString(),
+                               [this](const QString& name, const QVariantMap& userInfo) {
+                                   _seen.append({name, userInfo});
+                               });
+        QVERIFY(zq::test::syncWithBus(listener));
+    }
 
-    void urlAddress_data();
-    void urlAddress();
-    void openUrlWithUrlString_data();
-    void openUrlWithUrlString();
+    void init() {
+        // A fresh install root per case: a stand-in or a launched script of one
+        // case can never be taken for the target of the next.
+        _installRoot = std::make_unique<QTemporaryDir>();
+        QVERIFY(_installRoot->isValid());
+        qputenv("VESKO_INSTALL_ROOT", _installRoot->path().toUtf8());
+        _seen.clear();
+        _logStart = ZQLogManager::sharedInstance()->logContent().size();
+    }
 
-    void doAppleScript_data();
-    void doAppleScript();
-    void doAppleScriptWithoutHelper();
-    void doAppleScriptKeepsEventsFlowing();
-    void runPrivilegedCommand();
+    void cleanup() {
+        platform::Workspace::setUrlOpener({});
+        zq::utility::setPrivilegeHelper({});
+        QDBusConnection::disconnectFromBus(QString::fromLatin1(kSkinShopConnection));
+        _installRoot.reset();
+    }
+
+    void cleanupTestCase() {
+        _listener.reset();
+        QDBusConnection::disconnectFromBus(QString::fromLatin1(kListenerConnection));
+    }
+
+    // ---------------------------------------------------------------------------
+    // Process table
+
+    void indexesOutsideTheTable_data() {
+        QTest::addColumn<qint64>("index");
+        QTest::newRow("0") << qint64(0);
+        QTest::newRow("15") << qint64(15);
+        QTest::newRow("-1") << qint64(-1);
+        QTest::newRow("2^32 + 4") << (qint64(1) << 32) + 4;
+    }
+
+    void indexesOutsideTheTable() {
+        QFETCH(qint64, index);
+        // Even a process whose command line holds every table text does not
+        // make an index outside the table true.
+        QStringList all;
+        for (qint64 i = 1; i <= 14; ++i) {
+            all.append(zq::utility::processSearchText(i));
+        }
+        MarkerProcess everything(all.join(QLatin1Char(' ')));
+        QVERIFY(everything.isStarted());
+        QVERIFY(isVeskoProcessExist(4));
+        QVERIFY(zq::utility::processTableText(index).isNull());
+        QVERIFY(!isVeskoProcessExist(index));
+    }
+
+    void searchTexts_data() {
+        QTest::addColumn<qint64>("index");
+        QTest::addColumn<QString>("suffixUnderInstallRoot");  // null: searched as written
+
+        QTest::newRow("1 input method") << qint64(1) << QString();
+        QTest::newRow("2 service") << qint64(2) << QString();
+        QTest::newRow("3 preference")
+            << qint64(3) << "/Contents/VeskoPreference.app/Contents/MacOS/VeskoPreference";
+        QTest::newRow("4 assist panel")
+            << qint64(4) << "/Contents/ZQAssistPanel.app/Contents/MacOS/ZQAssistPanel";
+        QTest::newRow("6 touch bar agent") << qint64(6) << QString();
+        QTest::newRow("10 system settings") << qint64(10) << QString();
+        QTest::newRow("11 pasteboard") << qint64(11) << QString();
+        QTest::newRow("13 launcher") << qint64(13) << "/Contents/VeskoLauncher";
+        QTest::newRow("14 text recognition") << qint64(14) << "/Contents/VeskoTextRecognition";
+    }
+
+    void searchTexts() {
+        QFETCH(qint64, index);
+        QFETCH(QString, suffixUnderInstallRoot);
+        const QString written = zq::utility::processTableText(index);
+        QVERIFY(!written.isEmpty());
+        if (suffixUnderInstallRoot.isNull()) {
+            QCOMPARE(zq::utility::processSearchText(index), written);
+        } else {
+            QVERIFY(written.startsWith(QStringLiteral("/Library/Input Methods/VeskoInput.app/")));
+            QCOMPARE(zq::utility::processSearchText(index),
+                     _installRoot->path() + suffixUnderInstallRoot);
+        }
+    }
+
+    void processExistsFollowsTheProcessList_data() {
+        QTest::addColumn<qint64>("index");
+        QTest::addColumn<bool>("anchored");  // under this case's install root
+        for (qint64 i = 1; i <= 14; ++i) {
+            const bool anchored = zq::utility::processTableText(i).startsWith(
+                QStringLiteral("/Library/Input Methods/VeskoInput.app/"));
+            QTest::addRow("%lld", i) << i << anchored;
+        }
+    }
+
+    void processExistsFollowsTheProcessList() {
+        QFETCH(qint64, index);
+        QFETCH(bool, anchored);
+        const QString text = zq::utility::processSearchText(index);
+        if (anchored) {
+            // Texts under this case's install root cannot match any other
+            // process on the machine.
+            QVERIFY(!isVeskoProcessExist(index));
+        }
+        {
+            // The text in the middle of a longer command line still counts.
+            MarkerProcess target(QStringLiteral("prefix") + text + QStringLiteral(" -ZQAbout"));
+            QVERIFY(target.isStarted());
+            QVERIFY(isVeskoProcessExist(index));
+            target.stop();
+        }
+        if (anchored) {
+            QVERIFY(!isVeskoProcessExist(index));
+            // The text as the input method writes it, unresolved, is not it.
+            MarkerProcess unresolved(zq::utility::processTableText(index));
+            QVERIFY(unresolved.isStarted());
+            QVERIFY(!isVeskoProcessExist(index));
+        }
+    }
+
+    void touchBarServerStandsInForTheAgent_data() {
+        QTest::addColumn<QString>("processes");
+        QTest::addColumn<qint64>("index");
+        QTest::addColumn<bool>("serverCounts");
+        QTest::addColumn<bool>("expected");
+
+        const QString server = QStringLiteral("/usr/libexec/TouchBarServer");
+        const QString agent = QStringLiteral(
+            "/System/Library/CoreServices/ControlStrip.app/Contents/MacOS/TouchBarAgent");
+        QTest::newRow("server, 10.13 or later") << server << qint64(6) << true << true;
+        QTest::newRow("server, before 10.13") << server << qint64(6) << false << false;
+        QTest::newRow("agent, before 10.13") << agent << qint64(6) << false << true;
+        QTest::newRow("agent, 10.13 or later") << agent << qint64(6) << true << true;
+        QTest::newRow("neither") << QStringLiteral("/sbin/init\n/usr/bin/Xorg") << qint64(6) << true
+                                 << false;
+        QTest::newRow("server is no stand-in for other entries")
+            << server << qint64(12) << true << false;
+        QTest::newRow("substring across lines does not count")
+            << QStringLiteral("/usr/libexec/TouchBar\nServer") << qint64(6) << true << false;
+    }
+
+    void touchBarServerStandsInForTheAgent() {
+        QFETCH(QString, processes);
+        QFETCH(qint64, index);
+        QFETCH(bool, serverCounts);
+        QFETCH(bool, expected);
+        QCOMPARE(zq::utility::processListShows(processes, index, serverCounts), expected);
+    }
+
+    void touchBarServerOnThisSystem() {
+        // This process reads its system version as 10.13.6 (initTestCase).
+        QVERIFY(!isVeskoProcessExist(6));
+        MarkerProcess server(QStringLiteral("/usr/libexec/TouchBarServer"));
+        QVERIFY(server.isStarted());
+        QVERIFY(isVeskoProcessExist(6));
+    }
+
+    // ---------------------------------------------------------------------------
+    // Openers
+
+    void opener_data() {
+        QTest::addColumn<Invoke>("invoke");
+        QTest::addColumn<bool>("running");
+        QTest::addColumn<qint64>("processIndex");
+        QTest::addColumn<QString>("notification");
+        QTest::addColumn<QVariantMap>("payload");
+        QTest::addColumn<QString>("bundle");
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("function");
+        QTest::addColumn<QStringList>("logRunning");
+        QTest::addColumn<QStringList>("logLaunched");
+
+        const QString load = QStringLiteral("kVeskoNotifyLoadXibInZQAssistPanel");
+        const QString page = QStringLiteral("kVeskoPreferencesXibName");
+        const QString panel = designBundle(zq::utility::kAssistPanelBundle);
+        const QStringList beg{QStringLiteral("beg")};
+        const QStringList begLaunched{QStringLiteral("beg"), QStringLiteral("launch success")};
+        const QStringList launched{QStringLiteral("launch success")};
+
+        const auto add = [](const char* name, const Invoke& invoke, qint64 index,
+                            const QString& notification, const QVariantMap& payload,
+                            const QString& bundle, const QStringList& arguments,
+                            const char* function, const QStringList& logRunning,
+                            const QStringList& logLaunched) {
+            for (const bool running : {true, false}) {
+                QTest::addRow("%s, %s", name, running ? "running" : "not running")
+                    << invoke << running << index << notification << payload << bundle << arguments
+                    << QString::fromLatin1(function) << logRunning << logLaunched;
+            }
+        };
+
+        const char* pages[] = {"ZQAbout", "ZQDebugMode", "ZQContactAuthorize",
+                               "ZQFeedbackWindowController"};
+        for (qint64 i = 0; i < 4; ++i) {
+            const QString name = QString::fromLatin1(pages[i]);
+            add(
+                pages[i], [i] { CallZQAssistantPanelPage(i); }, 4, load, {{page, name}}, panel,
+                {u'-' + name}, "CallZQAssistantPanelPage", beg, begLaunched);
+        }
+        add(
+            "accessibility", [] { CallAccessibilityAuthorizeToVeskoPreference(2, 1); }, 4, load,
+            {{page, QStringLiteral("ZQAccesAuthorize")},
+             {QStringLiteral("AccesAction"), QStringLiteral("2")},
+             {QStringLiteral("AccesType"), QStringLiteral("1")}},
+            panel, {"-ZQAccesAuthorize", "-2", "-1"}, "CallAccessibilityAuthorizeToVeskoPreference",
+            beg, begLaunched);
+        add(
+            "accessibility, negative action",
+            [] { CallAccessibilityAuthorizeToVeskoPreference(-1, 0); }, 4, load,
+            {{page, QStringLiteral("ZQAccesAuthorize")},
+             {QStringLiteral("AccesAction"), QStringLiteral("-1")},
+             {QStringLiteral("AccesType"), QStringLiteral("0")}},
+            panel, {"-ZQAccesAuthorize", "--1", "-0"},
+            "CallAccessibilityAuthorizeToVeskoPreference", beg, begLaunched);
+        add(
+            "update detail",
+            [] {
+                CallUpdateDetailToVeskoPreference(QStringLiteral("/tmp/Vesko 6.10.pkg"),
+                                                  QStringLiteral("UpdateByPkg"),
+                                                  QStringLiteral("6.10.0"));
+            },
+            4, load,
+            {{page, QStringLiteral("ZQUpdateDetail")},
+             {QStringLiteral("UpdatePkgPath"), QStringLiteral("/tmp/Vesko 6.10.pkg")},
+             {QStringLiteral("UpdateMode"), QStringLiteral("UpdateByPkg")},
+             {QStringLiteral("UpdateVersion"), QStringLiteral("6.10.0")}},
+            panel, {"-ZQUpdateDetail", "-/tmp/Vesko 6.10.pkg", "-UpdateByPkg", "-6.10.0"},
+            "CallUpdateDetailToVeskoPreference", beg, begLaunched);
+        add(
+            "update detail without a package",
+            [] {
+                CallUpdateDetailToVeskoPreference(QString(), QStringLiteral("Silent"),
+                                                  QStringLiteral("6.10.0"));
+            },
+            4, load,
+            {{page, QStringLiteral("ZQUpdateDetail")},
+             {QStringLiteral("UpdatePkgPath"), QStringLiteral("")},
+             {QStringLiteral("UpdateMode"), QStringLiteral("Silent")},
+             {QStringLiteral("UpdateVersion"), QStringLiteral("6.10.0")}},
+            panel, {"-ZQUpdateDetail", "-", "-Silent", "-6.10.0"},
+            "CallUpdateDetailToVeskoPreference", beg, begLaunched);
+        add(
+            "authorisation", [] { CallAuthPanel(5, 13); }, 4, load,
+            {{page, QStringLiteral("ZQAuthorize")},
+             {QStringLiteral("ZQAuthorizeType"), QStringLiteral("5")},
+             {QStringLiteral("ZQAuthorizeSourceType"), QStringLiteral("13")}},
+            panel, {"-ZQAuthorize", "-5", "-13"}, "CallAuthPanel", beg, begLaunched);
+
+        const QString preference = designBundle(zq::utility::kPreferenceBundle);
+        const QString changeView = QStringLiteral("kVeskoNotifyChangeViewInVeskoPreference");
+        add(
+            "preferences with a tab",
+            [] {
+                CallPreferenceToVeskoPreference(
+                    {{QStringLiteral("keyPreferenceTab"), QStringLiteral("2")},
+                     {QStringLiteral("keyShowSpeechStatusItemAlert"), QStringLiteral("1")}});
+            },
+            3, changeView,
+            {{page, QStringLiteral("ZQPreferences")},
+             {QStringLiteral("keyPreferenceTab"), QStringLiteral("2")},
+             {QStringLiteral("keyShowSpeechStatusItemAlert"), QStringLiteral("1")}},
+            preference, {"-ZQPreferences", "-2", "-1", "-0", "-0"},
+            "CallPreferenceToVeskoPreference", beg, begLaunched);
+        add(
+            "preferences without a tab",
+            [] {
+                CallPreferenceToVeskoPreference(
+                    {{QStringLiteral("keyShowSpeechStatusItemAlert"), QStringLiteral("1")}});
+            },
+            3, changeView,
+            {{page, QStringLiteral("ZQPreferences")},
+             {QStringLiteral("keyShowSpeechStatusItemAlert"), QStringLiteral("1")}},
+            preference, {"-ZQPreferences"}, "CallPreferenceToVeskoPreference", beg, begLaunched);
+        add(
+            "preferences, numbers and a page of the caller's",
+            [] {
+                CallPreferenceToVeskoPreference(
+                    {{QStringLiteral("keyPreferenceTab"), qint64(3)},
+                     {QStringLiteral("keyShowPicCustumItemAlert"), true},
+                     {QStringLiteral("kVeskoPreferencesXibName"), QStringLiteral("ZQSkin")}});
+            },
+            3, changeView,
+            {{page, QStringLiteral("ZQSkin")},
+             {QStringLiteral("keyPreferenceTab"), qint64(3)},
+             {QStringLiteral("keyShowPicCustumItemAlert"), true}},
+            preference, {"-ZQPreferences", "-3", "-0", "-0", "-1"},
+            "CallPreferenceToVeskoPreference", beg, begLaunched);
+
+        const QString statPanel = designBundle(zq::utility::kInputStatPanelBundle);
+        const QString statView = QStringLiteral("kVeskoNotifyChangeViewInInputStat");
+        add(
+            "input statistics",
+            [] {
+                CallInputStatPanel({{QStringLiteral("keyInputStatTab"), QStringLiteral("2")},
+                                    {QStringLiteral("from"), QStringLiteral("menu")}});
+            },
+            8, statView,
+            {{QStringLiteral("keyInputStatTab"), QStringLiteral("2")},
+             {QStringLiteral("from"), QStringLiteral("menu")}},
+            statPanel, {"2"}, "CallInputStatPanel", {}, launched);
+        add(
+            "input statistics without a tab", [] { CallInputStatPanel({}); }, 8, statView, {},
+            statPanel, {}, "CallInputStatPanel", {}, launched);
+
+        add(
+            "screenshot", [] { CallScreenshotApp(QStringLiteral("kVeskoNotifyScreenShotOCR")); },
+            14, QStringLiteral("kVeskoNotifyScreenShotOCR"), {},
+            designBundle(zq::utility::kTextRecognitionBundle), {"-kVeskoNotifyScreenShotOCR"},
+            "CallScreenshotApp", {}, launched);
+    }
+
+    void opener() {
+        QFETCH(Invoke, invoke);
+        QFETCH(bool, running);
+        QFETCH(qint64, processIndex);
+        QFETCH(QString, notification);
+        QFETCH(QVariantMap, payload);
+        QFETCH(QString, bundle);
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, function);
+        QFETCH(QStringList, logRunning);
+        QFETCH(QStringList, logLaunched);
+
+        // Both branches have their application installed: only the running
+        // check decides.
+        const QString local = zq::utility::expandProductPath(bundle);
+        QVERIFY(zq::test::makeRecordingBundle(local));
+        std::unique_ptr<MarkerProcess> target;
+        if (running) {
+            target = std::make_unique<MarkerProcess>(zq::utility::processSearchText(processIndex));
+            QVERIFY(target->isStarted());
+        }
+        QCOMPARE(isVeskoProcessExist(processIndex), running);
+
+        invoke();
+
+        if (running) {
+            QVERIFY(drainNotifications());
+            const QList<Notification> got = seenBeforeMarker();
+            QCOMPARE(got.size(), 1);
+            QCOMPARE(got.constFirst().name, notification);
+            QVERIFY2(sameTyped(got.constFirst().userInfo, payload),
+                     qPrintable(describeMap(got.constFirst().userInfo)));
+            QCOMPARE(logEntries(function), logRunning);
+            QVERIFY2(!QFile::exists(zq::test::recordedArgumentsFile(local)),
+                     "nothing was launched");
+        } else {
+            QTRY_VERIFY(zq::test::recordedArguments(local).has_value());
+            QCOMPARE(*zq::test::recordedArguments(local), arguments);
+            QCOMPARE(logEntries(function), logLaunched);
+            QVERIFY(drainNotifications());
+            QVERIFY2(seenBeforeMarker().isEmpty(), "nothing was posted");
+            // The launched script is a process of the table while it runs.
+            QTRY_VERIFY(!isVeskoProcessExist(processIndex));
+        }
+    }
+
+    void pageIndexOutsideTheTableDoesNothing_data() {
+        QTest::addColumn<qint64>("index");
+        QTest::addColumn<bool>("running");
+        for (const qint64 index : {qint64(-1), qint64(4)}) {
+            for (const bool running : {true, false}) {
+                QTest::addRow("%lld, %s", index, running ? "running" : "not running")
+                    << index << running;
+            }
+        }
+    }
+
+    void pageIndexOutsideTheTableDoesNothing() {
+        QFETCH(qint64, index);
+        QFETCH(bool, running);
+        const QString local = localBundle(zq::utility::kAssistPanelBundle);
+        QVERIFY(zq::test::makeRecordingBundle(local));
+        std::unique_ptr<MarkerProcess> target;
+        if (running) {
+            target = std::make_unique<MarkerProcess>(zq::utility::processSearchText(4));
+            QVERIFY(target->isStarted());
+        }
+        CallZQAssistantPanelPage(index);
+        QVERIFY(drainNotifications());
+        QVERIFY(seenBeforeMarker().isEmpty());
+        // "beg" is the opener's first step; no launch was tried.
+        QCOMPARE(logEntries(QStringLiteral("CallZQAssistantPanelPage")), QStringList{"beg"});
+        QVERIFY(!QFile::exists(zq::test::recordedArgumentsFile(local)));
+    }
+
+    void launchFailureIsOnlyLogged() {
+        // Nothing is installed under this case's install root.
+        QVERIFY(!isVeskoProcessExist(4));
+        CallZQAssistantPanelPage(0);
+        CallInputStatPanel({{QStringLiteral("keyInputStatTab"), QStringLiteral("1")}});
+        QCOMPARE(logEntries(QStringLiteral("CallZQAssistantPanelPage")),
+                 (QStringList{"beg", "launch failed"}));
+        QCOMPARE(logEntries(QStringLiteral("CallInputStatPanel")), QStringList{"launch failed"});
+        QVERIFY(drainNotifications());
+        QVERIFY(seenBeforeMarker().isEmpty());
+    }
+
+    void pluginCopyIsPreferred() {
+        const QString installed = localBundle(zq::utility::kAssistPanelBundle);
+        const QString plugin = zq::utility::pluginFolder() + QStringLiteral("/ZQAssistPanel.app");
+        QVERIFY(zq::test::makeRecordingBundle(installed));
+        QVERIFY(zq::test::makeRecordingBundle(plugin));
+        CallZQAssistantPanelPage(1);
+        QTRY_VERIFY(zq::test::recordedArguments(plugin).has_value());
+        QCOMPARE(*zq::test::recordedArguments(plugin), QStringList{"-ZQDebugMode"});
+        QVERIFY(!QFile::exists(zq::test::recordedArgumentsFile(installed)));
+        QVERIFY(QDir(zq::utility::pluginFolder()).removeRecursively());
+    }
+
+    // ---------------------------------------------------------------------------
+    // Skin shop and screen recording
+
+    void skinShopRunning_data() {
+        QTest::addColumn<qint64>("launchFrom");
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("expectedUrl");
+        QTest::newRow("address") << qint64(4) << "https://skin.vesko.example/shop?id=7"
+                                 << "https://skin.vesko.example/shop?id=7";
+        QTest::newRow("empty address") << qint64(0) << ""
+                                       << "";
+        QTest::newRow("no address") << qint64(-2) << QString() << "";
+    }
+
+    void skinShopRunning() {
+        QFETCH(qint64, launchFrom);
+        QFETCH(QString, url);
+        QFETCH(QString, expectedUrl);
+
+        QDBusConnection shop = QDBusConnection::connectToBus(
+            QDBusConnection::SessionBus, QString::fromLatin1(kSkinShopConnection));
+        FakeApplication application;
+        QVERIFY(shop.registerObject(QStringLiteral("/com/vesko/ZQSkinManager"), &application,
+                                    QDBusConnection::ExportAllSlots));
+        QVERIFY(shop.registerService(VeskoSkinShopBundleIdentifier()));
+
+        const QString local = localBundle(zq::utility::kSkinManagerBundle);
+        QVERIFY(zq::test::makeRecordingBundle(local));
+        CallSkinShopApp(launchFrom, url);
+
+        QVERIFY(drainNotifications());
+        const QList<Notification> got = seenBeforeMarker();
+        QCOMPARE(got.size(), 1);
+        QCOMPARE(got.constFirst().name, QStringLiteral("kVeskoNotifyLaunchSkinShop"));
+        QVERIFY2(sameTyped(got.constFirst().userInfo,
+                           QVariantMap{{QStringLiteral("launchFrom"), QString::number(launchFrom)},
+                                       {QStringLiteral("urlString"), expectedUrl}}),
+                 qPrintable(describeMap(got.constFirst().userInfo)));
+        QTRY_COMPARE(application.activations, 1);
+        QVERIFY(logEntries(QStringLiteral("CallSkinShopApp")).isEmpty());
+        QVERIFY(!QFile::exists(zq::test::recordedArgumentsFile(local)));
+    }
+
+    void skinShopNotRunning_data() {
+        QTest::addColumn<qint64>("launchFrom");
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("address") << qint64(4) << "https://skin.vesko.example/s"
+                                 << QStringList{"-4", "-https://skin.vesko.example/s"};
+        QTest::newRow("empty address") << qint64(0) << "" << QStringList{"-0", "-"};
+    }
+
+    void skinShopNotRunning() {
+        QFETCH(qint64, launchFrom);
+        QFETCH(QString, url);
+        QFETCH(QStringList, arguments);
+        const QString local = localBundle(zq::utility::kSkinManagerBundle);
+        QVERIFY(zq::test::makeRecordingBundle(local));
+        CallSkinShopApp(launchFrom, url);
+        QTRY_VERIFY(zq::test::recordedArguments(local).has_value());
+        QCOMPARE(*zq::test::recordedArguments(local), arguments);
+        QCOMPARE(logEntries(QStringLiteral("CallSkinShopApp")), QStringList{"launch success"});
+        QVERIFY(drainNotifications());
+        QVERIFY(seenBeforeMarker().isEmpty());
+    }
+
+    void screenRecordAuth_data() {
+        QTest::addColumn<bool>("settingsRunning");
+        QTest::addColumn<QList<QUrl>>("expected");
+
+        // Through the settings-page table: the desktop's addresses, never the
+        // input method's own (no desktop has a handler for those).
+        const QUrl localPane(QStringLiteral("settings://security"));
+        const QUrl localPrivacy(QStringLiteral("settings://privacy/screen-recording"));
+        QTest::newRow("settings not running") << false << QList<QUrl>{localPrivacy};
+        QTest::newRow("settings running") << true << QList<QUrl>{localPane, localPrivacy};
+    }
+
+    void screenRecordAuth() {
+        QFETCH(bool, settingsRunning);
+        QFETCH(QList<QUrl>, expected);
+
+        QList<QUrl> opened;
+        platform::Workspace::setUrlOpener([&opened](const QUrl& url) {
+            opened.append(url);
+            return true;
+        });
+        const QString ini = _scratch.filePath(QStringLiteral("panes.ini"));
+        QFile file(ini);
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(
+            "[SettingsPanes]\n"
+            "Security.prefPane=settings://security\n"
+            "Privacy_ScreenCapture=settings://privacy/screen-recording\n");
+        file.close();
+        qputenv("VESKO_CONFIG", ini.toUtf8());
+        platform::Configuration::reload();
+        const auto restore = qScopeGuard([] {
+            qunsetenv("VESKO_CONFIG");
+            platform::Configuration::reload();
+        });
+
+        std::unique_ptr<MarkerProcess> settings;
+        if (settingsRunning) {
+            settings = std::make_unique<MarkerProcess>(zq::utility::processSearchText(10));
+            QVERIFY(settings->isStarted());
+        }
+        CallSystemScreenRecordAuth();
+        QVERIFY2(opened.isEmpty(), "addresses open on a later turn of the event loop");
+        QTRY_COMPARE(opened.size(), expected.size());
+        QCOMPARE(opened, expected);
+        QVERIFY(logEntries(QStringLiteral("CallSystemScreenRecordAuth")).isEmpty());
+    }
+
+    // ---------------------------------------------------------------------------
+    // Notification helpers
+
+    void notificationHelpers() {
+        SendDistributedNotification(QStringLiteral("kZQTestNone"));
+        SendDistributedNotification(QStringLiteral("kZQTestNull"), std::nullopt);
+        SendDistributedNotification(QStringLiteral("kZQTestPayload"),
+                                    QVariantMap{{QStringLiteral("log"), QStringLiteral("行")}});
+        QVERIFY(drainNotifications());
+        const QList<Notification> got = seenBeforeMarker();
+        QCOMPARE(got.size(), 3);
+        QCOMPARE(got.at(0).name, QStringLiteral("kZQTestNone"));
+        QVERIFY(got.at(0).userInfo.isEmpty());
+        QVERIFY(got.at(1).userInfo.isEmpty());
+        QCOMPARE(got.at(2).userInfo, (QVariantMap{{QStringLiteral("log"), QStringLiteral("行")}}));
+
+        // The in-process centre: delivered to this process's observers only.
+        _seen.clear();
+        QObject context;
+        QList<Notification> local;
+        platform::NotificationCenter::defaultCenter()->addObserver(
+            &context, QStringLiteral("kZQTestLocal"),
+            [&local](const QString& name, const QVariantMap& userInfo) {
+                local.append({name, userInfo});
+            });
+        SendNotification(QStringLiteral("kZQTestLocal"), QVariantMap{{QStringLiteral("k"), 1}});
+        SendNotification(QStringLiteral("kZQTestLocal"));
+        QCOMPARE(local.size(), 2);
+        QCOMPARE(local.at(0).userInfo.value(QStringLiteral("k")), QVariant(1));
+        QVERIFY(local.at(1).userInfo.isEmpty());
+        QVERIFY(drainNotifications());
+        QVERIFY2(seenBeforeMarker().isEmpty(), "in-process notifications stay in the process");
+    }
+
+    void notificationFromAnotherThread() {
+        QThread* worker = QThread::create([] {
+            SendDistributedNotification(QStringLiteral("kZQTestFromWorker"),
+                                        QVariantMap{{QStringLiteral("n"), qint64(1)}});
+        });
+        worker->start();
+        QVERIFY(worker->wait(10000));
+        delete worker;
+        QTRY_VERIFY(seen(QStringLiteral("kZQTestFromWorker")));
+    }
+
+    void uploadUserSettings() {
+        sendNotificationUploadUserSettings();
+        QVERIFY(drainNotifications());
+        const QList<Notification> got = seenBeforeMarker();
+        QCOMPARE(got.size(), 1);
+        QCOMPARE(got.constFirst().name, QStringLiteral("kVeskoNotifySyncConfigClosePreference"));
+        QVERIFY(sameTyped(got.constFirst().userInfo,
+                          QVariantMap{{QStringLiteral("sync_setting"), true},
+                                      {QStringLiteral("sync_phrase"), false},
+                                      {QStringLiteral("sync_expression"), false}}));
+    }
+
+    // ---------------------------------------------------------------------------
+    // Addresses
+
+    void urlAddress_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("expected");
+        QTest::newRow("http") << "http://vesko.com" << true;
+        QTest::newRow("upper-case scheme") << "HTTP://VESKO.COM" << true;
+        QTest::newRow("nothing after the slashes") << "ftp://" << true;
+        QTest::newRow("underscore lies in A-z") << "h_tp://x" << true;
+        QTest::newRow("caret lies in A-z") << "h^tp://x" << true;
+        QTest::newRow("bare host") << "www.vesko.com" << false;
+        QTest::newRow("no scheme") << "://vesko.com" << false;
+        QTest::newRow("digit in the scheme") << "h2p://x" << false;
+        QTest::newRow("one slash") << "http:/vesko.com" << false;
+        QTest::newRow("leading space") << " http://vesko.com" << false;
+        QTest::newRow("line break after the slashes") << "http://vesko\n.com" << false;
+        QTest::newRow("empty") << "" << false;
+    }
+
+    void urlAddress() {
+        QFETCH(QString, text);
+        QFETCH(bool, expected);
+        QCOMPARE(isUrlAddress(text), expected);
+    }
+
+    void openUrlWithUrlString_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QByteArray>("expected");
+        QTest::newRow("bare host gets http")
+            << "www.vesko.com" << QByteArray("http://www.vesko.com");
+        QTest::newRow("scheme kept") << "https://vesko.com/a" << QByteArray("https://vesko.com/a");
+        QTest::newRow("space") << "https://vesko.com/a b" << QByteArray("https://vesko.com/a%20b");
+        QTest::newRow("Chinese") << "https://vesko.com/s?q=中文"
+                                 << QByteArray("https://vesko.com/s?q=%E4%B8%AD%E6%96%87");
+        QTest::newRow("percent sign encoded again")
+            << "https://vesko.com/a%20b" << QByteArray("https://vesko.com/a%2520b");
+        QTest::newRow("hash is not in the query set")
+            << "https://vesko.com/p#top" << QByteArray("https://vesko.com/p%23top");
+        QTest::newRow("query set kept")
+            << "https://u@vesko.com:8080/~me/a-b_c.d?x=1;y=(2)*3+4,$5!'6'"
+            << QByteArray("https://u@vesko.com:8080/~me/a-b_c.d?x=1;y=(2)*3+4,$5!'6'");
+    }
+
+    void openUrlWithUrlString() {
+        QFETCH(QString, text);
+        QFETCH(QByteArray, expected);
+        QList<QUrl> opened;
+        platform::Workspace::setUrlOpener([&opened](const QUrl& url) {
+            opened.append(url);
+            return true;
+        });
+        OpenUrlWithUrlString(text);
+        QVERIFY2(opened.isEmpty(), "the address opens on a later turn of the event loop");
+        QTRY_COMPARE(opened.size(), 1);
+        QVERIFY2(opened.constFirst().isValid(), qPrintable(opened.constFirst().errorString()));
+        QCOMPARE(opened.constFirst().toEncoded(), expected);
+    }
+
+    // ---------------------------------------------------------------------------
+    // Administrator rights
+
+    void doAppleScript_data() {
+        QTest::addColumn<QString>("command");  // FILE stands for an output file
+        QTest::addColumn<bool>("expected");
+        QTest::addColumn<QByteArray>("output");  // null: no file
+
+        QTest::newRow("success") << "printf ok > FILE" << true << QByteArray("ok");
+        QTest::newRow("quotes reach the shell unescaped")
+            << "echo \"a  b\" 'c' > FILE" << true << QByteArray("a  b c\n");
+        QTest::newRow("exit status 3") << "exit 3" << false << QByteArray();
+        QTest::newRow("failure after output")
+            << "printf partial > FILE; false" << false << QByteArray("partial");
+        QTest::newRow("killed by a signal") << "kill -KILL $$" << false << QByteArray();
+        QTest::newRow("empty command") << "" << true << QByteArray();
+    }
+
+    void doAppleScript() {
+        QFETCH(QString, command);
+        QFETCH(bool, expected);
+        QFETCH(QByteArray, output);
+
+        // The helper records that it was used, then runs its arguments as pkexec would.
+        const QString helper = _scratch.filePath(QStringLiteral("grant"));
+        {
+            QFile script(helper);
+            QVERIFY(script.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            script.write("#!/bin/sh\nprintf '%s|%s' \"$1\" \"$2\" > \"$0.used\"\nexec \"$@\"\n");
+            script.close();
+            QVERIFY(script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        }
+        QFile::remove(helper + QStringLiteral(".used"));
+        zq::utility::setPrivilegeHelper({helper});
+
+        const QString file = _scratch.filePath(QStringLiteral("out.txt"));
+        QFile::remove(file);
+        command.replace(QStringLiteral("FILE"), file);
+
+        QCOMPARE(::doAppleScript(command), expected);
+        QFile used(helper + QStringLiteral(".used"));
+        QVERIFY(used.open(QIODevice::ReadOnly));
+        QCOMPARE(used.readAll(), QByteArray("/bin/sh|-c"));
+        if (output.isNull()) {
+            QVERIFY(!QFile::exists(file));
+        } else {
+            QFile result(file);
+            QVERIFY(result.open(QIODevice::ReadOnly));
+            QCOMPARE(result.readAll(), output);
+        }
+    }
+
+    void doAppleScriptWithoutHelper() {
+        zq::utility::setPrivilegeHelper({_scratch.filePath(QStringLiteral("no-such-helper"))});
+        const QString file = _scratch.filePath(QStringLiteral("never.txt"));
+        QVERIFY(!::doAppleScript(QStringLiteral("touch '%1'").arg(file)));
+        QVERIFY(!QFile::exists(file));
+    }
+
+    void doAppleScriptKeepsEventsFlowing() {
+        // The command waits for a line that only a timer of this thread writes:
+        // it can finish only if this thread keeps handling events meanwhile.
+        zq::utility::setPrivilegeHelper({QStringLiteral("/usr/bin/env")});
+        const QString fifo = _scratch.filePath(QStringLiteral("answer.fifo"));
+        QFile::remove(fifo);
+        QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        int writer = -1;
+        QTimer::singleShot(0, this, [&writer, fifo] {
+            writer = ::open(QFile::encodeName(fifo).constData(), O_RDWR | O_NONBLOCK);
+            if (writer >= 0) {
+                [[maybe_unused]] const ssize_t n = ::write(writer, "go\n", 3);
+            }
+        });
+        const bool ok = ::doAppleScript(
+            QStringLiteral("read answer < '%1' && test \"$answer\" = go").arg(fifo));
+        QVERIFY(writer >= 0);
+        ::close(writer);
+        QVERIFY(ok);
+    }
+
+    void runPrivilegedCommand() {
+        zq::utility::setPrivilegeHelper({QStringLiteral("/usr/bin/env")});
+        const QString file = _scratch.filePath(QStringLiteral("async.txt"));
+        QFile::remove(file);
+
+        QObject context;
+        std::optional<bool> result;
+        QThread* doneThread = nullptr;
+        zq::utility::runPrivilegedCommand(QStringLiteral("printf done > '%1'").arg(file), &context,
+                                          [&](bool ok) {
+                                              result = ok;
+                                              doneThread = QThread::currentThread();
+                                          });
+        QVERIFY2(!result.has_value(), "the caller does not wait");
+        QTRY_VERIFY(result.has_value());
+        QVERIFY(*result);
+        QCOMPARE(doneThread, QCoreApplication::instance()->thread());
+
+        std::optional<bool> failed;
+        zq::utility::runPrivilegedCommand(QStringLiteral("exit 1"), &context,
+                                          [&](bool ok) { failed = ok; });
+        QTRY_VERIFY(failed.has_value());
+        QVERIFY(!*failed);
+
+        // A command whose context goes away still runs to its end; only the
+        // completion is dropped.
+        const QString late = _scratch.filePath(QStringLiteral("late.txt"));
+        QFile::remove(late);
+        bool called = false;
+        {
+            QObject shortLived;
+            zq::utility::runPrivilegedCommand(QStringLiteral("printf late > '%1'").arg(late),
+                                              &shortLived, [&called](bool) { called = true; });
+        }
+        QTRY_VERIFY(QFile::exists(late));
+        QVERIFY(!called);
+    }
 
 private:
     // Notifications seen by the second connection since the case began.
     QList<Notification> _seen;
-    bool seen(const QString& name) const;
+    bool seen(const QString& name) const {
+        for (const Notification& n : _seen) {
+            if (n.name == name) {
+                return true;
+            }
+        }
+        return false;
+    }
     // Posts a marker from this process and waits until it arrives; whatever
     // the code under test posted before it has then arrived too.
-    bool drainNotifications();
-    QList<Notification> seenBeforeMarker() const;
+    bool drainNotifications() {
+        _marker = QStringLiteral("kZQTestMarker%1").arg(++_markerCount);
+        SendDistributedNotification(_marker);
+        return QTest::qWaitFor([this] { return seen(_marker); }, 10000);
+    }
+    QList<Notification> seenBeforeMarker() const {
+        QList<Notification> before;
+        for (const Notification& n : _seen) {
+            if (n.name == _marker) {
+                break;
+            }
+            before.append(n);
+        }
+        return before;
+    }
 
     // Run-log entries (content) of `function` since the case began.
-    QStringList logEntries(const QString& function) const;
+    QStringList logEntries(const QString& function) const {
+        static const QRegularExpression kLine(QStringLiteral(
+            "\\A\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} : (\\S+) \\d+ : (.*) "
+            "\\(\\{.*\\}\\)\\z"));
+        const QStringList lines = ZQLogManager::sharedInstance()->logContent();
+        QStringList entries;
+        for (qsizetype i = _logStart; i < lines.size(); ++i) {
+            const QRegularExpressionMatch match = kLine.match(lines.at(i));
+            if (match.hasMatch() && match.captured(1) == function) {
+                entries.append(match.captured(2));
+            }
+        }
+        return entries;
+    }
 
     std::unique_ptr<QTemporaryDir> _installRoot;
     std::unique_ptr<platform::DistributedNotificationCenter> _listener;
@@ -170,828 +943,6 @@ private:
     qsizetype _logStart = 0;
     int _markerCount = 0;
 };
-
-// ---------------------------------------------------------------------------
-// Fixture
-
-void TestSiblingApps::initTestCase() {
-    QVERIFY2(QDBusConnection::sessionBus().isConnected(), "the test runs on a private bus");
-    QVERIFY(_systemRoot.isValid());
-    QVERIFY(_scratch.isValid());
-
-    // The system version is read once per process: make it 10.13.6 before
-    // anything asks, so that the touch-bar rule applies.
-    QVERIFY(platform::Plist::writeFile(
-        _systemRoot.filePath(QStringLiteral("System/Library/CoreServices/SystemVersion.plist")),
-        QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.13.6")},
-                    {QStringLiteral("ProductBuildVersion"), QStringLiteral("17G66")}}));
-    qputenv("VESKO_SYSTEM_ROOT", _systemRoot.path().toUtf8());
-
-    ZQLogManager* log = ZQLogManager::sharedInstance();
-    QVERIFY(log->enableRunLogConfig(ZQLogType::Utility));
-    QVERIFY(log->setLogMaxCount(1000000));
-    QVERIFY(log->canRecordLog(ZQLogType::Utility));
-
-    QDBusConnection listener = QDBusConnection::connectToBus(
-        QDBusConnection::SessionBus, QString::fromLatin1(kListenerConnection));
-    QVERIFY(listener.isConnected());
-    _listener = std::make_unique<platform::DistributedNotificationCenter>(listener);
-    _listener->addObserver(&_listenerContext, QString(),
-                           [this](const QString& name, const QVariantMap& userInfo) {
-                               _seen.append({name, userInfo});
-                           });
-    QVERIFY(zq::test::syncWithBus(listener));
-}
-
-void TestSiblingApps::init() {
-    // A fresh install root per case: a stand-in or a launched script of one
-    // case can never be taken for the target of the next.
-    _installRoot = std::make_unique<QTemporaryDir>();
-    QVERIFY(_installRoot->isValid());
-    qputenv("VESKO_INSTALL_ROOT", _installRoot->path().toUtf8());
-    _seen.clear();
-    _logStart = ZQLogManager::sharedInstance()->logContent().size();
-}
-
-void TestSiblingApps::cleanup() {
-    platform::Workspace::setUrlOpener({});
-    zq::utility::setPrivilegeHelper({});
-    QDBusConnection::disconnectFromBus(QString::fromLatin1(kSkinShopConnection));
-    _installRoot.reset();
-}
-
-void TestSiblingApps::cleanupTestCase() {
-    _listener.reset();
-    QDBusConnection::disconnectFromBus(QString::fromLatin1(kListenerConnection));
-}
-
-bool TestSiblingApps::seen(const QString& name) const {
-    for (const Notification& n : _seen) {
-        if (n.name == name) {
-            return true;
-        }
-    }
-    return false;
-}
-
-bool TestSiblingApps::drainNotifications() {
-    _marker = QStringLiteral("kZQTestMarker%1").arg(++_markerCount);
-    SendDistributedNotification(_marker);
-    return QTest::qWaitFor([this] { return seen(_marker); }, 10000);
-}
-
-QList<Notification> TestSiblingApps::seenBeforeMarker() const {
-    QList<Notification> before;
-    for (const Notification& n : _seen) {
-        if (n.name == _marker) {
-            break;
-        }
-        before.append(n);
-    }
-    return before;
-}
-
-QStringList TestSiblingApps::logEntries(const QString& function) const {
-    static const QRegularExpression kLine(
-        QStringLiteral("\\A\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} : (\\S+) \\d+ : (.*) "
-                       "\\(\\{.*\\}\\)\\z"));
-    const QStringList lines = ZQLogManager::sharedInstance()->logContent();
-    QStringList entries;
-    for (qsizetype i = _logStart; i < lines.size(); ++i) {
-        const QRegularExpressionMatch match = kLine.match(lines.at(i));
-        if (match.hasMatch() && match.captured(1) == function) {
-            entries.append(match.captured(2));
-        }
-    }
-    return entries;
-}
-
-// ---------------------------------------------------------------------------
-// Process table
-
-void TestSiblingApps::indexesOutsideTheTable_data() {
-    QTest::addColumn<qint64>("index");
-    QTest::newRow("0") << qint64(0);
-    QTest::newRow("15") << qint64(15);
-    QTest::newRow("-1") << qint64(-1);
-    QTest::newRow("2^32 + 4") << (qint64(1) << 32) + 4;
-}
-
-void TestSiblingApps::indexesOutsideTheTable() {
-    QFETCH(qint64, index);
-    // Even a process whose command line holds every table text does not
-    // make an index outside the table true.
-    QStringList all;
-    for (qint64 i = 1; i <= 14; ++i) {
-        all.append(zq::utility::processSearchText(i));
-    }
-    MarkerProcess everything(all.join(QLatin1Char(' ')));
-    QVERIFY(everything.isStarted());
-    QVERIFY(isVeskoProcessExist(4));
-    QVERIFY(zq::utility::processTableText(index).isNull());
-    QVERIFY(!isVeskoProcessExist(index));
-}
-
-void TestSiblingApps::searchTexts_data() {
-    QTest::addColumn<qint64>("index");
-    QTest::addColumn<QString>("suffixUnderInstallRoot");  // null: searched as written
-
-    QTest::newRow("1 input method") << qint64(1) << QString();
-    QTest::newRow("2 service") << qint64(2) << QString();
-    QTest::newRow("3 preference") << qint64(3)
-                                  << "/Contents/VeskoPreference.app/Contents/MacOS/VeskoPreference";
-    QTest::newRow("4 assist panel")
-        << qint64(4) << "/Contents/ZQAssistPanel.app/Contents/MacOS/ZQAssistPanel";
-    QTest::newRow("6 touch bar agent") << qint64(6) << QString();
-    QTest::newRow("10 system settings") << qint64(10) << QString();
-    QTest::newRow("11 pasteboard") << qint64(11) << QString();
-    QTest::newRow("13 launcher") << qint64(13) << "/Contents/VeskoLauncher";
-    QTest::newRow("14 text recognition") << qint64(14) << "/Contents/VeskoTextRecognition";
-}
-
-void TestSiblingApps::searchTexts() {
-    QFETCH(qint64, index);
-    QFETCH(QString, suffixUnderInstallRoot);
-    const QString written = zq::utility::processTableText(index);
-    QVERIFY(!written.isEmpty());
-    if (suffixUnderInstallRoot.isNull()) {
-        QCOMPARE(zq::utility::processSearchText(index), written);
-    } else {
-        QVERIFY(written.startsWith(QStringLiteral("/Library/Input Methods/VeskoInput.app/")));
-        QCOMPARE(zq::utility::processSearchText(index),
-                 _installRoot->path() + suffixUnderInstallRoot);
-    }
-}
-
-void TestSiblingApps::processExistsFollowsTheProcessList_data() {
-    QTest::addColumn<qint64>("index");
-    QTest::addColumn<bool>("anchored");  // under this case's install root
-    for (qint64 i = 1; i <= 14; ++i) {
-        const bool anchored = zq::utility::processTableText(i).startsWith(
-            QStringLiteral("/Library/Input Methods/VeskoInput.app/"));
-        QTest::addRow("%lld", i) << i << anchored;
-    }
-}
-
-void TestSiblingApps::processExistsFollowsTheProcessList() {
-    QFETCH(qint64, index);
-    QFETCH(bool, anchored);
-    const QString text = zq::utility::processSearchText(index);
-    if (anchored) {
-        // Texts under this case's install root cannot match any other
-        // process on the machine.
-        QVERIFY(!isVeskoProcessExist(index));
-    }
-    {
-        // The text in the middle of a longer command line still counts.
-        MarkerProcess target(QStringLiteral("prefix") + text + QStringLiteral(" -ZQAbout"));
-        QVERIFY(target.isStarted());
-        QVERIFY(isVeskoProcessExist(index));
-        target.stop();
-    }
-    if (anchored) {
-        QVERIFY(!isVeskoProcessExist(index));
-        // The text as the input method writes it, unresolved, is not it.
-        MarkerProcess unresolved(zq::utility::processTableText(index));
-        QVERIFY(unresolved.isStarted());
-        QVERIFY(!isVeskoProcessExist(index));
-    }
-}
-
-void TestSiblingApps::touchBarServerStandsInForTheAgent_data() {
-    QTest::addColumn<QString>("processes");
-    QTest::addColumn<qint64>("index");
-    QTest::addColumn<bool>("serverCounts");
-    QTest::addColumn<bool>("expected");
-
-    const QString server = QStringLiteral("/usr/libexec/TouchBarServer");
-    const QString agent = QStringLiteral(
-        "/System/Library/CoreServices/ControlStrip.app/Contents/MacOS/TouchBarAgent");
-    QTest::newRow("server, 10.13 or later") << server << qint64(6) << true << true;
-    QTest::newRow("server, before 10.13") << server << qint64(6) << false << false;
-    QTest::newRow("agent, before 10.13") << agent << qint64(6) << false << true;
-    QTest::newRow("agent, 10.13 or later") << agent << qint64(6) << true << true;
-    QTest::newRow("neither") << QStringLiteral("/sbin/init\n/usr/bin/Xorg") << qint64(6) << true
-                             << false;
-    QTest::newRow("server is no stand-in for other entries")
-        << server << qint64(12) << true << false;
-    QTest::newRow("substring across lines does not count")
-        << QStringLiteral("/usr/libexec/TouchBar\nServer") << qint64(6) << true << false;
-}
-
-void TestSiblingApps::touchBarServerStandsInForTheAgent() {
-    QFETCH(QString, processes);
-    QFETCH(qint64, index);
-    QFETCH(bool, serverCounts);
-    QFETCH(bool, expected);
-    QCOMPARE(zq::utility::processListShows(processes, index, serverCounts), expected);
-}
-
-void TestSiblingApps::touchBarServerOnThisSystem() {
-    // This process reads its system version as 10.13.6 (initTestCase).
-    QVERIFY(!isVeskoProcessExist(6));
-    MarkerProcess server(QStringLiteral("/usr/libexec/TouchBarServer"));
-    QVERIFY(server.isStarted());
-    QVERIFY(isVeskoProcessExist(6));
-}
-
-// ---------------------------------------------------------------------------
-// Openers
-
-void TestSiblingApps::opener_data() {
-    QTest::addColumn<Invoke>("invoke");
-    QTest::addColumn<bool>("running");
-    QTest::addColumn<qint64>("processIndex");
-    QTest::addColumn<QString>("notification");
-    QTest::addColumn<QVariantMap>("payload");
-    QTest::addColumn<QString>("bundle");
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("function");
-    QTest::addColumn<QStringList>("logRunning");
-    QTest::addColumn<QStringList>("logLaunched");
-
-    const QString load = QStringLiteral("kVeskoNotifyLoadXibInZQAssistPanel");
-    const QString page = QStringLiteral("kVeskoPreferencesXibName");
-    const QString panel = designBundle(zq::utility::kAssistPanelBundle);
-    const QStringList beg{QStringLiteral("beg")};
-    const QStringList begLaunched{QStringLiteral("beg"), QStringLiteral("launch success")};
-    const QStringList launched{QStringLiteral("launch success")};
-
-    const auto add = [](const char* name, const Invoke& invoke, qint64 index,
-                        const QString& notification, const QVariantMap& payload,
-                        const QString& bundle, const QStringList& arguments, const char* function,
-                        const QStringList& logRunning, const QStringList& logLaunched) {
-        for (const bool running : {true, false}) {
-            QTest::addRow("%s, %s", name, running ? "running" : "not running")
-                << invoke << running << index << notification << payload << bundle << arguments
-                << QString::fromLatin1(function) << logRunning << logLaunched;
-        }
-    };
-
-    const char* pages[] = {"ZQAbout", "ZQDebugMode", "ZQContactAuthorize",
-                           "ZQFeedbackWindowController"};
-    for (qint64 i = 0; i < 4; ++i) {
-        const QString name = QString::fromLatin1(pages[i]);
-        add(
-            pages[i], [i] { CallZQAssistantPanelPage(i); }, 4, load, {{page, name}}, panel,
-            {u'-' + name}, "CallZQAssistantPanelPage", beg, begLaunched);
-    }
-    add(
-        "accessibility", [] { CallAccessibilityAuthorizeToVeskoPreference(2, 1); }, 4, load,
-        {{page, QStringLiteral("ZQAccesAuthorize")},
-         {QStringLiteral("AccesAction"), QStringLiteral("2")},
-         {QStringLiteral("AccesType"), QStringLiteral("1")}},
-        panel, {"-ZQAccesAuthorize", "-2", "-1"}, "CallAccessibilityAuthorizeToVeskoPreference",
-        beg, begLaunched);
-    add(
-        "accessibility, negative action",
-        [] { CallAccessibilityAuthorizeToVeskoPreference(-1, 0); }, 4, load,
-        {{page, QStringLiteral("ZQAccesAuthorize")},
-         {QStringLiteral("AccesAction"), QStringLiteral("-1")},
-         {QStringLiteral("AccesType"), QStringLiteral("0")}},
-        panel, {"-ZQAccesAuthorize", "--1", "-0"}, "CallAccessibilityAuthorizeToVeskoPreference",
-        beg, begLaunched);
-    add(
-        "update detail",
-        [] {
-            CallUpdateDetailToVeskoPreference(QStringLiteral("/tmp/Vesko 6.10.pkg"),
-                                              QStringLiteral("UpdateByPkg"),
-                                              QStringLiteral("6.10.0"));
-        },
-        4, load,
-        {{page, QStringLiteral("ZQUpdateDetail")},
-         {QStringLiteral("UpdatePkgPath"), QStringLiteral("/tmp/Vesko 6.10.pkg")},
-         {QStringLiteral("UpdateMode"), QStringLiteral("UpdateByPkg")},
-         {QStringLiteral("UpdateVersion"), QStringLiteral("6.10.0")}},
-        panel, {"-ZQUpdateDetail", "-/tmp/Vesko 6.10.pkg", "-UpdateByPkg", "-6.10.0"},
-        "CallUpdateDetailToVeskoPreference", beg, begLaunched);
-    add(
-        "update detail without a package",
-        [] {
-            CallUpdateDetailToVeskoPreference(QString(), QStringLiteral("Silent"),
-                                              QStringLiteral("6.10.0"));
-        },
-        4, load,
-        {{page, QStringLiteral("ZQUpdateDetail")},
-         {QStringLiteral("UpdatePkgPath"), QStringLiteral("")},
-         {QStringLiteral("UpdateMode"), QStringLiteral("Silent")},
-         {QStringLiteral("UpdateVersion"), QStringLiteral("6.10.0")}},
-        panel, {"-ZQUpdateDetail", "-", "-Silent", "-6.10.0"}, "CallUpdateDetailToVeskoPreference",
-        beg, begLaunched);
-    add(
-        "authorisation", [] { CallAuthPanel(5, 13); }, 4, load,
-        {{page, QStringLiteral("ZQAuthorize")},
-         {QStringLiteral("ZQAuthorizeType"), QStringLiteral("5")},
-         {QStringLiteral("ZQAuthorizeSourceType"), QStringLiteral("13")}},
-        panel, {"-ZQAuthorize", "-5", "-13"}, "CallAuthPanel", beg, begLaunched);
-
-    const QString preference = designBundle(zq::utility::kPreferenceBundle);
-    const QString changeView = QStringLiteral("kVeskoNotifyChangeViewInVeskoPreference");
-    add(
-        "preferences with a tab",
-        [] {
-            CallPreferenceToVeskoPreference(
-                {{QStringLiteral("keyPreferenceTab"), QStringLiteral("2")},
-                 {QStringLiteral("keyShowSpeechStatusItemAlert"), QStringLiteral("1")}});
-        },
-        3, changeView,
-        {{page, QStringLiteral("ZQPreferences")},
-         {QStringLiteral("keyPreferenceTab"), QStringLiteral("2")},
-         {QStringLiteral("keyShowSpeechStatusItemAlert"), QStringLiteral("1")}},
-        preference, {"-ZQPreferences", "-2", "-1", "-0", "-0"}, "CallPreferenceToVeskoPreference",
-        beg, begLaunched);
-    add(
-        "preferences without a tab",
-        [] {
-            CallPreferenceToVeskoPreference(
-                {{QStringLiteral("keyShowSpeechStatusItemAlert"), QStringLiteral("1")}});
-        },
-        3, changeView,
-        {{page, QStringLiteral("ZQPreferences")},
-         {QStringLiteral("keyShowSpeechStatusItemAlert"), QStringLiteral("1")}},
-        preference, {"-ZQPreferences"}, "CallPreferenceToVeskoPreference", beg, begLaunched);
-    add(
-        "preferences, numbers and a page of the caller's",
-        [] {
-            CallPreferenceToVeskoPreference(
-                {{QStringLiteral("keyPreferenceTab"), qint64(3)},
-                 {QStringLiteral("keyShowPicCustumItemAlert"), true},
-                 {QStringLiteral("kVeskoPreferencesXibName"), QStringLiteral("ZQSkin")}});
-        },
-        3, changeView,
-        {{page, QStringLiteral("ZQSkin")},
-         {QStringLiteral("keyPreferenceTab"), qint64(3)},
-         {QStringLiteral("keyShowPicCustumItemAlert"), true}},
-        preference, {"-ZQPreferences", "-3", "-0", "-0", "-1"}, "CallPreferenceToVeskoPreference",
-        beg, begLaunched);
-
-    const QString statPanel = designBundle(zq::utility::kInputStatPanelBundle);
-    const QString statView = QStringLiteral("kVeskoNotifyChangeViewInInputStat");
-    add(
-        "input statistics",
-        [] {
-            CallInputStatPanel({{QStringLiteral("keyInputStatTab"), QStringLiteral("2")},
-                                {QStringLiteral("from"), QStringLiteral("menu")}});
-        },
-        8, statView,
-        {{QStringLiteral("keyInputStatTab"), QStringLiteral("2")},
-         {QStringLiteral("from"), QStringLiteral("menu")}},
-        statPanel, {"2"}, "CallInputStatPanel", {}, launched);
-    add(
-        "input statistics without a tab", [] { CallInputStatPanel({}); }, 8, statView, {},
-        statPanel, {}, "CallInputStatPanel", {}, launched);
-
-    add(
-        "screenshot", [] { CallScreenshotApp(QStringLiteral("kVeskoNotifyScreenShotOCR")); }, 14,
-        QStringLiteral("kVeskoNotifyScreenShotOCR"), {},
-        designBundle(zq::utility::kTextRecognitionBundle), {"-kVeskoNotifyScreenShotOCR"},
-        "CallScreenshotApp", {}, launched);
-}
-
-void TestSiblingApps::opener() {
-    QFETCH(Invoke, invoke);
-    QFETCH(bool, running);
-    QFETCH(qint64, processIndex);
-    QFETCH(QString, notification);
-    QFETCH(QVariantMap, payload);
-    QFETCH(QString, bundle);
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, function);
-    QFETCH(QStringList, logRunning);
-    QFETCH(QStringList, logLaunched);
-
-    // Both branches have their application installed: only the running
-    // check decides.
-    const QString local = zq::utility::expandProductPath(bundle);
-    QVERIFY(zq::test::makeRecordingBundle(local));
-    std::unique_ptr<MarkerProcess> target;
-    if (running) {
-        target = std::make_unique<MarkerProcess>(zq::utility::processSearchText(processIndex));
-        QVERIFY(target->isStarted());
-    }
-    QCOMPARE(isVeskoProcessExist(processIndex), running);
-
-    invoke();
-
-    if (running) {
-        QVERIFY(drainNotifications());
-        const QList<Notification> got = seenBeforeMarker();
-        QCOMPARE(got.size(), 1);
-        QCOMPARE(got.constFirst().name, notification);
-        QVERIFY2(sameTyped(got.constFirst().userInfo, payload),
-                 qPrintable(describeMap(got.constFirst().userInfo)));
-        QCOMPARE(logEntries(function), logRunning);
-        QVERIFY2(!QFile::exists(zq::test::recordedArgumentsFile(local)), "nothing was launched");
-    } else {
-        QTRY_VERIFY(zq::test::recordedArguments(local).has_value());
-        QCOMPARE(*zq::test::recordedArguments(local), arguments);
-        QCOMPARE(logEntries(function), logLaunched);
-        QVERIFY(drainNotifications());
-        QVERIFY2(seenBeforeMarker().isEmpty(), "nothing was posted");
-        // The launched script is a process of the table while it runs.
-        QTRY_VERIFY(!isVeskoProcessExist(processIndex));
-    }
-}
-
-void TestSiblingApps::pageIndexOutsideTheTableDoesNothing_data() {
-    QTest::addColumn<qint64>("index");
-    QTest::addColumn<bool>("running");
-    for (const qint64 index : {qint64(-1), qint64(4)}) {
-        for (const bool running : {true, false}) {
-            QTest::addRow("%lld, %s", index, running ? "running" : "not running")
-                << index << running;
-        }
-    }
-}
-
-void TestSiblingApps::pageIndexOutsideTheTableDoesNothing() {
-    QFETCH(qint64, index);
-    QFETCH(bool, running);
-    const QString local = localBundle(zq::utility::kAssistPanelBundle);
-    QVERIFY(zq::test::makeRecordingBundle(local));
-    std::unique_ptr<MarkerProcess> target;
-    if (running) {
-        target = std::make_unique<MarkerProcess>(zq::utility::processSearchText(4));
-        QVERIFY(target->isStarted());
-    }
-    CallZQAssistantPanelPage(index);
-    QVERIFY(drainNotifications());
-    QVERIFY(seenBeforeMarker().isEmpty());
-    // "beg" is the opener's first step; no launch was tried.
-    QCOMPARE(logEntries(QStringLiteral("CallZQAssistantPanelPage")), QStringList{"beg"});
-    QVERIFY(!QFile::exists(zq::test::recordedArgumentsFile(local)));
-}
-
-void TestSiblingApps::launchFailureIsOnlyLogged() {
-    // Nothing is installed under this case's install root.
-    QVERIFY(!isVeskoProcessExist(4));
-    CallZQAssistantPanelPage(0);
-    CallInputStatPanel({{QStringLiteral("keyInputStatTab"), QStringLiteral("1")}});
-    QCOMPARE(logEntries(QStringLiteral("CallZQAssistantPanelPage")),
-             (QStringList{"beg", "launch failed"}));
-    QCOMPARE(logEntries(QStringLiteral("CallInputStatPanel")), QStringList{"launch failed"});
-    QVERIFY(drainNotifications());
-    QVERIFY(seenBeforeMarker().isEmpty());
-}
-
-void TestSiblingApps::pluginCopyIsPreferred() {
-    const QString installed = localBundle(zq::utility::kAssistPanelBundle);
-    const QString plugin = zq::utility::pluginFolder() + QStringLiteral("/ZQAssistPanel.app");
-    QVERIFY(zq::test::makeRecordingBundle(installed));
-    QVERIFY(zq::test::makeRecordingBundle(plugin));
-    CallZQAssistantPanelPage(1);
-    QTRY_VERIFY(zq::test::recordedArguments(plugin).has_value());
-    QCOMPARE(*zq::test::recordedArguments(plugin), QStringList{"-ZQDebugMode"});
-    QVERIFY(!QFile::exists(zq::test::recordedArgumentsFile(installed)));
-    QVERIFY(QDir(zq::utility::pluginFolder()).removeRecursively());
-}
-
-// ---------------------------------------------------------------------------
-// Skin shop and screen recording
-
-void TestSiblingApps::skinShopRunning_data() {
-    QTest::addColumn<qint64>("launchFrom");
-    QTest::addColumn<QString>("url");
-    QTest::addColumn<QString>("expectedUrl");
-    QTest::newRow("address") << qint64(4) << "https://skin.vesko.example/shop?id=7"
-                             << "https://skin.vesko.example/shop?id=7";
-    QTest::newRow("empty address") << qint64(0) << ""
-                                   << "";
-    QTest::newRow("no address") << qint64(-2) << QString() << "";
-}
-
-void TestSiblingApps::skinShopRunning() {
-    QFETCH(qint64, launchFrom);
-    QFETCH(QString, url);
-    QFETCH(QString, expectedUrl);
-
-    QDBusConnection shop = QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                                         QString::fromLatin1(kSkinShopConnection));
-    FakeApplication application;
-    QVERIFY(shop.registerObject(QStringLiteral("/com/vesko/ZQSkinManager"), &application,
-                                QDBusConnection::ExportAllSlots));
-    QVERIFY(shop.registerService(VeskoSkinShopBundleIdentifier()));
-
-    const QString local = localBundle(zq::utility::kSkinManagerBundle);
-    QVERIFY(zq::test::makeRecordingBundle(local));
-    CallSkinShopApp(launchFrom, url);
-
-    QVERIFY(drainNotifications());
-    const QList<Notification> got = seenBeforeMarker();
-    QCOMPARE(got.size(), 1);
-    QCOMPARE(got.constFirst().name, QStringLiteral("kVeskoNotifyLaunchSkinShop"));
-    QVERIFY2(sameTyped(got.constFirst().userInfo,
-                       QVariantMap{{QStringLiteral("launchFrom"), QString::number(launchFrom)},
-                                   {QStringLiteral("urlString"), expectedUrl}}),
-             qPrintable(describeMap(got.constFirst().userInfo)));
-    QTRY_COMPARE(application.activations, 1);
-    QVERIFY(logEntries(QStringLiteral("CallSkinShopApp")).isEmpty());
-    QVERIFY(!QFile::exists(zq::test::recordedArgumentsFile(local)));
-}
-
-void TestSiblingApps::skinShopNotRunning_data() {
-    QTest::addColumn<qint64>("launchFrom");
-    QTest::addColumn<QString>("url");
-    QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("address") << qint64(4) << "https://skin.vesko.example/s"
-                             << QStringList{"-4", "-https://skin.vesko.example/s"};
-    QTest::newRow("empty address") << qint64(0) << "" << QStringList{"-0", "-"};
-}
-
-void TestSiblingApps::skinShopNotRunning() {
-    QFETCH(qint64, launchFrom);
-    QFETCH(QString, url);
-    QFETCH(QStringList, arguments);
-    const QString local = localBundle(zq::utility::kSkinManagerBundle);
-    QVERIFY(zq::test::makeRecordingBundle(local));
-    CallSkinShopApp(launchFrom, url);
-    QTRY_VERIFY(zq::test::recordedArguments(local).has_value());
-    QCOMPARE(*zq::test::recordedArguments(local), arguments);
-    QCOMPARE(logEntries(QStringLiteral("CallSkinShopApp")), QStringList{"launch success"});
-    QVERIFY(drainNotifications());
-    QVERIFY(seenBeforeMarker().isEmpty());
-}
-
-void TestSiblingApps::screenRecordAuth_data() {
-    QTest::addColumn<bool>("settingsRunning");
-    QTest::addColumn<QList<QUrl>>("expected");
-
-    // Through the settings-page table: the desktop's addresses, never the
-    // input method's own (no desktop has a handler for those).
-    const QUrl localPane(QStringLiteral("settings://security"));
-    const QUrl localPrivacy(QStringLiteral("settings://privacy/screen-recording"));
-    QTest::newRow("settings not running") << false << QList<QUrl>{localPrivacy};
-    QTest::newRow("settings running") << true << QList<QUrl>{localPane, localPrivacy};
-}
-
-void TestSiblingApps::screenRecordAuth() {
-    QFETCH(bool, settingsRunning);
-    QFETCH(QList<QUrl>, expected);
-
-    QList<QUrl> opened;
-    platform::Workspace::setUrlOpener([&opened](const QUrl& url) {
-        opened.append(url);
-        return true;
-    });
-    const QString ini = _scratch.filePath(QStringLiteral("panes.ini"));
-    QFile file(ini);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(
-        "[SettingsPanes]\n"
-        "Security.prefPane=settings://security\n"
-        "Privacy_ScreenCapture=settings://privacy/screen-recording\n");
-    file.close();
-    qputenv("VESKO_CONFIG", ini.toUtf8());
-    platform::Configuration::reload();
-    const auto restore = qScopeGuard([] {
-        qunsetenv("VESKO_CONFIG");
-        platform::Configuration::reload();
-    });
-
-    std::unique_ptr<MarkerProcess> settings;
-    if (settingsRunning) {
-        settings = std::make_unique<MarkerProcess>(zq::utility::processSearchText(10));
-        QVERIFY(settings->isStarted());
-    }
-    CallSystemScreenRecordAuth();
-    QVERIFY2(opened.isEmpty(), "addresses open on a later turn of the event loop");
-    QTRY_COMPARE(opened.size(), expected.size());
-    QCOMPARE(opened, expected);
-    QVERIFY(logEntries(QStringLiteral("CallSystemScreenRecordAuth")).isEmpty());
-}
-
-// ---------------------------------------------------------------------------
-// Notification helpers
-
-void TestSiblingApps::notificationHelpers() {
-    SendDistributedNotification(QStringLiteral("kZQTestNone"));
-    SendDistributedNotification(QStringLiteral("kZQTestNull"), std::nullopt);
-    SendDistributedNotification(QStringLiteral("kZQTestPayload"),
-                                QVariantMap{{QStringLiteral("log"), QStringLiteral("行")}});
-    QVERIFY(drainNotifications());
-    const QList<Notification> got = seenBeforeMarker();
-    QCOMPARE(got.size(), 3);
-    QCOMPARE(got.at(0).name, QStringLiteral("kZQTestNone"));
-    QVERIFY(got.at(0).userInfo.isEmpty());
-    QVERIFY(got.at(1).userInfo.isEmpty());
-    QCOMPARE(got.at(2).userInfo, (QVariantMap{{QStringLiteral("log"), QStringLiteral("行")}}));
-
-    // The in-process centre: delivered to this process's observers only.
-    _seen.clear();
-    QObject context;
-    QList<Notification> local;
-    platform::NotificationCenter::defaultCenter()->addObserver(
-        &context, QStringLiteral("kZQTestLocal"),
-        [&local](const QString& name, const QVariantMap& userInfo) {
-            local.append({name, userInfo});
-        });
-    SendNotification(QStringLiteral("kZQTestLocal"), QVariantMap{{QStringLiteral("k"), 1}});
-    SendNotification(QStringLiteral("kZQTestLocal"));
-    QCOMPARE(local.size(), 2);
-    QCOMPARE(local.at(0).userInfo.value(QStringLiteral("k")), QVariant(1));
-    QVERIFY(local.at(1).userInfo.isEmpty());
-    QVERIFY(drainNotifications());
-    QVERIFY2(seenBeforeMarker().isEmpty(), "in-process notifications stay in the process");
-}
-
-void TestSiblingApps::notificationFromAnotherThread() {
-    QThread* worker = QThread::create([] {
-        SendDistributedNotification(QStringLiteral("kZQTestFromWorker"),
-                                    QVariantMap{{QStringLiteral("n"), qint64(1)}});
-    });
-    worker->start();
-    QVERIFY(worker->wait(10000));
-    delete worker;
-    QTRY_VERIFY(seen(QStringLiteral("kZQTestFromWorker")));
-}
-
-void TestSiblingApps::uploadUserSettings() {
-    sendNotificationUploadUserSettings();
-    QVERIFY(drainNotifications());
-    const QList<Notification> got = seenBeforeMarker();
-    QCOMPARE(got.size(), 1);
-    QCOMPARE(got.constFirst().name, QStringLiteral("kVeskoNotifySyncConfigClosePreference"));
-    QVERIFY(sameTyped(got.constFirst().userInfo,
-                      QVariantMap{{QStringLiteral("sync_setting"), true},
-                                  {QStringLiteral("sync_phrase"), false},
-                                  {QStringLiteral("sync_expression"), false}}));
-}
-
-// ---------------------------------------------------------------------------
-// Addresses
-
-void TestSiblingApps::urlAddress_data() {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<bool>("expected");
-    QTest::newRow("http") << "http://vesko.com" << true;
-    QTest::newRow("upper-case scheme") << "HTTP://VESKO.COM" << true;
-    QTest::newRow("nothing after the slashes") << "ftp://" << true;
-    QTest::newRow("underscore lies in A-z") << "h_tp://x" << true;
-    QTest::newRow("caret lies in A-z") << "h^tp://x" << true;
-    QTest::newRow("bare host") << "www.vesko.com" << false;
-    QTest::newRow("no scheme") << "://vesko.com" << false;
-    QTest::newRow("digit in the scheme") << "h2p://x" << false;
-    QTest::newRow("one slash") << "http:/vesko.com" << false;
-    QTest::newRow("leading space") << " http://vesko.com" << false;
-    QTest::newRow("line break after the slashes") << "http://vesko\n.com" << false;
-    QTest::newRow("empty") << "" << false;
-}
-
-void TestSiblingApps::urlAddress() {
-    QFETCH(QString, text);
-    QFETCH(bool, expected);
-    QCOMPARE(isUrlAddress(text), expected);
-}
-
-void TestSiblingApps::openUrlWithUrlString_data() {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QByteArray>("expected");
-    QTest::newRow("bare host gets http") << "www.vesko.com" << QByteArray("http://www.vesko.com");
-    QTest::newRow("scheme kept") << "https://vesko.com/a" << QByteArray("https://vesko.com/a");
-    QTest::newRow("space") << "https://vesko.com/a b" << QByteArray("https://vesko.com/a%20b");
-    QTest::newRow("Chinese") << "https://vesko.com/s?q=中文"
-                             << QByteArray("https://vesko.com/s?q=%E4%B8%AD%E6%96%87");
-    QTest::newRow("percent sign encoded again")
-        << "https://vesko.com/a%20b" << QByteArray("https://vesko.com/a%2520b");
-    QTest::newRow("hash is not in the query set")
-        << "https://vesko.com/p#top" << QByteArray("https://vesko.com/p%23top");
-    QTest::newRow("query set kept")
-        << "https://u@vesko.com:8080/~me/a-b_c.d?x=1;y=(2)*3+4,$5!'6'"
-        << QByteArray("https://u@vesko.com:8080/~me/a-b_c.d?x=1;y=(2)*3+4,$5!'6'");
-}
-
-void TestSiblingApps::openUrlWithUrlString() {
-    QFETCH(QString, text);
-    QFETCH(QByteArray, expected);
-    QList<QUrl> opened;
-    platform::Workspace::setUrlOpener([&opened](const QUrl& url) {
-        opened.append(url);
-        return true;
-    });
-    OpenUrlWithUrlString(text);
-    QVERIFY2(opened.isEmpty(), "the address opens on a later turn of the event loop");
-    QTRY_COMPARE(opened.size(), 1);
-    QVERIFY2(opened.constFirst().isValid(), qPrintable(opened.constFirst().errorString()));
-    QCOMPARE(opened.constFirst().toEncoded(), expected);
-}
-
-// ---------------------------------------------------------------------------
-// Administrator rights
-
-void TestSiblingApps::doAppleScript_data() {
-    QTest::addColumn<QString>("command");  // FILE stands for an output file
-    QTest::addColumn<bool>("expected");
-    QTest::addColumn<QByteArray>("output");  // null: no file
-
-    QTest::newRow("success") << "printf ok > FILE" << true << QByteArray("ok");
-    QTest::newRow("quotes reach the shell unescaped")
-        << "echo \"a  b\" 'c' > FILE" << true << QByteArray("a  b c\n");
-    QTest::newRow("exit status 3") << "exit 3" << false << QByteArray();
-    QTest::newRow("failure after output")
-        << "printf partial > FILE; false" << false << QByteArray("partial");
-    QTest::newRow("killed by a signal") << "kill -KILL $$" << false << QByteArray();
-    QTest::newRow("empty command") << "" << true << QByteArray();
-}
-
-void TestSiblingApps::doAppleScript() {
-    QFETCH(QString, command);
-    QFETCH(bool, expected);
-    QFETCH(QByteArray, output);
-
-    // The helper records that it was used, then runs its arguments as pkexec would.
-    const QString helper = _scratch.filePath(QStringLiteral("grant"));
-    {
-        QFile script(helper);
-        QVERIFY(script.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        script.write("#!/bin/sh\nprintf '%s|%s' \"$1\" \"$2\" > \"$0.used\"\nexec \"$@\"\n");
-        script.close();
-        QVERIFY(script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-    }
-    QFile::remove(helper + QStringLiteral(".used"));
-    zq::utility::setPrivilegeHelper({helper});
-
-    const QString file = _scratch.filePath(QStringLiteral("out.txt"));
-    QFile::remove(file);
-    command.replace(QStringLiteral("FILE"), file);
-
-    QCOMPARE(::doAppleScript(command), expected);
-    QFile used(helper + QStringLiteral(".used"));
-    QVERIFY(used.open(QIODevice::ReadOnly));
-    QCOMPARE(used.readAll(), QByteArray("/bin/sh|-c"));
-    if (output.isNull()) {
-        QVERIFY(!QFile::exists(file));
-    } else {
-        QFile result(file);
-        QVERIFY(result.open(QIODevice::ReadOnly));
-        QCOMPARE(result.readAll(), output);
-    }
-}
-
-void TestSiblingApps::doAppleScriptWithoutHelper() {
-    zq::utility::setPrivilegeHelper({_scratch.filePath(QStringLiteral("no-such-helper"))});
-    const QString file = _scratch.filePath(QStringLiteral("never.txt"));
-    QVERIFY(!::doAppleScript(QStringLiteral("touch '%1'").arg(file)));
-    QVERIFY(!QFile::exists(file));
-}
-
-void TestSiblingApps::doAppleScriptKeepsEventsFlowing() {
-    // The command waits for a line that only a timer of this thread writes:
-    // it can finish only if this thread keeps handling events meanwhile.
-    zq::utility::setPrivilegeHelper({QStringLiteral("/usr/bin/env")});
-    const QString fifo = _scratch.filePath(QStringLiteral("answer.fifo"));
-    QFile::remove(fifo);
-    QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
-    int writer = -1;
-    QTimer::singleShot(0, this, [&writer, fifo] {
-        writer = ::open(QFile::encodeName(fifo).constData(), O_RDWR | O_NONBLOCK);
-        if (writer >= 0) {
-            [[maybe_unused]] const ssize_t n = ::write(writer, "go\n", 3);
-        }
-    });
-    const bool ok =
-        ::doAppleScript(QStringLiteral("read answer < '%1' && test \"$answer\" = go").arg(fifo));
-    QVERIFY(writer >= 0);
-    ::close(writer);
-    QVERIFY(ok);
-}
-
-void TestSiblingApps::runPrivilegedCommand() {
-    zq::utility::setPrivilegeHelper({QStringLiteral("/usr/bin/env")});
-    const QString file = _scratch.filePath(QStringLiteral("async.txt"));
-    QFile::remove(file);
-
-    QObject context;
-    std::optional<bool> result;
-    QThread* doneThread = nullptr;
-    zq::utility::runPrivilegedCommand(QStringLiteral("printf done > '%1'").arg(file), &context,
-                                      [&](bool ok) {
-                                          result = ok;
-                                          doneThread = QThread::currentThread();
-                                      });
-    QVERIFY2(!result.has_value(), "the caller does not wait");
-    QTRY_VERIFY(result.has_value());
-    QVERIFY(*result);
-    QCOMPARE(doneThread, QCoreApplication::instance()->thread());
-
-    std::optional<bool> failed;
-    zq::utility::runPrivilegedCommand(QStringLiteral("exit 1"), &context,
-                                      [&](bool ok) { failed = ok; });
-    QTRY_VERIFY(failed.has_value());
-    QVERIFY(!*failed);
-
-    // A command whose context goes away still runs to its end; only the
-    // completion is dropped.
-    const QString late = _scratch.filePath(QStringLiteral("late.txt"));
-    QFile::remove(late);
-    bool called = false;
-    {
-        QObject shortLived;
-        zq::utility::runPrivilegedCommand(QStringLiteral("printf late > '%1'").arg(late),
-                                          &shortLived, [&called](bool) { called = true; });
-    }
-    QTRY_VERIFY(QFile::exists(late));
-    QVERIFY(!called);
-}
 
 QTEST_GUILESS_MAIN(TestSiblingApps)
 #include "tst_siblingapps.moc"
