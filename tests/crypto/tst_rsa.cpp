@@ -18,6 +18,7 @@
 #include <QTest>
 
 #include <ctime>
+#include <utility>
 
 using namespace zq::crypto;
 
@@ -60,544 +61,478 @@ class TestRsa : public QObject {
     Q_OBJECT
 
 private slots:
-    void init();
+    void init() {
+        // Every test starts with the compiled-in key as the class's key.
+        DataEncryptor::setPublicKey(DataEncryptor::getRsaPublicKey());
+    }
 
-    void compiledInKeyIsTheDevelopmentKey();
-    void blobCarriesTheSameKey();
-    void rsaKeyValueIsPkcs1OfTheBlob();
-    void rsaEncryptLengths_data();
-    void rsaEncryptLengths();
-    void keyImportRejectsGarbage_data();
-    void keyImportRejectsGarbage();
+    void compiledInKeyIsTheDevelopmentKey() {
+        const RsaKeyPtr key = DataEncryptor::getRsaPublicKey();
+        QVERIFY(key);
+        QCOMPARE(key->bits(), 1024);
+        QCOMPARE(key->blockSize(), 128);
+        QCOMPARE(key->keyClass(), KeyClass::Public);
+        QCOMPARE(DataEncryptor::getRsaPublicKey(), key);  // cached
+        QCOMPARE(
+            QByteArray(reinterpret_cast<const char*>(kServicePublicKeyDer), 162),
+            readAll(cryptotest::sourcePath(QStringLiteral("tools/devkeys/dev_rsa_public.der"))));
+        QCOMPARE(key->subjectPublicKeyInfoDer().size(), 162);
+    }
 
-    void encryptorNeedsKeyAndIv_data();
-    void encryptorNeedsKeyAndIv();
-    void encryptorEncrypts_data();
-    void encryptorEncrypts();
-    void encryptorWithoutPublicKey();
-    void randomizeWithinOneSecond();
-    void randomizeIgnoresNullBuffers();
+    void blobCarriesTheSameKey() {
+        const QByteArray blob(reinterpret_cast<const char*>(VESKO_RSA_PUBLIC_KEY), 148);
+        QCOMPARE(blob.left(16).toHex(),
+                 QByteArray("0602000000a40000525341310004000001000100").left(32));
+        QCOMPARE(blob.mid(16, 4).toHex(), QByteArray("01000100"));  // 65537, little-endian
+        // The modulus, least significant byte first, is the key's.
+        const QVariant decoded = berDecode(DataEncryptor::getRsaPublicKey()->pkcs1PublicKeyDer());
+        const QByteArray modulus = decoded.toList().at(0).toByteArray();
+        QCOMPARE(modulus.size(), 129);
+        QCOMPARE(modulus.at(0), '\0');
+        QCOMPARE(zq::crypto::reversedData(blob.mid(20, 128)), modulus.mid(1));
+    }
 
-    void certificateKeySource();
-    void keyStoreServiceKey();
-    void keyStoreFilesArePrivate();
-    void keyStorePersistentRefs();
+    void rsaKeyValueIsPkcs1OfTheBlob() {
+        const QByteArray value = DataEncryptor::getRSAKeyValue();
+        // SEQUENCE { INTEGER 00 + modulus (129 bytes), INTEGER the 4 exponent bytes }.
+        QVERIFY(value.startsWith(QByteArray::fromHex("30818a02818100")));
+        QVERIFY(value.endsWith(QByteArray::fromHex("020400010001")));
+        const QVariantList fields = berDecode(value).toList();
+        QCOMPARE(fields.size(), 2);
+        QCOMPARE(fields[0].toByteArray(),
+                 berDecode(DataEncryptor::getRsaPublicKey()->pkcs1PublicKeyDer())
+                     .toList()[0]
+                     .toByteArray());
+        const RsaKeyPtr imported = DataEncryptor::keyWithBytes(value, KeyClass::Public);
+        QVERIFY(imported);
+        QCOMPARE(imported->subjectPublicKeyInfoDer(),
+                 DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer());
+        // And the openssl command line reads it as an RSA public key.
+        const QString path = _dir.filePath(QStringLiteral("value.der"));
+        QVERIFY(writeAll(path, value));
+        const auto parsed = cryptotest::run(
+            cryptotest::openssl(),
+            {QStringLiteral("rsa"), QStringLiteral("-RSAPublicKey_in"), QStringLiteral("-inform"),
+             QStringLiteral("DER"), QStringLiteral("-in"), path, QStringLiteral("-noout"),
+             QStringLiteral("-text")});
+        QCOMPARE(parsed.exitCode, 0);
+        QVERIFY(parsed.out.contains("Public-Key: (1024 bit)"));
+        QVERIFY(parsed.out.contains("Exponent: 65537"));
+    }
 
-    void wrapperKeyPair();
-    void wrapperRejectsKeySize();
-    void wrapperWrapUnwrap();
-    void wrapperSignature();
-    void wrapperSymmetricKey();
-    void wrapperPeerKeys();
-    void wrapperCipherAgainstOpenssl_data();
-    void wrapperCipherAgainstOpenssl();
-    void wrapperCipherMessages_data();
-    void wrapperCipherMessages();
+    void rsaEncryptLengths() {
+        // Up to 116 bytes fit one 1024-bit PKCS#1 v1.5 block; openssl decrypts them.
+        for (const int length : {0, 32, 116, 117}) {
+            const QByteArray plain = bytes(length, 'A');
+            const QByteArray cipher =
+                rsaEncryptWithPublicKey(plain, DataEncryptor::getRsaPublicKey());
+            QCOMPARE(cipher.isNull(), length > 116);
+            if (length <= 116) {
+                QCOMPARE(cipher.size(), 128);
+                QCOMPARE(opensslDecrypt(cipher, cryptotest::devPrivateKeyPath()), plain);
+            }
+            QVERIFY(rsaEncryptWithPublicKey(plain, nullptr).isNull());
+        }
+    }
+
+    void keyImportRejectsGarbage_data() {
+        QTest::addColumn<QByteArray>("der");
+        QTest::addColumn<int>("keyClass");
+        const QByteArray good =
+            readAll(cryptotest::sourcePath(QStringLiteral("tools/devkeys/dev_rsa_public.der")));
+        QTest::newRow("empty") << QByteArray() << int(KeyClass::Public);
+        QTest::newRow("garbage") << QByteArray("not a key at all") << int(KeyClass::Public);
+        QTest::newRow("truncated") << good.left(100) << int(KeyClass::Public);
+        QTest::newRow("trailing byte") << good + '\0' << int(KeyClass::Public);
+        QTest::newRow("public key as private") << good << int(KeyClass::Private);
+    }
+
+    void keyImportRejectsGarbage() {
+        QFETCH(QByteArray, der);
+        QFETCH(int, keyClass);
+        QVERIFY(!DataEncryptor::keyWithBytes(der, KeyClass(keyClass)));
+    }
+
+    void encryptorNeedsKeyAndIv() {
+        const unsigned char key[32] = {1};
+        const unsigned char iv[16] = {2};
+        for (const auto& [withKey, withIv] :
+             {std::pair{true, false}, {false, true}, {false, false}}) {
+            DataEncryptor encryptor(QByteArray("content"));
+            encryptor.setAesKey(withKey ? key : nullptr);
+            encryptor.setAesIv(withIv ? iv : nullptr);
+            DataEncryptorError error;
+            encryptor.Encrypt(&error);
+            QCOMPARE(error.domain, QStringLiteral("vesko.DataEncryptor"));
+            QCOMPARE(error.code, -1);
+            QVERIFY(!encryptor.IsSuccess());
+            QVERIFY(encryptor.aesEncryptedContent().isNull());
+            encryptor.Encrypt(nullptr);  // a null error out-argument is allowed
+            QVERIFY(!encryptor.IsSuccess());
+        }
+    }
+
+    void encryptorEncrypts() {
+        unsigned char key[32];
+        unsigned char iv[16];
+        for (int i = 0; i < 32; ++i) {
+            key[i] = static_cast<unsigned char>(i * 3);
+            iv[i % 16] = static_cast<unsigned char>(200 + i % 16);
+        }
+        // Empty content is one padding block.
+        for (const auto& [content, cipherLength] :
+             {std::pair{QByteArray(), 16}, {QByteArray("http://127.0.0.1/mac_feed_tpl"), 32}}) {
+            DataEncryptor encryptor(content);
+            encryptor.setAesKey(key);
+            encryptor.setAesIv(iv);
+            DataEncryptorError error{QStringLiteral("untouched"), 99, {}};
+            encryptor.Encrypt(&error);
+            QVERIFY(encryptor.IsSuccess());
+            QCOMPARE(error.domain, QStringLiteral("untouched"));  // left alone on success
+            QCOMPARE(encryptor.aesEncryptedContent().size(), cipherLength);
+            QCOMPARE(encryptor.content(), content);
+            QCOMPARE(encryptor.aesKey(), key);
+            QCOMPARE(encryptor.aesIv(), iv);
+        }
+    }
+
+    void encryptorWithoutPublicKey() {
+        const unsigned char key[32] = {};
+        const unsigned char iv[16] = {};
+        DataEncryptor encryptor(QByteArray("x"));
+        QVERIFY(encryptor.rsaEncryptedAesKey().isNull());  // no key pointer yet
+        encryptor.setAesKey(key);
+        encryptor.setAesIv(iv);
+        DataEncryptor::setPublicKey(nullptr);
+        QVERIFY(encryptor.rsaEncryptedAesKey().isNull());
+        QVERIFY(encryptor.rsaEncryptedAesIv().isNull());
+        DataEncryptor::setPublicKey(DataEncryptor::getRsaPublicKey());
+        QCOMPARE(encryptor.rsaEncryptedAesKey().size(), 128);
+    }
+
+    void randomizeAesKeyIv() {
+        const auto text = [](const unsigned char* data, int size) {
+            return QByteArray(reinterpret_cast<const char*>(data), size);
+        };
+        // Null buffers are ignored.
+        unsigned char key[32] = {};
+        unsigned char iv[16] = {};
+        DataEncryptor::randomizeAesKeyIv(key, 32, nullptr, 16);
+        DataEncryptor::randomizeAesKeyIv(nullptr, 32, iv, 16);
+        QCOMPARE(text(key, 32), QByteArray(32, '\0'));
+        QCOMPARE(text(iv, 16), QByteArray(16, '\0'));
+        // Within one second the same key; retried when a second boundary falls
+        // between the calls (three attempts cannot all straddle one).
+        for (int attempt = 0; attempt < 3; ++attempt) {
+            unsigned char key2[32] = {};
+            const std::time_t before = std::time(nullptr);
+            DataEncryptor::randomizeAesKeyIv(key, 32, iv, 16);
+            DataEncryptor::randomizeAesKeyIv(key2, 32, iv, 16);
+            if (std::time(nullptr) != before) {
+                continue;
+            }
+            QCOMPARE(text(key, 32), text(key2, 32));
+            // The generator is seeded again before the IV: it repeats the key's start.
+            QCOMPARE(text(iv, 16), text(key, 16));
+            QVERIFY(text(key, 32) != QByteArray(32, '\0'));
+            return;
+        }
+        QFAIL("three attempts crossed a second boundary");
+    }
+    void certificateKeySource() {
+        // A private certificate authority and a certificate it issued, made with
+        // the openssl command line.
+        const QString dir = _dir.path();
+        auto openssl = [&](const QStringList& args) {
+            const auto result = cryptotest::run(cryptotest::openssl(), args);
+            return result.exitCode == 0;
+        };
+        const QString caKey = dir + QStringLiteral("/ca.pem");
+        const QString caCert = dir + QStringLiteral("/ca.crt");
+        const QString leafKey = dir + QStringLiteral("/leaf.pem");
+        const QString leafCsr = dir + QStringLiteral("/leaf.csr");
+        const QString leafCert = dir + QStringLiteral("/public_key.der");
+        const QString selfSigned = dir + QStringLiteral("/self.der");
+        QVERIFY(openssl({"req", "-x509", "-newkey", "rsa:1024", "-nodes", "-keyout", caKey, "-out",
+                         caCert, "-days", "3650", "-subj", "/CN=Test CA"}));
+        QVERIFY(openssl({"req", "-newkey", "rsa:1024", "-nodes", "-keyout", leafKey, "-out",
+                         leafCsr, "-subj", "/CN=Service"}));
+        QVERIFY(openssl({"x509", "-req", "-in", leafCsr, "-CA", caCert, "-CAkey", caKey,
+                         "-CAcreateserial", "-days", "3650", "-outform", "DER", "-out", leafCert}));
+        QVERIFY(openssl({"req", "-x509", "-newkey", "rsa:1024", "-nodes", "-keyout",
+                         dir + "/self.pem", "-outform", "DER", "-out", selfSigned, "-days", "3650",
+                         "-subj", "/CN=Nobody"}));
+        const QByteArray leafPublic =
+            cryptotest::run(cryptotest::openssl(),
+                            {"pkey", "-in", leafKey, "-pubout", "-outform", "DER"})
+                .out;
+
+        qputenv("SSL_CERT_FILE", caCert.toLocal8Bit());
+        qputenv("SSL_CERT_DIR", dir.toLocal8Bit());
+        const RsaKeyPtr before = DataEncryptor::publicKey();
+        QVERIFY(!DataEncryptor::getPublicKey(selfSigned));  // not trusted
+        QVERIFY(!DataEncryptor::getPublicKey(dir + QStringLiteral("/missing.der")));
+        QVERIFY(!DataEncryptor::getPublicKey(caKey));  // not a DER certificate
+        QCOMPARE(DataEncryptor::publicKey(), before);
+        QVERIFY(DataEncryptor::getPublicKey(leafCert));
+        QCOMPARE(DataEncryptor::publicKey()->subjectPublicKeyInfoDer(), leafPublic);
+        qunsetenv("SSL_CERT_FILE");
+        qunsetenv("SSL_CERT_DIR");
+    }
+
+    void keyStoreServiceKey() {
+        // The default key store lives in this test's private data folder.
+        QVERIFY(KeyStore::defaultFolder().startsWith(qEnvironmentVariable("XDG_DATA_HOME")));
+        QDir(KeyStore::defaultFolder()).removeRecursively();
+        QVERIFY(!DataEncryptor::queryPublicKeyRef());
+        const QVariantMap query = DataEncryptor::defaultPublicKeyDic();
+        QCOMPARE(query.value(QStringLiteral("applicationTag")).toByteArray(),
+                 QByteArray("VESKO_RSA_PUBLIC_KEY"));
+        QCOMPARE(query.value(QStringLiteral("type")).toString(), QStringLiteral("RSA"));
+        const RsaKeyPtr imported = DataEncryptor::importPublicKeyRef();
+        QVERIFY(imported);
+        QCOMPARE(imported->subjectPublicKeyInfoDer(),
+                 DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer());
+        // A second import keeps the item; the query finds it.
+        QVERIFY(DataEncryptor::importPublicKeyRef());
+        QCOMPARE(DataEncryptor::queryPublicKeyRef()->subjectPublicKeyInfoDer(),
+                 DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer());
+        QByteArray ref;
+        QCOMPARE(
+            KeyStore().persistentRef(KeyStore::ItemClass::PublicKey, "VESKO_RSA_PUBLIC_KEY", &ref),
+            0);
+        QCOMPARE(DataEncryptor::getKeyRefWithPersistentKeyRef(ref)->subjectPublicKeyInfoDer(),
+                 DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer());
+        QVERIFY(!DataEncryptor::getKeyRefWithPersistentKeyRef("vesko-keystore:public:00"));
+        QVERIFY(!DataEncryptor::getKeyRefWithPersistentKeyRef("nonsense"));
+    }
+
+    void keyStoreFilesArePrivate() {
+        KeyStore store(_dir.filePath(QStringLiteral("store")));
+        QCOMPARE(store.add(KeyStore::ItemClass::SymmetricKey, "tag", "12345678"), 0);
+        QCOMPARE(store.add(KeyStore::ItemClass::SymmetricKey, "tag", "other"),
+                 int(KeyStore::kDuplicateItem));
+        const QFileInfo folder(store.folder());
+        QCOMPARE(folder.permissions() & ~(QFile::ReadUser | QFile::WriteUser | QFile::ExeUser),
+                 QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        const QStringList files = QDir(store.folder()).entryList(QDir::Files);
+        QCOMPARE(files.size(), 1);
+        const QFileInfo item(store.folder() + u'/' + files.first());
+        QCOMPARE(item.permissions() & ~(QFile::ReadUser | QFile::WriteUser),
+                 QFile::ReadOwner | QFile::WriteOwner);
+        QByteArray data;
+        QCOMPARE(store.find(KeyStore::ItemClass::SymmetricKey, "tag", &data), 0);
+        QCOMPARE(data, QByteArray("12345678"));
+        QCOMPARE(store.find(KeyStore::ItemClass::PublicKey, "tag", &data),
+                 int(KeyStore::kItemNotFound));
+        QCOMPARE(store.remove(KeyStore::ItemClass::SymmetricKey, "tag"), 0);
+        QCOMPARE(store.remove(KeyStore::ItemClass::SymmetricKey, "tag"),
+                 int(KeyStore::kItemNotFound));
+        QCOMPARE(store.add(KeyStore::ItemClass::SymmetricKey, "", "x"), int(KeyStore::kParam));
+    }
+
+    void keyStorePersistentRefs() {
+        KeyStore store(_dir.filePath(QStringLiteral("refs")));
+        QCOMPARE(store.add(KeyStore::ItemClass::PublicKey, "peer/one", "DER-1"), 0);
+        QCOMPARE(store.add(KeyStore::ItemClass::PublicKey, "peer/two", "DER-2"), 0);
+        QByteArray ref;
+        QCOMPARE(store.persistentRefForData(KeyStore::ItemClass::PublicKey, "DER-2", &ref), 0);
+        KeyStore::ItemClass itemClass = KeyStore::ItemClass::SymmetricKey;
+        QByteArray data;
+        QCOMPARE(store.findByPersistentRef(ref, &itemClass, &data), 0);
+        QCOMPARE(itemClass, KeyStore::ItemClass::PublicKey);
+        QCOMPARE(data, QByteArray("DER-2"));
+        QCOMPARE(store.persistentRefForData(KeyStore::ItemClass::PublicKey, "DER-3", &ref),
+                 int(KeyStore::kItemNotFound));
+        QCOMPARE(store.findByPersistentRef("vesko-keystore:bogus:00", &itemClass, &data),
+                 int(KeyStore::kParam));
+    }
+
+    void wrapperKeyPair() {
+        SecKeyWrapper wrapper(KeyStore(_dir.filePath(QStringLiteral("pair"))));
+        QVERIFY(!wrapper.generateKeyPair(1000));
+        QCOMPARE(wrapper.lastMessage(), QString::fromLatin1(kUnsupportedBits));
+        QVERIFY(!wrapper.getPublicKeyRef());
+        QVERIFY(wrapper.generateKeyPair(1024));
+        const RsaKeyPtr publicKey = wrapper.getPublicKeyRef();
+        const RsaKeyPtr privateKey = wrapper.getPrivateKeyRef();
+        QVERIFY(publicKey && privateKey);
+        QCOMPARE(publicKey->bits(), 1024);
+        QCOMPARE(privateKey->keyClass(), KeyClass::Private);
+        QCOMPARE(wrapper.getPublicKeyBits(), publicKey->pkcs1PublicKeyDer());
+        QCOMPARE(privateKey->publicHalf()->pkcs1PublicKeyDer(), publicKey->pkcs1PublicKeyDer());
+        // Persistent references resolve to the same keys.
+        const QByteArray ref = wrapper.getPersistentKeyRefWithKeyRef(publicKey);
+        QVERIFY(!ref.isEmpty());
+        QCOMPARE(wrapper.getKeyRefWithPersistentKeyRef(ref)->pkcs1PublicKeyDer(),
+                 publicKey->pkcs1PublicKeyDer());
+        const QByteArray privateRef = wrapper.getPersistentKeyRefWithKeyRef(privateKey);
+        QCOMPARE(wrapper.getKeyRefWithPersistentKeyRef(privateRef)->keyClass(), KeyClass::Private);
+        QVERIFY(wrapper.getPersistentKeyRefWithKeyRef(nullptr).isEmpty());
+        QCOMPARE(wrapper.lastMessage(), QStringLiteral("keyRef object cannot be NULL."));
+        QVERIFY(!wrapper.getKeyRefWithPersistentKeyRef(QByteArray()));
+        QCOMPARE(wrapper.lastMessage(), QStringLiteral("persistentRef object cannot be NULL."));
+        // A second pair replaces the first.
+        QVERIFY(wrapper.generateKeyPair(512));
+        QCOMPARE(wrapper.getPublicKeyRef()->bits(), 512);
+        wrapper.deleteAsymmetricKeys();
+        QVERIFY(!wrapper.getPublicKeyRef());
+        QVERIFY(!wrapper.getPrivateKeyRef());
+    }
+
+    void wrapperWrapUnwrap() {
+        SecKeyWrapper wrapper(KeyStore(_dir.filePath(QStringLiteral("wrap"))));
+        QVERIFY(wrapper.unwrapSymmetricKey(QByteArray(128, 'x')).isNull());
+        QCOMPARE(wrapper.lastMessage(), QStringLiteral("No private key found in the keychain."));
+        QVERIFY(wrapper.generateKeyPair(1024));
+        const QByteArray symmetric("8bytekey");
+        const QByteArray wrapped = wrapper.wrapSymmetricKey(symmetric, wrapper.getPublicKeyRef());
+        QCOMPARE(wrapped.size(), 128);
+        QCOMPARE(wrapper.unwrapSymmetricKey(wrapped), symmetric);
+        // Wrapped for the development service key, openssl unwraps it.
+        QCOMPARE(
+            opensslDecrypt(wrapper.wrapSymmetricKey(symmetric, DataEncryptor::getRsaPublicKey()),
+                           cryptotest::devPrivateKeyPath()),
+            symmetric);
+        QVERIFY(wrapper.wrapSymmetricKey(QByteArray(), wrapper.getPublicKeyRef()).isNull());
+        QCOMPARE(wrapper.lastMessage(), QStringLiteral("Symmetric key parameter is nil."));
+        QVERIFY(wrapper.wrapSymmetricKey(symmetric, nullptr).isNull());
+        QCOMPARE(wrapper.lastMessage(), QStringLiteral("Key parameter is nil."));
+        QVERIFY(wrapper.wrapSymmetricKey(QByteArray(118, 'n'), wrapper.getPublicKeyRef()).isNull());
+        QCOMPARE(
+            wrapper.lastMessage(),
+            QStringLiteral("Nonce integer is too large and falls outside multiplicative group."));
+        QVERIFY(wrapper.unwrapSymmetricKey(QByteArray(129, 'n')).isNull());
+        QCOMPARE(
+            wrapper.lastMessage(),
+            QStringLiteral("Encrypted nonce is too large and falls outside multiplicative group."));
+        QVERIFY(wrapper.unwrapSymmetricKey(QByteArray(128, 'n')).isNull());
+        QVERIFY(wrapper.lastMessage().startsWith(QStringLiteral("Error decrypting, OSStatus == ")));
+    }
+
+    void wrapperSignature() {
+        SecKeyWrapper wrapper(KeyStore(_dir.filePath(QStringLiteral("sign"))));
+        QCOMPARE(SecKeyWrapper::getHashBytes("abc").toHex(),
+                 QByteArray("a9993e364706816aba3e25717850c26c9cd0d89d"));
+        QVERIFY(wrapper.getSignatureBytes("message").isNull());
+        QVERIFY(wrapper.lastMessage().startsWith(
+            QStringLiteral("Problem signing the SHA1 hash, OSStatus == ")));
+        QVERIFY(wrapper.generateKeyPair(1024));
+        const QByteArray signature = wrapper.getSignatureBytes("message");
+        QCOMPARE(signature.size(), 128);
+        QVERIFY(wrapper.verifySignature("message", wrapper.getPublicKeyRef(), signature));
+        QVERIFY(!wrapper.verifySignature("messagE", wrapper.getPublicKeyRef(), signature));
+        QVERIFY(!wrapper.verifySignature("message", DataEncryptor::getRsaPublicKey(), signature));
+        // The openssl command line verifies it as a SHA-1 PKCS#1 v1.5 signature.
+        const QString publicPath = _dir.filePath(QStringLiteral("sign.pub.der"));
+        const QString signaturePath = _dir.filePath(QStringLiteral("sign.sig"));
+        const QString messagePath = _dir.filePath(QStringLiteral("sign.txt"));
+        QVERIFY(writeAll(publicPath, wrapper.getPublicKeyRef()->subjectPublicKeyInfoDer()));
+        QVERIFY(writeAll(signaturePath, signature));
+        QVERIFY(writeAll(messagePath, "message"));
+        const auto verified = cryptotest::run(
+            cryptotest::openssl(), {"dgst", "-sha1", "-verify", publicPath, "-keyform", "DER",
+                                    "-signature", signaturePath, messagePath});
+        QVERIFY2(verified.exitCode == 0, verified.err.constData());
+    }
+
+    void wrapperSymmetricKey() {
+        SecKeyWrapper wrapper(KeyStore(_dir.filePath(QStringLiteral("symmetric"))));
+        QVERIFY(wrapper.getSymmetricKeyBytes().isEmpty());
+        QVERIFY(wrapper.generateSymmetricKey());
+        const QByteArray first = wrapper.getSymmetricKeyBytes();
+        QCOMPARE(first.size(), 8);
+        QVERIFY(wrapper.generateSymmetricKey());
+        QVERIFY(wrapper.getSymmetricKeyBytes() != first);
+        wrapper.deleteSymmetricKey();
+        QVERIFY(wrapper.getSymmetricKeyBytes().isEmpty());
+    }
+
+    void wrapperPeerKeys() {
+        SecKeyWrapper wrapper(KeyStore(_dir.filePath(QStringLiteral("peers"))));
+        const QByteArray der = DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer();
+        QVERIFY(!wrapper.addPeerPublicKey(QString(), der));
+        QCOMPARE(wrapper.lastMessage(), QStringLiteral("Peer name parameter is nil."));
+        QVERIFY(!wrapper.addPeerPublicKey(QStringLiteral("service"), QByteArray()));
+        QCOMPARE(wrapper.lastMessage(), QStringLiteral("Public key parameter is nil."));
+        QVERIFY(!wrapper.addPeerPublicKey(QStringLiteral("service"), QByteArray("junk")));
+        QVERIFY(wrapper.lastMessage().startsWith(
+            QStringLiteral("Problem adding the peer public key to the keychain")));
+        const RsaKeyPtr peer = wrapper.addPeerPublicKey(QStringLiteral("service"), der);
+        QVERIFY(peer);
+        QCOMPARE(peer->subjectPublicKeyInfoDer(), der);
+        QVERIFY(wrapper.addPeerPublicKey(QStringLiteral("service"), der));  // already there
+        QVERIFY(!wrapper.getPersistentKeyRefWithKeyRef(peer).isEmpty());
+        wrapper.removePeerPublicKey(QStringLiteral("service"));
+        QVERIFY(wrapper.lastMessage().isEmpty());
+        QVERIFY(wrapper.getPersistentKeyRefWithKeyRef(peer).isEmpty());
+        wrapper.removePeerPublicKey(QString());
+        QCOMPARE(wrapper.lastMessage(), QStringLiteral("Peer name parameter is nil."));
+    }
+
+    void wrapperCipherAgainstOpenssl() {
+        SecKeyWrapper wrapper(KeyStore(_dir.filePath(QStringLiteral("des"))));
+        const QByteArray key("\x13\x34\x57\x79\x9b\xbc\xdf\xf1", 8);
+        for (const auto& [plain, padding] : {std::pair{QByteArray("single DES text"), true},
+                                             {QByteArray("16 bytes exactly"), true},
+                                             {QByteArray("16 bytes exactly"), false}}) {
+            unsigned options =
+                padding ? SecKeyWrapper::kCCOptionPKCS7Padding : SecKeyWrapper::kCCOptionNone;
+            const QByteArray cipher =
+                wrapper.doCipher(plain, key, SecKeyWrapper::kCCEncrypt, &options);
+            QVERIFY2(!cipher.isNull(), qPrintable(wrapper.lastMessage()));
+            QStringList args{
+                "enc",       "-des-cbc",         "-K",        QString::fromLatin1(key.toHex()),
+                "-iv",       "0000000000000000", "-provider", "legacy",
+                "-provider", "default"};
+            if (!padding) {
+                args << "-nopad";
+            }
+            const auto reference = cryptotest::run(cryptotest::openssl(), args, plain);
+            QVERIFY2(reference.exitCode == 0, reference.err.constData());
+            QCOMPARE(cipher.toHex(), reference.out.toHex());
+            QCOMPARE(wrapper.doCipher(cipher, key, SecKeyWrapper::kCCDecrypt, &options), plain);
+        }
+    }
+    void wrapperCipherMessages_data() {
+        QTest::addColumn<QByteArray>("plain");
+        QTest::addColumn<QByteArray>("key");
+        QTest::addColumn<int>("operation");
+        QTest::addColumn<bool>("withOptions");
+        QTest::addColumn<unsigned>("options");
+        QTest::addColumn<QString>("message");
+        const QByteArray key("12345678");
+        QTest::newRow("nil plaintext")
+            << QByteArray() << key << 0 << true << 1u << "PlainText object cannot be nil.";
+        QTest::newRow("nil key") << QByteArray("x") << QByteArray() << 0 << true << 1u
+                                 << "Symmetric key object cannot be nil.";
+        QTest::newRow("no options")
+            << QByteArray("x") << key << 0 << false << 1u << "CCOptions * pkcs7 cannot be NULL.";
+        QTest::newRow("key size") << QByteArray("x") << QByteArray("1234567") << 0 << true << 1u
+                                  << "Disjoint choices for key size.";
+        QTest::newRow("empty plaintext")
+            << QByteArray("") << key << 0 << true << 1u << "Empty plaintext passed in.";
+        QTest::newRow("operation") << QByteArray("x") << key << 7 << true << 1u
+                                   << "Invalid CCOperation parameter [7] for cipher context.";
+        QTest::newRow("unpadded partial block") << QByteArray("12345") << key << 0 << true << 0u
+                                                << "Problem with encipherment ccStatus == -4303";
+    }
+
+    void wrapperCipherMessages() {
+        QFETCH(QByteArray, plain);
+        QFETCH(QByteArray, key);
+        QFETCH(int, operation);
+        QFETCH(bool, withOptions);
+        QFETCH(unsigned, options);
+        QFETCH(QString, message);
+        SecKeyWrapper wrapper(KeyStore(_dir.filePath(QStringLiteral("messages"))));
+        QVERIFY(wrapper.doCipher(plain, key, operation, withOptions ? &options : nullptr).isNull());
+        QCOMPARE(wrapper.lastMessage(), message);
+    }
 
 private:
     QTemporaryDir _dir;
 };
-
-void TestRsa::init() {
-    // Every test starts with the compiled-in key as the class's key.
-    DataEncryptor::setPublicKey(DataEncryptor::getRsaPublicKey());
-}
-
-void TestRsa::compiledInKeyIsTheDevelopmentKey() {
-    const RsaKeyPtr key = DataEncryptor::getRsaPublicKey();
-    QVERIFY(key);
-    QCOMPARE(key->bits(), 1024);
-    QCOMPARE(key->blockSize(), 128);
-    QCOMPARE(key->keyClass(), KeyClass::Public);
-    QCOMPARE(DataEncryptor::getRsaPublicKey(), key);  // cached
-    QCOMPARE(QByteArray(reinterpret_cast<const char*>(kServicePublicKeyDer), 162),
-             readAll(cryptotest::sourcePath(QStringLiteral("tools/devkeys/dev_rsa_public.der"))));
-    QCOMPARE(key->subjectPublicKeyInfoDer().size(), 162);
-}
-
-void TestRsa::blobCarriesTheSameKey() {
-    const QByteArray blob(reinterpret_cast<const char*>(VESKO_RSA_PUBLIC_KEY), 148);
-    QCOMPARE(blob.left(16).toHex(),
-             QByteArray("0602000000a40000525341310004000001000100").left(32));
-    QCOMPARE(blob.mid(16, 4).toHex(), QByteArray("01000100"));  // 65537, little-endian
-    // The modulus, least significant byte first, is the key's.
-    const QVariant decoded = berDecode(DataEncryptor::getRsaPublicKey()->pkcs1PublicKeyDer());
-    const QByteArray modulus = decoded.toList().at(0).toByteArray();
-    QCOMPARE(modulus.size(), 129);
-    QCOMPARE(modulus.at(0), '\0');
-    QCOMPARE(zq::crypto::reversedData(blob.mid(20, 128)), modulus.mid(1));
-}
-
-void TestRsa::rsaKeyValueIsPkcs1OfTheBlob() {
-    const QByteArray value = DataEncryptor::getRSAKeyValue();
-    // SEQUENCE { INTEGER 00 + modulus (129 bytes), INTEGER the 4 exponent bytes }.
-    QVERIFY(value.startsWith(QByteArray::fromHex("30818a02818100")));
-    QVERIFY(value.endsWith(QByteArray::fromHex("020400010001")));
-    const QVariantList fields = berDecode(value).toList();
-    QCOMPARE(fields.size(), 2);
-    QCOMPARE(
-        fields[0].toByteArray(),
-        berDecode(DataEncryptor::getRsaPublicKey()->pkcs1PublicKeyDer()).toList()[0].toByteArray());
-    const RsaKeyPtr imported = DataEncryptor::keyWithBytes(value, KeyClass::Public);
-    QVERIFY(imported);
-    QCOMPARE(imported->subjectPublicKeyInfoDer(),
-             DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer());
-    // And the openssl command line reads it as an RSA public key.
-    const QString path = _dir.filePath(QStringLiteral("value.der"));
-    QVERIFY(writeAll(path, value));
-    const auto parsed =
-        cryptotest::run(cryptotest::openssl(),
-                        {QStringLiteral("rsa"), QStringLiteral("-RSAPublicKey_in"),
-                         QStringLiteral("-inform"), QStringLiteral("DER"), QStringLiteral("-in"),
-                         path, QStringLiteral("-noout"), QStringLiteral("-text")});
-    QCOMPARE(parsed.exitCode, 0);
-    QVERIFY(parsed.out.contains("Public-Key: (1024 bit)"));
-    QVERIFY(parsed.out.contains("Exponent: 65537"));
-}
-
-void TestRsa::rsaEncryptLengths_data() {
-    QTest::addColumn<int>("length");
-    QTest::addColumn<bool>("accepted");
-    QTest::newRow("empty") << 0 << true;
-    QTest::newRow("an AES IV") << 16 << true;
-    QTest::newRow("an AES key") << 32 << true;
-    QTest::newRow("116: the largest") << 116 << true;
-    QTest::newRow("117: one too many") << 117 << false;
-    QTest::newRow("200") << 200 << false;
-}
-
-void TestRsa::rsaEncryptLengths() {
-    QFETCH(int, length);
-    QFETCH(bool, accepted);
-    const QByteArray plain = bytes(length, 'A');
-    const QByteArray cipher = rsaEncryptWithPublicKey(plain, DataEncryptor::getRsaPublicKey());
-    QCOMPARE(cipher.isNull(), !accepted);
-    if (accepted) {
-        QCOMPARE(cipher.size(), 128);
-        QCOMPARE(opensslDecrypt(cipher, cryptotest::devPrivateKeyPath()), plain);
-    }
-    QVERIFY(rsaEncryptWithPublicKey(plain, nullptr).isNull());
-}
-
-void TestRsa::keyImportRejectsGarbage_data() {
-    QTest::addColumn<QByteArray>("der");
-    QTest::addColumn<int>("keyClass");
-    const QByteArray good =
-        readAll(cryptotest::sourcePath(QStringLiteral("tools/devkeys/dev_rsa_public.der")));
-    QTest::newRow("empty") << QByteArray() << int(KeyClass::Public);
-    QTest::newRow("garbage") << QByteArray("not a key at all") << int(KeyClass::Public);
-    QTest::newRow("truncated") << good.left(100) << int(KeyClass::Public);
-    QTest::newRow("trailing byte") << good + '\0' << int(KeyClass::Public);
-    QTest::newRow("public key as private") << good << int(KeyClass::Private);
-}
-
-void TestRsa::keyImportRejectsGarbage() {
-    QFETCH(QByteArray, der);
-    QFETCH(int, keyClass);
-    QVERIFY(!DataEncryptor::keyWithBytes(der, KeyClass(keyClass)));
-}
-
-void TestRsa::encryptorNeedsKeyAndIv_data() {
-    QTest::addColumn<bool>("withKey");
-    QTest::addColumn<bool>("withIv");
-    QTest::newRow("no IV") << true << false;
-    QTest::newRow("no key") << false << true;
-    QTest::newRow("neither") << false << false;
-}
-
-void TestRsa::encryptorNeedsKeyAndIv() {
-    QFETCH(bool, withKey);
-    QFETCH(bool, withIv);
-    const unsigned char key[32] = {1};
-    const unsigned char iv[16] = {2};
-    DataEncryptor encryptor(QByteArray("content"));
-    encryptor.setAesKey(withKey ? key : nullptr);
-    encryptor.setAesIv(withIv ? iv : nullptr);
-    DataEncryptorError error;
-    encryptor.Encrypt(&error);
-    QCOMPARE(error.domain, QStringLiteral("vesko.DataEncryptor"));
-    QCOMPARE(error.code, -1);
-    QVERIFY(!encryptor.IsSuccess());
-    QVERIFY(encryptor.aesEncryptedContent().isNull());
-    encryptor.Encrypt(nullptr);  // a null error out-argument is allowed
-    QVERIFY(!encryptor.IsSuccess());
-}
-
-void TestRsa::encryptorEncrypts_data() {
-    QTest::addColumn<QByteArray>("content");
-    QTest::addColumn<int>("cipherLength");
-    QTest::newRow("empty content: one padding block") << QByteArray() << 16;
-    QTest::newRow("text") << QByteArray("http://127.0.0.1/mac_feed_tpl") << 32;
-}
-
-void TestRsa::encryptorEncrypts() {
-    QFETCH(QByteArray, content);
-    QFETCH(int, cipherLength);
-    unsigned char key[32];
-    unsigned char iv[16];
-    for (int i = 0; i < 32; ++i) {
-        key[i] = static_cast<unsigned char>(i * 3);
-    }
-    for (int i = 0; i < 16; ++i) {
-        iv[i] = static_cast<unsigned char>(200 + i);
-    }
-    DataEncryptor encryptor(content);
-    encryptor.setAesKey(key);
-    encryptor.setAesIv(iv);
-    DataEncryptorError error{QStringLiteral("untouched"), 99, {}};
-    encryptor.Encrypt(&error);
-    QVERIFY(encryptor.IsSuccess());
-    QCOMPARE(error.domain, QStringLiteral("untouched"));  // left alone on success
-    QCOMPARE(encryptor.aesEncryptedContent().size(), cipherLength);
-    QCOMPARE(encryptor.content(), content);
-    QCOMPARE(encryptor.aesKey(), key);
-    QCOMPARE(encryptor.aesIv(), iv);
-}
-
-void TestRsa::encryptorWithoutPublicKey() {
-    const unsigned char key[32] = {};
-    const unsigned char iv[16] = {};
-    DataEncryptor encryptor(QByteArray("x"));
-    QVERIFY(encryptor.rsaEncryptedAesKey().isNull());  // no key pointer yet
-    encryptor.setAesKey(key);
-    encryptor.setAesIv(iv);
-    DataEncryptor::setPublicKey(nullptr);
-    QVERIFY(encryptor.rsaEncryptedAesKey().isNull());
-    QVERIFY(encryptor.rsaEncryptedAesIv().isNull());
-    DataEncryptor::setPublicKey(DataEncryptor::getRsaPublicKey());
-    QCOMPARE(encryptor.rsaEncryptedAesKey().size(), 128);
-}
-
-void TestRsa::randomizeWithinOneSecond() {
-    // Retried when a second boundary falls between the calls; three
-    // attempts cannot all straddle one.
-    for (int attempt = 0; attempt < 3; ++attempt) {
-        unsigned char key1[32] = {};
-        unsigned char iv1[16] = {};
-        unsigned char key2[32] = {};
-        unsigned char iv2[16] = {};
-        const std::time_t before = std::time(nullptr);
-        DataEncryptor::randomizeAesKeyIv(key1, 32, iv1, 16);
-        DataEncryptor::randomizeAesKeyIv(key2, 32, iv2, 16);
-        if (std::time(nullptr) != before) {
-            continue;
-        }
-        QCOMPARE(QByteArray(reinterpret_cast<char*>(key1), 32),
-                 QByteArray(reinterpret_cast<char*>(key2), 32));
-        // The generator is seeded again before the IV: it repeats the key's start.
-        QCOMPARE(QByteArray(reinterpret_cast<char*>(iv1), 16),
-                 QByteArray(reinterpret_cast<char*>(key1), 16));
-        QVERIFY(QByteArray(reinterpret_cast<char*>(key1), 32) != QByteArray(32, '\0'));
-        return;
-    }
-    QFAIL("three attempts crossed a second boundary");
-}
-
-void TestRsa::randomizeIgnoresNullBuffers() {
-    unsigned char key[32] = {};
-    unsigned char iv[16] = {};
-    DataEncryptor::randomizeAesKeyIv(key, 32, nullptr, 16);
-    DataEncryptor::randomizeAesKeyIv(nullptr, 32, iv, 16);
-    QCOMPARE(QByteArray(reinterpret_cast<char*>(key), 32), QByteArray(32, '\0'));
-    QCOMPARE(QByteArray(reinterpret_cast<char*>(iv), 16), QByteArray(16, '\0'));
-}
-
-void TestRsa::certificateKeySource() {
-    // A private certificate authority and a certificate it issued, made with
-    // the openssl command line.
-    const QString dir = _dir.path();
-    auto openssl = [&](const QStringList& args) {
-        const auto result = cryptotest::run(cryptotest::openssl(), args);
-        return result.exitCode == 0;
-    };
-    const QString caKey = dir + QStringLiteral("/ca.pem");
-    const QString caCert = dir + QStringLiteral("/ca.crt");
-    const QString leafKey = dir + QStringLiteral("/leaf.pem");
-    const QString leafCsr = dir + QStringLiteral("/leaf.csr");
-    const QString leafCert = dir + QStringLiteral("/public_key.der");
-    const QString selfSigned = dir + QStringLiteral("/self.der");
-    QVERIFY(openssl({"req", "-x509", "-newkey", "rsa:1024", "-nodes", "-keyout", caKey, "-out",
-                     caCert, "-days", "3650", "-subj", "/CN=Test CA"}));
-    QVERIFY(openssl({"req", "-newkey", "rsa:1024", "-nodes", "-keyout", leafKey, "-out", leafCsr,
-                     "-subj", "/CN=Service"}));
-    QVERIFY(openssl({"x509", "-req", "-in", leafCsr, "-CA", caCert, "-CAkey", caKey,
-                     "-CAcreateserial", "-days", "3650", "-outform", "DER", "-out", leafCert}));
-    QVERIFY(
-        openssl({"req", "-x509", "-newkey", "rsa:1024", "-nodes", "-keyout", dir + "/self.pem",
-                 "-outform", "DER", "-out", selfSigned, "-days", "3650", "-subj", "/CN=Nobody"}));
-    const QByteArray leafPublic =
-        cryptotest::run(cryptotest::openssl(),
-                        {"pkey", "-in", leafKey, "-pubout", "-outform", "DER"})
-            .out;
-
-    qputenv("SSL_CERT_FILE", caCert.toLocal8Bit());
-    qputenv("SSL_CERT_DIR", dir.toLocal8Bit());
-    const RsaKeyPtr before = DataEncryptor::publicKey();
-    QVERIFY(!DataEncryptor::getPublicKey(selfSigned));  // not trusted
-    QVERIFY(!DataEncryptor::getPublicKey(dir + QStringLiteral("/missing.der")));
-    QVERIFY(!DataEncryptor::getPublicKey(caKey));  // not a DER certificate
-    QCOMPARE(DataEncryptor::publicKey(), before);
-    QVERIFY(DataEncryptor::getPublicKey(leafCert));
-    QCOMPARE(DataEncryptor::publicKey()->subjectPublicKeyInfoDer(), leafPublic);
-    qunsetenv("SSL_CERT_FILE");
-    qunsetenv("SSL_CERT_DIR");
-}
-
-void TestRsa::keyStoreServiceKey() {
-    // The default key store lives in this test's private data folder.
-    QVERIFY(KeyStore::defaultFolder().startsWith(qEnvironmentVariable("XDG_DATA_HOME")));
-    QDir(KeyStore::defaultFolder()).removeRecursively();
-    QVERIFY(!DataEncryptor::queryPublicKeyRef());
-    const QVariantMap query = DataEncryptor::defaultPublicKeyDic();
-    QCOMPARE(query.value(QStringLiteral("applicationTag")).toByteArray(),
-             QByteArray("VESKO_RSA_PUBLIC_KEY"));
-    QCOMPARE(query.value(QStringLiteral("type")).toString(), QStringLiteral("RSA"));
-    const RsaKeyPtr imported = DataEncryptor::importPublicKeyRef();
-    QVERIFY(imported);
-    QCOMPARE(imported->subjectPublicKeyInfoDer(),
-             DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer());
-    // A second import keeps the item; the query finds it.
-    QVERIFY(DataEncryptor::importPublicKeyRef());
-    QCOMPARE(DataEncryptor::queryPublicKeyRef()->subjectPublicKeyInfoDer(),
-             DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer());
-    QByteArray ref;
-    QCOMPARE(KeyStore().persistentRef(KeyStore::ItemClass::PublicKey, "VESKO_RSA_PUBLIC_KEY", &ref),
-             0);
-    QCOMPARE(DataEncryptor::getKeyRefWithPersistentKeyRef(ref)->subjectPublicKeyInfoDer(),
-             DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer());
-    QVERIFY(!DataEncryptor::getKeyRefWithPersistentKeyRef("vesko-keystore:public:00"));
-    QVERIFY(!DataEncryptor::getKeyRefWithPersistentKeyRef("nonsense"));
-}
-
-void TestRsa::keyStoreFilesArePrivate() {
-    KeyStore store(_dir.filePath(QStringLiteral("store")));
-    QCOMPARE(store.add(KeyStore::ItemClass::SymmetricKey, "tag", "12345678"), 0);
-    QCOMPARE(store.add(KeyStore::ItemClass::SymmetricKey, "tag", "other"),
-             int(KeyStore::kDuplicateItem));
-    const QFileInfo folder(store.folder());
-    QCOMPARE(folder.permissions() & ~(QFile::ReadUser | QFile::WriteUser | QFile::ExeUser),
-             QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    const QStringList files = QDir(store.folder()).entryList(QDir::Files);
-    QCOMPARE(files.size(), 1);
-    const QFileInfo item(store.folder() + u'/' + files.first());
-    QCOMPARE(item.permissions() & ~(QFile::ReadUser | QFile::WriteUser),
-             QFile::ReadOwner | QFile::WriteOwner);
-    QByteArray data;
-    QCOMPARE(store.find(KeyStore::ItemClass::SymmetricKey, "tag", &data), 0);
-    QCOMPARE(data, QByteArray("12345678"));
-    QCOMPARE(store.find(KeyStore::ItemClass::PublicKey, "tag", &data),
-             int(KeyStore::kItemNotFound));
-    QCOMPARE(store.remove(KeyStore::ItemClass::SymmetricKey, "tag"), 0);
-    QCOMPARE(store.remove(KeyStore::ItemClass::SymmetricKey, "tag"), int(KeyStore::kItemNotFound));
-    QCOMPARE(store.add(KeyStore::ItemClass::SymmetricKey, "", "x"), int(KeyStore::kParam));
-}
-
-void TestRsa::keyStorePersistentRefs() {
-    KeyStore store(_dir.filePath(QStringLiteral("refs")));
-    QCOMPARE(store.add(KeyStore::ItemClass::PublicKey, "peer/one", "DER-1"), 0);
-    QCOMPARE(store.add(KeyStore::ItemClass::PublicKey, "peer/two", "DER-2"), 0);
-    QByteArray ref;
-    QCOMPARE(store.persistentRefForData(KeyStore::ItemClass::PublicKey, "DER-2", &ref), 0);
-    KeyStore::ItemClass itemClass = KeyStore::ItemClass::SymmetricKey;
-    QByteArray data;
-    QCOMPARE(store.findByPersistentRef(ref, &itemClass, &data), 0);
-    QCOMPARE(itemClass, KeyStore::ItemClass::PublicKey);
-    QCOMPARE(data, QByteArray("DER-2"));
-    QCOMPARE(store.persistentRefForData(KeyStore::ItemClass::PublicKey, "DER-3", &ref),
-             int(KeyStore::kItemNotFound));
-    QCOMPARE(store.findByPersistentRef("vesko-keystore:bogus:00", &itemClass, &data),
-             int(KeyStore::kParam));
-}
-
-void TestRsa::wrapperKeyPair() {
-    SecKeyWrapper wrapper(KeyStore(_dir.filePath(QStringLiteral("pair"))));
-    QVERIFY(!wrapper.getPublicKeyRef());
-    QVERIFY(wrapper.generateKeyPair(1024));
-    const RsaKeyPtr publicKey = wrapper.getPublicKeyRef();
-    const RsaKeyPtr privateKey = wrapper.getPrivateKeyRef();
-    QVERIFY(publicKey && privateKey);
-    QCOMPARE(publicKey->bits(), 1024);
-    QCOMPARE(privateKey->keyClass(), KeyClass::Private);
-    QCOMPARE(wrapper.getPublicKeyBits(), publicKey->pkcs1PublicKeyDer());
-    QCOMPARE(privateKey->publicHalf()->pkcs1PublicKeyDer(), publicKey->pkcs1PublicKeyDer());
-    // Persistent references resolve to the same keys.
-    const QByteArray ref = wrapper.getPersistentKeyRefWithKeyRef(publicKey);
-    QVERIFY(!ref.isEmpty());
-    QCOMPARE(wrapper.getKeyRefWithPersistentKeyRef(ref)->pkcs1PublicKeyDer(),
-             publicKey->pkcs1PublicKeyDer());
-    const QByteArray privateRef = wrapper.getPersistentKeyRefWithKeyRef(privateKey);
-    QCOMPARE(wrapper.getKeyRefWithPersistentKeyRef(privateRef)->keyClass(), KeyClass::Private);
-    QVERIFY(wrapper.getPersistentKeyRefWithKeyRef(nullptr).isEmpty());
-    QCOMPARE(wrapper.lastMessage(), QStringLiteral("keyRef object cannot be NULL."));
-    QVERIFY(!wrapper.getKeyRefWithPersistentKeyRef(QByteArray()));
-    QCOMPARE(wrapper.lastMessage(), QStringLiteral("persistentRef object cannot be NULL."));
-    // A second pair replaces the first.
-    QVERIFY(wrapper.generateKeyPair(512));
-    QCOMPARE(wrapper.getPublicKeyRef()->bits(), 512);
-    wrapper.deleteAsymmetricKeys();
-    QVERIFY(!wrapper.getPublicKeyRef());
-    QVERIFY(!wrapper.getPrivateKeyRef());
-}
-
-void TestRsa::wrapperRejectsKeySize() {
-    SecKeyWrapper wrapper(KeyStore(_dir.filePath(QStringLiteral("size"))));
-    QVERIFY(!wrapper.generateKeyPair(1000));
-    QCOMPARE(wrapper.lastMessage(), QString::fromLatin1(kUnsupportedBits));
-    QVERIFY(!wrapper.getPublicKeyRef());
-}
-
-void TestRsa::wrapperWrapUnwrap() {
-    SecKeyWrapper wrapper(KeyStore(_dir.filePath(QStringLiteral("wrap"))));
-    QVERIFY(wrapper.unwrapSymmetricKey(QByteArray(128, 'x')).isNull());
-    QCOMPARE(wrapper.lastMessage(), QStringLiteral("No private key found in the keychain."));
-    QVERIFY(wrapper.generateKeyPair(1024));
-    const QByteArray symmetric("8bytekey");
-    const QByteArray wrapped = wrapper.wrapSymmetricKey(symmetric, wrapper.getPublicKeyRef());
-    QCOMPARE(wrapped.size(), 128);
-    QCOMPARE(wrapper.unwrapSymmetricKey(wrapped), symmetric);
-    // Wrapped for the development service key, openssl unwraps it.
-    QCOMPARE(opensslDecrypt(wrapper.wrapSymmetricKey(symmetric, DataEncryptor::getRsaPublicKey()),
-                            cryptotest::devPrivateKeyPath()),
-             symmetric);
-    QVERIFY(wrapper.wrapSymmetricKey(QByteArray(), wrapper.getPublicKeyRef()).isNull());
-    QCOMPARE(wrapper.lastMessage(), QStringLiteral("Symmetric key parameter is nil."));
-    QVERIFY(wrapper.wrapSymmetricKey(symmetric, nullptr).isNull());
-    QCOMPARE(wrapper.lastMessage(), QStringLiteral("Key parameter is nil."));
-    QVERIFY(wrapper.wrapSymmetricKey(QByteArray(118, 'n'), wrapper.getPublicKeyRef()).isNull());
-    QCOMPARE(wrapper.lastMessage(),
-             QStringLiteral("Nonce integer is too large and falls outside multiplicative group."));
-    QVERIFY(wrapper.unwrapSymmetricKey(QByteArray(129, 'n')).isNull());
-    QCOMPARE(
-        wrapper.lastMessage(),
-        QStringLiteral("Encrypted nonce is too large and falls outside multiplicative group."));
-    QVERIFY(wrapper.unwrapSymmetricKey(QByteArray(128, 'n')).isNull());
-    QVERIFY(wrapper.lastMessage().startsWith(QStringLiteral("Error decrypting, OSStatus == ")));
-}
-
-void TestRsa::wrapperSignature() {
-    SecKeyWrapper wrapper(KeyStore(_dir.filePath(QStringLiteral("sign"))));
-    QCOMPARE(SecKeyWrapper::getHashBytes("abc").toHex(),
-             QByteArray("a9993e364706816aba3e25717850c26c9cd0d89d"));
-    QVERIFY(wrapper.getSignatureBytes("message").isNull());
-    QVERIFY(wrapper.lastMessage().startsWith(
-        QStringLiteral("Problem signing the SHA1 hash, OSStatus == ")));
-    QVERIFY(wrapper.generateKeyPair(1024));
-    const QByteArray signature = wrapper.getSignatureBytes("message");
-    QCOMPARE(signature.size(), 128);
-    QVERIFY(wrapper.verifySignature("message", wrapper.getPublicKeyRef(), signature));
-    QVERIFY(!wrapper.verifySignature("messagE", wrapper.getPublicKeyRef(), signature));
-    QVERIFY(!wrapper.verifySignature("message", DataEncryptor::getRsaPublicKey(), signature));
-    // The openssl command line verifies it as a SHA-1 PKCS#1 v1.5 signature.
-    const QString publicPath = _dir.filePath(QStringLiteral("sign.pub.der"));
-    const QString signaturePath = _dir.filePath(QStringLiteral("sign.sig"));
-    const QString messagePath = _dir.filePath(QStringLiteral("sign.txt"));
-    QVERIFY(writeAll(publicPath, wrapper.getPublicKeyRef()->subjectPublicKeyInfoDer()));
-    QVERIFY(writeAll(signaturePath, signature));
-    QVERIFY(writeAll(messagePath, "message"));
-    const auto verified =
-        cryptotest::run(cryptotest::openssl(), {"dgst", "-sha1", "-verify", publicPath, "-keyform",
-                                                "DER", "-signature", signaturePath, messagePath});
-    QVERIFY2(verified.exitCode == 0, verified.err.constData());
-}
-
-void TestRsa::wrapperSymmetricKey() {
-    SecKeyWrapper wrapper(KeyStore(_dir.filePath(QStringLiteral("symmetric"))));
-    QVERIFY(wrapper.getSymmetricKeyBytes().isEmpty());
-    QVERIFY(wrapper.generateSymmetricKey());
-    const QByteArray first = wrapper.getSymmetricKeyBytes();
-    QCOMPARE(first.size(), 8);
-    QVERIFY(wrapper.generateSymmetricKey());
-    QVERIFY(wrapper.getSymmetricKeyBytes() != first);
-    wrapper.deleteSymmetricKey();
-    QVERIFY(wrapper.getSymmetricKeyBytes().isEmpty());
-}
-
-void TestRsa::wrapperPeerKeys() {
-    SecKeyWrapper wrapper(KeyStore(_dir.filePath(QStringLiteral("peers"))));
-    const QByteArray der = DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer();
-    QVERIFY(!wrapper.addPeerPublicKey(QString(), der));
-    QCOMPARE(wrapper.lastMessage(), QStringLiteral("Peer name parameter is nil."));
-    QVERIFY(!wrapper.addPeerPublicKey(QStringLiteral("service"), QByteArray()));
-    QCOMPARE(wrapper.lastMessage(), QStringLiteral("Public key parameter is nil."));
-    QVERIFY(!wrapper.addPeerPublicKey(QStringLiteral("service"), QByteArray("junk")));
-    QVERIFY(wrapper.lastMessage().startsWith(
-        QStringLiteral("Problem adding the peer public key to the keychain")));
-    const RsaKeyPtr peer = wrapper.addPeerPublicKey(QStringLiteral("service"), der);
-    QVERIFY(peer);
-    QCOMPARE(peer->subjectPublicKeyInfoDer(), der);
-    QVERIFY(wrapper.addPeerPublicKey(QStringLiteral("service"), der));  // already there
-    QVERIFY(!wrapper.getPersistentKeyRefWithKeyRef(peer).isEmpty());
-    wrapper.removePeerPublicKey(QStringLiteral("service"));
-    QVERIFY(wrapper.lastMessage().isEmpty());
-    QVERIFY(wrapper.getPersistentKeyRefWithKeyRef(peer).isEmpty());
-    wrapper.removePeerPublicKey(QString());
-    QCOMPARE(wrapper.lastMessage(), QStringLiteral("Peer name parameter is nil."));
-}
-
-void TestRsa::wrapperCipherAgainstOpenssl_data() {
-    QTest::addColumn<QByteArray>("plain");
-    QTest::addColumn<bool>("padding");
-    QTest::newRow("padded, odd length") << QByteArray("single DES text") << true;
-    QTest::newRow("padded, whole blocks") << QByteArray("16 bytes exactly") << true;
-    QTest::newRow("unpadded, whole blocks") << QByteArray("16 bytes exactly") << false;
-}
-
-void TestRsa::wrapperCipherAgainstOpenssl() {
-    QFETCH(QByteArray, plain);
-    QFETCH(bool, padding);
-    SecKeyWrapper wrapper(KeyStore(_dir.filePath(QStringLiteral("des"))));
-    const QByteArray key("\x13\x34\x57\x79\x9b\xbc\xdf\xf1", 8);
-    unsigned options =
-        padding ? SecKeyWrapper::kCCOptionPKCS7Padding : SecKeyWrapper::kCCOptionNone;
-    const QByteArray cipher = wrapper.doCipher(plain, key, SecKeyWrapper::kCCEncrypt, &options);
-    QVERIFY2(!cipher.isNull(), qPrintable(wrapper.lastMessage()));
-    QStringList args{"enc",       "-des-cbc",         "-K",        QString::fromLatin1(key.toHex()),
-                     "-iv",       "0000000000000000", "-provider", "legacy",
-                     "-provider", "default"};
-    if (!padding) {
-        args << "-nopad";
-    }
-    const auto reference = cryptotest::run(cryptotest::openssl(), args, plain);
-    QVERIFY2(reference.exitCode == 0, reference.err.constData());
-    QCOMPARE(cipher.toHex(), reference.out.toHex());
-    QCOMPARE(wrapper.doCipher(cipher, key, SecKeyWrapper::kCCDecrypt, &options), plain);
-}
-
-void TestRsa::wrapperCipherMessages_data() {
-    QTest::addColumn<QByteArray>("plain");
-    QTest::addColumn<QByteArray>("key");
-    QTest::addColumn<int>("operation");
-    QTest::addColumn<bool>("withOptions");
-    QTest::addColumn<unsigned>("options");
-    QTest::addColumn<QString>("message");
-    const QByteArray key("12345678");
-    QTest::newRow("nil plaintext")
-        << QByteArray() << key << 0 << true << 1u << "PlainText object cannot be nil.";
-    QTest::newRow("nil key") << QByteArray("x") << QByteArray() << 0 << true << 1u
-                             << "Symmetric key object cannot be nil.";
-    QTest::newRow("no options") << QByteArray("x") << key << 0 << false << 1u
-                                << "CCOptions * pkcs7 cannot be NULL.";
-    QTest::newRow("key size") << QByteArray("x") << QByteArray("1234567") << 0 << true << 1u
-                              << "Disjoint choices for key size.";
-    QTest::newRow("empty plaintext")
-        << QByteArray("") << key << 0 << true << 1u << "Empty plaintext passed in.";
-    QTest::newRow("operation") << QByteArray("x") << key << 7 << true << 1u
-                               << "Invalid CCOperation parameter [7] for cipher context.";
-    QTest::newRow("unpadded partial block") << QByteArray("12345") << key << 0 << true << 0u
-                                            << "Problem with encipherment ccStatus == -4303";
-}
-
-void TestRsa::wrapperCipherMessages() {
-    QFETCH(QByteArray, plain);
-    QFETCH(QByteArray, key);
-    QFETCH(int, operation);
-    QFETCH(bool, withOptions);
-    QFETCH(unsigned, options);
-    QFETCH(QString, message);
-    SecKeyWrapper wrapper(KeyStore(_dir.filePath(QStringLiteral("messages"))));
-    QVERIFY(wrapper.doCipher(plain, key, operation, withOptions ? &options : nullptr).isNull());
-    QCOMPARE(wrapper.lastMessage(), message);
-}
 
 QTEST_GUILESS_MAIN(TestRsa)
 #include "tst_rsa.moc"
