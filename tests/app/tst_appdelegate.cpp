@@ -23,443 +23,7 @@ namespace {
 const QString kLoad = QStringLiteral("kVeskoNotifyLoadXibInZQAssistPanel");
 const QString kName = QStringLiteral("kVeskoPreferencesXibName");
 const QString kSentinel = QStringLiteral("zq-test-sentinel");
-
 }  // namespace
-
-class TestAppDelegate : public QObject {
-    Q_OBJECT
-public:
-    TestAppDelegate()
-        : _posterBus(QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                                   QStringLiteral("zq-test-poster"))) {}
-
-private slots:
-    void initTestCase();
-    void cleanup();
-
-    void launch_data();
-    void launch();
-    void observerIsRegisteredInAnExitingProcess();
-    void everyChannelTakesOnePath_data();
-    void everyChannelTakesOnePath();
-    void repeatedRequestReusesTheWindow();
-    void permissionPagesShareOneWindow();
-    void lastWindowEndsTheProcess();
-    void pageReplacingItsWindowIsNotTheEnd_data();
-    void pageReplacingItsWindowIsNotTheEnd();
-    void missingPageAtStartEndsTheProcess();
-    void missingPageWhileAnotherIsOpenKeepsRunning();
-    void pageModules_data();
-    void pageModules();
-    void resumesDeliveryWhenInactive();
-    void appearanceIsForcedLight();
-
-    void badActionsAreRefused_data();
-    void badActionsAreRefused();
-    void activateShowsOpenWindows();
-    void serviceModeWaitsForTheRequest();
-    void serviceModeRequestForMissingPageEnds();
-    void introspectionMatchesDescription();
-
-private:
-    void start(const QStringList& arguments, const QStringList& missing = {}, bool serve = false);
-    void post(const QVariantMap& payload);
-    // Returns once every notification posted before has been delivered.
-    bool deliverAll();
-    RecordingPage* page(const QString& pageName) const;
-    QDBusMessage callService(const QString& method, const QVariantList& arguments);
-    static bool isCentred(QWidget* window);
-
-    QDBusConnection _posterBus;
-    std::unique_ptr<DistributedNotificationCenter> _poster;
-    std::unique_ptr<DistributedNotificationCenter> _center;
-    std::unique_ptr<ZQAssistConfig> _config;
-    PageLog _log;
-    zq::pagehost::PageRegistry _registry;
-    std::unique_ptr<AppDelegate> _delegate;
-    std::unique_ptr<QSignalSpy> _terminated;
-    int _sentinelsPosted = 0;
-    int _sentinelsSeen = 0;
-};
-
-void TestAppDelegate::initTestCase() {
-    QVERIFY2(QDBusConnection::sessionBus().isConnected(), "the test needs a private session bus");
-    QVERIFY(_posterBus.isConnected());
-    // A system whose version asks for the light appearance.
-    const QString systemRoot = qEnvironmentVariable("ZQ_TEST_ROOT") + QStringLiteral("/system");
-    QVERIFY(platform::Plist::writeFile(
-        systemRoot + QStringLiteral("/System/Library/CoreServices/SystemVersion.plist"),
-        QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.14")},
-                    {QStringLiteral("ProductBuildVersion"), QStringLiteral("18A391")}}));
-    qputenv("VESKO_SYSTEM_ROOT", systemRoot.toUtf8());
-    _poster = std::make_unique<DistributedNotificationCenter>(_posterBus);
-}
-
-void TestAppDelegate::cleanup() {
-    _delegate.reset();
-    _terminated.reset();
-    _center.reset();
-    _config.reset();
-    _log = PageLog{};
-    _sentinelsPosted = _sentinelsSeen = 0;
-    QTRY_VERIFY(!zq::pagehost::hasVisibleWindow());
-}
-
-void TestAppDelegate::start(const QStringList& arguments, const QStringList& missing, bool serve) {
-    _center = std::make_unique<DistributedNotificationCenter>(QDBusConnection::sessionBus());
-    _center->addObserver(this, kSentinel,
-                         [this](const QString&, const QVariantMap&) { ++_sentinelsSeen; });
-    _config = std::make_unique<ZQAssistConfig>();
-    _registry = recordingRegistry(&_log, missing);
-    AppDelegate::Dependencies deps;
-    deps.notificationCenter = _center.get();
-    deps.config = _config.get();
-    deps.registry = &_registry;
-    deps.serveApplicationInterface = serve;
-    _delegate = std::make_unique<AppDelegate>(
-        QStringList{QStringLiteral("/opt/ZQAssistPanel")} + arguments, deps);
-    _terminated = std::make_unique<QSignalSpy>(_delegate.get(), &AppDelegate::terminateRequested);
-    _delegate->applicationDidFinishLaunching();
-}
-
-void TestAppDelegate::post(const QVariantMap& payload) {
-    QVERIFY(_poster->post(kLoad, payload));
-}
-
-bool TestAppDelegate::deliverAll() {
-    ++_sentinelsPosted;
-    _poster->post(kSentinel);
-    return QTest::qWaitFor([this] { return _sentinelsSeen == _sentinelsPosted; }, 10000);
-}
-
-RecordingPage* TestAppDelegate::page(const QString& pageName) const {
-    return static_cast<RecordingPage*>(_delegate->controllerForPage(pageName));
-}
-
-bool TestAppDelegate::isCentred(QWidget* window) {
-    const QPoint centre = window->screen()->availableGeometry().center();
-    return (window->frameGeometry().center() - centre).manhattanLength() <= 2;
-}
-
-QDBusMessage TestAppDelegate::callService(const QString& method, const QVariantList& arguments) {
-    QDBusMessage message = QDBusMessage::createMethodCall(
-        QString::fromLatin1(zq::app::ApplicationService::kServiceName),
-        QString::fromLatin1(zq::app::ApplicationService::kObjectPath),
-        QStringLiteral("org.freedesktop.Application"), method);
-    message.setArguments(arguments);
-    QDBusPendingCallWatcher watcher(_posterBus.asyncCall(message));
-    QSignalSpy finished(&watcher, &QDBusPendingCallWatcher::finished);
-    if (!watcher.isFinished()) {
-        finished.wait(10000);
-    }
-    return watcher.reply();
-}
-
-// ---------------------------------------------------------------------------
-
-void TestAppDelegate::launch_data() {
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("shownPage");  // "" = the process ends with status 0
-    QTest::addColumn<bool>("activated");
-    QTest::addColumn<bool>("centred");
-
-    QTest::newRow("no arguments") << QStringList{} << "" << false << false;
-    QTest::newRow("no page name") << QStringList{"-zqabout"} << "" << false << false;
-    QTest::newRow("about") << QStringList{"-ZQAbout"} << "ZQAbout" << true << true;
-    QTest::newRow("update detail is not activated")
-        << QStringList{"-ZQUpdateDetail", "-/p.pkg"} << "ZQUpdateDetail" << false << false;
-    QTest::newRow("feedback") << QStringList{"-ZQFeedbackWindowController"}
-                              << "ZQFeedbackWindowController" << true << false;
-}
-
-void TestAppDelegate::launch() {
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, shownPage);
-    QFETCH(bool, activated);
-    QFETCH(bool, centred);
-
-    start(arguments);
-    if (shownPage.isEmpty()) {
-        QCOMPARE(_terminated->count(), 1);
-        QCOMPARE(_terminated->first().first().toInt(), 0);
-        QVERIFY(_log.created.isEmpty());
-        QVERIFY(!zq::pagehost::hasVisibleWindow());
-        return;
-    }
-    RecordingPage* shown = page(shownPage);
-    QVERIFY(shown);
-    QCOMPARE(_log.created.size(), 1);
-    QCOMPARE(shown->events, QStringList{QStringLiteral("show ") + shownPage});
-    QVERIFY(shown->window()->isVisible());
-    if (activated) {
-        QTRY_VERIFY(shown->window()->isActiveWindow());
-    } else {
-        QVERIFY(QTest::qWaitForWindowExposed(shown->window()));
-        QVERIFY(!shown->window()->isActiveWindow());
-    }
-    if (centred) {
-        QVERIFY(isCentred(shown->window()));
-    }
-    QCOMPARE(_terminated->count(), 0);
-}
-
-void TestAppDelegate::observerIsRegisteredInAnExitingProcess() {
-    start({});
-    QCOMPARE(_terminated->count(), 1);
-    post({{kName, QStringLiteral("ZQAbout")}});
-    QTRY_VERIFY(page(QStringLiteral("ZQAbout")) && page(QStringLiteral("ZQAbout"))->shows() == 1);
-}
-
-void TestAppDelegate::everyChannelTakesOnePath_data() {
-    QTest::addColumn<QString>("channel");
-    QTest::newRow("load notification") << "notification";
-    QTest::newRow("application action") << "action";
-    QTest::newRow("application address") << "open";
-}
-
-void TestAppDelegate::everyChannelTakesOnePath() {
-    QFETCH(QString, channel);
-    start({QStringLiteral("-ZQUpdateDetail")}, {}, true);
-    RecordingPage* update = page(QStringLiteral("ZQUpdateDetail"));
-    QVERIFY(update);
-
-    // A request for the open page, then one that makes a new page.
-    for (const QString& target : {QStringLiteral("ZQUpdateDetail"), QStringLiteral("ZQAbout")}) {
-        if (channel == QLatin1String("notification")) {
-            post({{kName, target}, {"UpdateMode", "Silent"}});
-            QVERIFY(deliverAll());
-        } else if (channel == QLatin1String("action")) {
-            const QVariantMap parameter{{"UpdateMode", "Silent"}};
-            QCOMPARE(callService(QStringLiteral("ActivateAction"),
-                                 {target, QVariantList{QVariant(parameter)}, QVariantMap{}})
-                         .type(),
-                     QDBusMessage::ReplyMessage);
-        } else {
-            QCOMPARE(callService(QStringLiteral("Open"),
-                                 {QStringList{QStringLiteral("zqassistpanel:") + target +
-                                              QStringLiteral("?UpdateMode=Silent")},
-                                  QVariantMap{}})
-                         .type(),
-                     QDBusMessage::ReplyMessage);
-        }
-    }
-    // The parameters were stored before the open page saw the request, and
-    // the page made by a request does not also see it as a later request.
-    QCOMPARE(_config->objectForKey("UpdateMode"), QVariant("Silent"));
-    QCOMPARE(update->events, (QStringList{"show ZQUpdateDetail", "show ZQUpdateDetail",
-                                          "request ZQUpdateDetail", "request ZQAbout"}));
-    QCOMPARE(page(QStringLiteral("ZQAbout"))->events, QStringList{"show ZQAbout"});
-    QVERIFY(isCentred(page(QStringLiteral("ZQAbout"))->window()));
-}
-
-void TestAppDelegate::repeatedRequestReusesTheWindow() {
-    start({QStringLiteral("-ZQAbout")});
-    RecordingPage* about = page(QStringLiteral("ZQAbout"));
-    QVERIFY(about);
-    QWidget* window = about->window();
-    window->move(window->screen()->availableGeometry().topLeft());
-    QVERIFY(!isCentred(window));
-
-    post({{kName, QStringLiteral("ZQAbout")}});
-    QTRY_COMPARE(about->shows(), 2);
-    QCOMPARE(page(QStringLiteral("ZQAbout")), about);
-    QCOMPARE(_log.created.value(QStringLiteral("ZQAboutWindowController")), 1);
-    QVERIFY(isCentred(window));
-    int visible = 0;
-    for (QWidget* w : QApplication::topLevelWidgets()) {
-        visible += w->isVisible() ? 1 : 0;
-    }
-    QCOMPARE(visible, 1);
-}
-
-void TestAppDelegate::permissionPagesShareOneWindow() {
-    start({QStringLiteral("-ZQContactAuthorize")});
-    RecordingPage* permission = page(QStringLiteral("ZQContactAuthorize"));
-    QVERIFY(permission);
-    post({{kName, QStringLiteral("ZQAccesAuthorize")}, {"AccesAction", "1"}, {"AccesType", "2"}});
-    post({{kName, QStringLiteral("ZQAuthorize")}, {"ZQAuthorizeType", "5"}});
-    QTRY_COMPARE(permission->shows(), 3);
-    QCOMPARE(page(QStringLiteral("ZQAccesAuthorize")), permission);
-    QCOMPARE(page(QStringLiteral("ZQAuthorize")), permission);
-    QCOMPARE(_log.created.value(QStringLiteral("ZQAccesAuthorize")), 1);
-    QCOMPARE(permission->events.filter(QStringLiteral("show ")),
-             (QStringList{"show ZQContactAuthorize", "show ZQAccesAuthorize", "show ZQAuthorize"}));
-}
-
-void TestAppDelegate::lastWindowEndsTheProcess() {
-    start({QStringLiteral("-ZQAbout")});
-    post({{kName, QStringLiteral("ZQFeedbackWindowController")}});
-    QTRY_VERIFY(page(QStringLiteral("ZQFeedbackWindowController")));
-    QWidget* about = page(QStringLiteral("ZQAbout"))->window();
-    QWidget* feedback = page(QStringLiteral("ZQFeedbackWindowController"))->window();
-
-    QVERIFY(about->close());
-    QTRY_VERIFY(!_delegate->lastWindowCheckPending());
-    QCOMPARE(_terminated->count(), 0);
-
-    QVERIFY(feedback->close());
-    QTRY_COMPARE(_terminated->count(), 1);
-    QCOMPARE(_terminated->first().first().toInt(), 0);
-    // The controllers outlive their windows.
-    QVERIFY(page(QStringLiteral("ZQAbout")));
-}
-
-void TestAppDelegate::pageReplacingItsWindowIsNotTheEnd_data() {
-    QTest::addColumn<bool>("queued");
-    QTest::newRow("in the same call") << false;
-    QTest::newRow("on the next turn") << true;
-}
-
-void TestAppDelegate::pageReplacingItsWindowIsNotTheEnd() {
-    QFETCH(bool, queued);
-    start({QStringLiteral("-ZQAbout")});
-    QWidget* about = page(QStringLiteral("ZQAbout"))->window();
-    AppDelegate* delegate = _delegate.get();
-    about->close();
-    if (queued) {
-        QTimer::singleShot(0, delegate, [delegate] { delegate->loadXibName("ZQDebugMode"); });
-    } else {
-        delegate->loadXibName(QStringLiteral("ZQDebugMode"));
-    }
-    QTRY_VERIFY(page(QStringLiteral("ZQDebugMode")) &&
-                page(QStringLiteral("ZQDebugMode"))->window()->isVisible());
-    QTRY_VERIFY(!_delegate->lastWindowCheckPending());
-    QCOMPARE(_terminated->count(), 0);
-}
-
-void TestAppDelegate::missingPageAtStartEndsTheProcess() {
-    start({QStringLiteral("-ZQAbout")}, {QStringLiteral("ZQAboutWindowController")});
-    QVERIFY(!page(QStringLiteral("ZQAbout")));
-    QTRY_COMPARE(_terminated->count(), 1);
-    QCOMPARE(_terminated->first().first().toInt(), 0);
-}
-
-void TestAppDelegate::missingPageWhileAnotherIsOpenKeepsRunning() {
-    start({QStringLiteral("-ZQFeedbackWindowController")},
-          {QStringLiteral("ZQAboutWindowController")});
-    post({{kName, QStringLiteral("ZQAbout")}});
-    QVERIFY(deliverAll());
-    QTRY_VERIFY(!_delegate->lastWindowCheckPending());
-    QCOMPARE(_terminated->count(), 0);
-    QVERIFY(page(QStringLiteral("ZQFeedbackWindowController"))->window()->isVisible());
-}
-
-void TestAppDelegate::pageModules_data() {
-    QTest::addColumn<QString>("moduleFile");  // what sits at <folder>/ZQUpdateDetail.so
-    QTest::addColumn<bool>("loads");
-    QTest::newRow("the update detail module") << "ZQUpdateDetail.so" << true;
-    QTest::newRow("no module") << "" << false;
-    QTest::newRow("a file that is no module") << "garbage" << false;
-    QTest::newRow("a module of other controllers") << "ZQChangeLogView.so" << false;
-}
-
-void TestAppDelegate::pageModules() {
-    QFETCH(QString, moduleFile);
-    QFETCH(bool, loads);
-    QTemporaryDir folder;
-    const QString target = folder.filePath(QStringLiteral("ZQUpdateDetail.so"));
-    if (moduleFile == QLatin1String("garbage")) {
-        QFile file(target);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(
-            "\x7f"
-            "ELF but not really");
-    } else if (!moduleFile.isEmpty()) {
-        const QString built =
-            moduleFile == QLatin1String("ZQChangeLogView.so")
-                ? QStringLiteral(ZQ_BINARY_DIR "/PlugIns/ZQChangeLogView.so")
-                : QStringLiteral(ZQ_BINARY_DIR "/PlugIns/pages/ZQUpdateDetail.so");
-        QVERIFY2(QFile::link(built, target), qPrintable(built));
-    }
-    const zq::pagehost::PageRegistry registry(folder.path());
-    QString error;
-    std::unique_ptr<ZQPageController> controller =
-        registry.create(QStringLiteral("ZQUpdateDetail"), &error);
-    QCOMPARE(bool(controller), loads);
-    if (loads) {
-        QVERIFY(controller->window());
-        QCOMPARE(controller->window()->objectName(), QStringLiteral("ZQUpdateDetail"));
-    } else {
-        QVERIFY(!error.isEmpty());
-    }
-}
-
-void TestAppDelegate::resumesDeliveryWhenInactive() {
-    start({QStringLiteral("-ZQAbout")});
-    _center->setSuspended(true);
-    post({{kName, QStringLiteral("ZQAbout")}});
-    _delegate->applicationDidResignActive();
-    QVERIFY(!_center->isSuspended());
-    QTRY_COMPARE(page(QStringLiteral("ZQAbout"))->shows(), 2);
-}
-
-void TestAppDelegate::appearanceIsForcedLight() {
-    start({QStringLiteral("-ZQAbout")});
-    QCOMPARE(QApplication::style()->name().toLower(), QStringLiteral("fusion"));
-    const QPalette standard = QApplication::style()->standardPalette();
-    QCOMPARE(QApplication::palette().color(QPalette::Window), standard.color(QPalette::Window));
-    QVERIFY(QApplication::palette().color(QPalette::Window).lightness() > 200);
-}
-
-// ---------------------------------------------------------------------------
-
-void TestAppDelegate::badActionsAreRefused_data() {
-    QTest::addColumn<QString>("action");
-    QTest::addColumn<QVariantList>("parameter");
-    QTest::newRow("unknown action") << "ZQPreferences" << QVariantList{};
-    QTest::newRow("page name in lower case") << "zqabout" << QVariantList{};
-    QTest::newRow("parameter not a dictionary") << "ZQAbout" << QVariantList{QVariant("x")};
-}
-
-void TestAppDelegate::badActionsAreRefused() {
-    QFETCH(QString, action);
-    QFETCH(QVariantList, parameter);
-    start({QStringLiteral("-ZQFeedbackWindowController")}, {}, true);
-    const QDBusMessage reply =
-        callService(QStringLiteral("ActivateAction"), {action, parameter, QVariantMap{}});
-    QCOMPARE(reply.type(), QDBusMessage::ErrorMessage);
-    QCOMPARE(reply.errorName(), QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"));
-    QCOMPARE(_log.created.size(), 1);
-    QVERIFY(_config->userData().isEmpty());
-}
-
-void TestAppDelegate::activateShowsOpenWindows() {
-    start({QStringLiteral("-ZQFeedbackWindowController")}, {}, true);
-    _delegate->loadXibName(QStringLiteral("ZQAuthorize"));
-    RecordingPage* feedback = page(QStringLiteral("ZQFeedbackWindowController"));
-    RecordingPage* permission = page(QStringLiteral("ZQAuthorize"));
-    const QDBusMessage reply = callService(QStringLiteral("Activate"), {QVariantMap{}});
-    QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
-    QVERIFY(feedback->window()->isVisible());
-    QVERIFY(permission->window()->isVisible());
-    QVERIFY(!page(QStringLiteral("ZQAbout")));
-}
-
-void TestAppDelegate::serviceModeWaitsForTheRequest() {
-    start({QString::fromLatin1(AppDelegate::kServiceModeArgument)}, {}, true);
-    QCoreApplication::processEvents();
-    QCOMPARE(_terminated->count(), 0);
-    const QDBusMessage reply = callService(QStringLiteral("Activate"), {QVariantMap{}});
-    QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
-    QVERIFY(page(QStringLiteral("ZQAbout")));
-    QVERIFY(page(QStringLiteral("ZQAbout"))->window()->isVisible());
-    QTRY_VERIFY(!_delegate->lastWindowCheckPending());
-    QCOMPARE(_terminated->count(), 0);
-    // Then the ordinary rule: the last window closes, the process ends.
-    page(QStringLiteral("ZQAbout"))->window()->close();
-    QTRY_COMPARE(_terminated->count(), 1);
-}
-
-void TestAppDelegate::serviceModeRequestForMissingPageEnds() {
-    start({QString::fromLatin1(AppDelegate::kServiceModeArgument)},
-          {QStringLiteral("ZQAboutWindowController")}, true);
-    const QDBusMessage reply =
-        callService(QStringLiteral("ActivateAction"),
-                    {QStringLiteral("ZQAbout"), QVariantList{}, QVariantMap{}});
-    QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
-    QTRY_COMPARE(_terminated->count(), 1);
-    QCOMPARE(_terminated->first().first().toInt(), 0);
-}
 
 namespace {
 
@@ -490,26 +54,428 @@ QMap<QString, QStringList> applicationMethods(const QByteArray& xml) {
     }
     return methods;
 }
-
 }  // namespace
 
-void TestAppDelegate::introspectionMatchesDescription() {
-    start({QStringLiteral("-ZQFeedbackWindowController")}, {}, true);
-    QDBusMessage message = QDBusMessage::createMethodCall(
-        QStringLiteral("com.vesko.ZQAssistPanel"), QStringLiteral("/com/vesko/ZQAssistPanel"),
-        QStringLiteral("org.freedesktop.DBus.Introspectable"), QStringLiteral("Introspect"));
-    QDBusPendingCallWatcher watcher(_posterBus.asyncCall(message));
-    QSignalSpy finished(&watcher, &QDBusPendingCallWatcher::finished);
-    QVERIFY(watcher.isFinished() || finished.wait(10000));
-    const QDBusMessage reply = watcher.reply();
-    QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
-    const auto served = applicationMethods(reply.arguments().value(0).toString().toUtf8());
+class TestAppDelegate : public QObject {
+    Q_OBJECT
+public:
+    TestAppDelegate()
+        : _posterBus(QDBusConnection::connectToBus(QDBusConnection::SessionBus,
+                                                   QStringLiteral("zq-test-poster"))) {}
 
-    QFile description(QStringLiteral(ZQ_SOURCE_DIR "/app/dbus/org.freedesktop.Application.xml"));
-    QVERIFY(description.open(QIODevice::ReadOnly));
-    const auto described = applicationMethods(description.readAll());
-    QCOMPARE(described.size(), 3);
-    QCOMPARE(served, described);
+private slots:
+    void initTestCase() {
+        QVERIFY2(QDBusConnection::sessionBus().isConnected(),
+                 "the test needs a private session bus");
+        QVERIFY(_posterBus.isConnected());
+        // A system whose version asks for the light appearance.
+        const QString systemRoot = qEnvironmentVariable("ZQ_TEST_ROOT") + QStringLiteral("/system");
+        QVERIFY(platform::Plist::writeFile(
+            systemRoot + QStringLiteral("/System/Library/CoreServices/SystemVersion.plist"),
+            QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.14")},
+                        {QStringLiteral("ProductBuildVersion"), QStringLiteral("18A391")}}));
+        qputenv("VESKO_SYSTEM_ROOT", systemRoot.toUtf8());
+        _poster = std::make_unique<DistributedNotificationCenter>(_posterBus);
+    }
+
+    void cleanup() {
+        _delegate.reset();
+        _terminated.reset();
+        _center.reset();
+        _config.reset();
+        _log = PageLog{};
+        _sentinelsPosted = _sentinelsSeen = 0;
+        QTRY_VERIFY(!zq::pagehost::hasVisibleWindow());
+    }
+
+    void launch_data() {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("shownPage");  // "" = the process ends with status 0
+        QTest::addColumn<bool>("activated");
+        QTest::addColumn<bool>("centred");
+
+        QTest::newRow("no arguments") << QStringList{} << "" << false << false;
+        QTest::newRow("no page name") << QStringList{"-zqabout"} << "" << false << false;
+        QTest::newRow("about") << QStringList{"-ZQAbout"} << "ZQAbout" << true << true;
+        QTest::newRow("update detail is not activated")
+            << QStringList{"-ZQUpdateDetail", "-/p.pkg"} << "ZQUpdateDetail" << false << false;
+        QTest::newRow("feedback") << QStringList{"-ZQFeedbackWindowController"}
+                                  << "ZQFeedbackWindowController" << true << false;
+    }
+
+    void launch() {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, shownPage);
+        QFETCH(bool, activated);
+        QFETCH(bool, centred);
+
+        start(arguments);
+        if (shownPage.isEmpty()) {
+            QCOMPARE(_terminated->count(), 1);
+            QCOMPARE(_terminated->first().first().toInt(), 0);
+            QVERIFY(_log.created.isEmpty());
+            QVERIFY(!zq::pagehost::hasVisibleWindow());
+            return;
+        }
+        RecordingPage* shown = page(shownPage);
+        QVERIFY(shown);
+        QCOMPARE(_log.created.size(), 1);
+        QCOMPARE(shown->events, QStringList{QStringLiteral("show ") + shownPage});
+        QVERIFY(shown->window()->isVisible());
+        if (activated) {
+            QTRY_VERIFY(shown->window()->isActiveWindow());
+        } else {
+            QVERIFY(QTest::qWaitForWindowExposed(shown->window()));
+            QVERIFY(!shown->window()->isActiveWindow());
+        }
+        if (centred) {
+            QVERIFY(isCentred(shown->window()));
+        }
+        QCOMPARE(_terminated->count(), 0);
+    }
+
+    void observerIsRegisteredInAnExitingProcess() {
+        start({});
+        QCOMPARE(_terminated->count(), 1);
+        post({{kName, QStringLiteral("ZQAbout")}});
+        QTRY_VERIFY(page(QStringLiteral("ZQAbout")) &&
+                    page(QStringLiteral("ZQAbout"))->shows() == 1);
+    }
+
+    void everyChannelTakesOnePath_data() {
+        QTest::addColumn<QString>("channel");
+        QTest::newRow("load notification") << "notification";
+        QTest::newRow("application action") << "action";
+        QTest::newRow("application address") << "open";
+    }
+
+    void everyChannelTakesOnePath() {
+        QFETCH(QString, channel);
+        start({QStringLiteral("-ZQUpdateDetail")}, {}, true);
+        RecordingPage* update = page(QStringLiteral("ZQUpdateDetail"));
+        QVERIFY(update);
+
+        // A request for the open page, then one that makes a new page.
+        for (const QString& target :
+             {QStringLiteral("ZQUpdateDetail"), QStringLiteral("ZQAbout")}) {
+            if (channel == QLatin1String("notification")) {
+                post({{kName, target}, {"UpdateMode", "Silent"}});
+                QVERIFY(deliverAll());
+            } else if (channel == QLatin1String("action")) {
+                const QVariantMap parameter{{"UpdateMode", "Silent"}};
+                QCOMPARE(callService(QStringLiteral("ActivateAction"),
+                                     {target, QVariantList{QVariant(parameter)}, QVariantMap{}})
+                             .type(),
+                         QDBusMessage::ReplyMessage);
+            } else {
+                QCOMPARE(callService(QStringLiteral("Open"),
+                                     {QStringList{QStringLiteral("zqassistpanel:") + target +
+                                                  QStringLiteral("?UpdateMode=Silent")},
+                                      QVariantMap{}})
+                             .type(),
+                         QDBusMessage::ReplyMessage);
+            }
+        }
+        // The parameters were stored before the open page saw the request, and
+        // the page made by a request does not also see it as a later request.
+        QCOMPARE(_config->objectForKey("UpdateMode"), QVariant("Silent"));
+        QCOMPARE(update->events, (QStringList{"show ZQUpdateDetail", "show ZQUpdateDetail",
+                                              "request ZQUpdateDetail", "request ZQAbout"}));
+        QCOMPARE(page(QStringLiteral("ZQAbout"))->events, QStringList{"show ZQAbout"});
+        QVERIFY(isCentred(page(QStringLiteral("ZQAbout"))->window()));
+    }
+
+    void repeatedRequestReusesTheWindow() {
+        start({QStringLiteral("-ZQAbout")});
+        RecordingPage* about = page(QStringLiteral("ZQAbout"));
+        QVERIFY(about);
+        QWidget* window = about->window();
+        window->move(window->screen()->availableGeometry().topLeft());
+        QVERIFY(!isCentred(window));
+
+        post({{kName, QStringLiteral("ZQAbout")}});
+        QTRY_COMPARE(about->shows(), 2);
+        QCOMPARE(page(QStringLiteral("ZQAbout")), about);
+        QCOMPARE(_log.created.value(QStringLiteral("ZQAboutWindowController")), 1);
+        QVERIFY(isCentred(window));
+        int visible = 0;
+        for (QWidget* w : QApplication::topLevelWidgets()) {
+            visible += w->isVisible() ? 1 : 0;
+        }
+        QCOMPARE(visible, 1);
+    }
+
+    void permissionPagesShareOneWindow() {
+        start({QStringLiteral("-ZQContactAuthorize")});
+        RecordingPage* permission = page(QStringLiteral("ZQContactAuthorize"));
+        QVERIFY(permission);
+        post({{kName, QStringLiteral("ZQAccesAuthorize")},
+              {"AccesAction", "1"},
+              {"AccesType", "2"}});
+        post({{kName, QStringLiteral("ZQAuthorize")}, {"ZQAuthorizeType", "5"}});
+        QTRY_COMPARE(permission->shows(), 3);
+        QCOMPARE(page(QStringLiteral("ZQAccesAuthorize")), permission);
+        QCOMPARE(page(QStringLiteral("ZQAuthorize")), permission);
+        QCOMPARE(_log.created.value(QStringLiteral("ZQAccesAuthorize")), 1);
+        QCOMPARE(
+            permission->events.filter(QStringLiteral("show ")),
+            (QStringList{"show ZQContactAuthorize", "show ZQAccesAuthorize", "show ZQAuthorize"}));
+    }
+
+    void lastWindowEndsTheProcess() {
+        start({QStringLiteral("-ZQAbout")});
+        post({{kName, QStringLiteral("ZQFeedbackWindowController")}});
+        QTRY_VERIFY(page(QStringLiteral("ZQFeedbackWindowController")));
+        QWidget* about = page(QStringLiteral("ZQAbout"))->window();
+        QWidget* feedback = page(QStringLiteral("ZQFeedbackWindowController"))->window();
+
+        QVERIFY(about->close());
+        QTRY_VERIFY(!_delegate->lastWindowCheckPending());
+        QCOMPARE(_terminated->count(), 0);
+
+        QVERIFY(feedback->close());
+        QTRY_COMPARE(_terminated->count(), 1);
+        QCOMPARE(_terminated->first().first().toInt(), 0);
+        // The controllers outlive their windows.
+        QVERIFY(page(QStringLiteral("ZQAbout")));
+    }
+
+    void pageReplacingItsWindowIsNotTheEnd_data() {
+        QTest::addColumn<bool>("queued");
+        QTest::newRow("in the same call") << false;
+        QTest::newRow("on the next turn") << true;
+    }
+
+    void pageReplacingItsWindowIsNotTheEnd() {
+        QFETCH(bool, queued);
+        start({QStringLiteral("-ZQAbout")});
+        QWidget* about = page(QStringLiteral("ZQAbout"))->window();
+        AppDelegate* delegate = _delegate.get();
+        about->close();
+        if (queued) {
+            QTimer::singleShot(0, delegate, [delegate] { delegate->loadXibName("ZQDebugMode"); });
+        } else {
+            delegate->loadXibName(QStringLiteral("ZQDebugMode"));
+        }
+        QTRY_VERIFY(page(QStringLiteral("ZQDebugMode")) &&
+                    page(QStringLiteral("ZQDebugMode"))->window()->isVisible());
+        QTRY_VERIFY(!_delegate->lastWindowCheckPending());
+        QCOMPARE(_terminated->count(), 0);
+    }
+
+    void missingPageAtStartEndsTheProcess() {
+        start({QStringLiteral("-ZQAbout")}, {QStringLiteral("ZQAboutWindowController")});
+        QVERIFY(!page(QStringLiteral("ZQAbout")));
+        QTRY_COMPARE(_terminated->count(), 1);
+        QCOMPARE(_terminated->first().first().toInt(), 0);
+    }
+
+    void missingPageWhileAnotherIsOpenKeepsRunning() {
+        start({QStringLiteral("-ZQFeedbackWindowController")},
+              {QStringLiteral("ZQAboutWindowController")});
+        post({{kName, QStringLiteral("ZQAbout")}});
+        QVERIFY(deliverAll());
+        QTRY_VERIFY(!_delegate->lastWindowCheckPending());
+        QCOMPARE(_terminated->count(), 0);
+        QVERIFY(page(QStringLiteral("ZQFeedbackWindowController"))->window()->isVisible());
+    }
+
+    void pageModules_data() {
+        QTest::addColumn<QString>("moduleFile");  // what sits at <folder>/ZQUpdateDetail.so
+        QTest::addColumn<bool>("loads");
+        QTest::newRow("the update detail module") << "ZQUpdateDetail.so" << true;
+        QTest::newRow("no module") << "" << false;
+        QTest::newRow("a file that is no module") << "garbage" << false;
+        QTest::newRow("a module of other controllers") << "ZQChangeLogView.so" << false;
+    }
+
+    void pageModules() {
+        QFETCH(QString, moduleFile);
+        QFETCH(bool, loads);
+        QTemporaryDir folder;
+        const QString target = folder.filePath(QStringLiteral("ZQUpdateDetail.so"));
+        if (moduleFile == QLatin1String("garbage")) {
+            QFile file(target);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(
+                "\x7f"
+                "ELF but not really");
+        } else if (!moduleFile.isEmpty()) {
+            const QString built =
+                moduleFile == QLatin1String("ZQChangeLogView.so")
+                    ? QStringLiteral(ZQ_BINARY_DIR "/PlugIns/ZQChangeLogView.so")
+                    : QStringLiteral(ZQ_BINARY_DIR "/PlugIns/pages/ZQUpdateDetail.so");
+            QVERIFY2(QFile::link(built, target), qPrintable(built));
+        }
+        const zq::pagehost::PageRegistry registry(folder.path());
+        QString error;
+        std::unique_ptr<ZQPageController> controller =
+            registry.create(QStringLiteral("ZQUpdateDetail"), &error);
+        QCOMPARE(bool(controller), loads);
+        if (loads) {
+            QVERIFY(controller->window());
+            QCOMPARE(controller->window()->objectName(), QStringLiteral("ZQUpdateDetail"));
+        } else {
+            QVERIFY(!error.isEmpty());
+        }
+    }
+
+    void resumesDeliveryWhenInactive() {
+        start({QStringLiteral("-ZQAbout")});
+        _center->setSuspended(true);
+        post({{kName, QStringLiteral("ZQAbout")}});
+        _delegate->applicationDidResignActive();
+        QVERIFY(!_center->isSuspended());
+        QTRY_COMPARE(page(QStringLiteral("ZQAbout"))->shows(), 2);
+    }
+
+    void appearanceIsForcedLight() {
+        start({QStringLiteral("-ZQAbout")});
+        QCOMPARE(QApplication::style()->name().toLower(), QStringLiteral("fusion"));
+        const QPalette standard = QApplication::style()->standardPalette();
+        QCOMPARE(QApplication::palette().color(QPalette::Window), standard.color(QPalette::Window));
+        QVERIFY(QApplication::palette().color(QPalette::Window).lightness() > 200);
+    }
+
+    void badActionsAreRefused_data() {
+        QTest::addColumn<QString>("action");
+        QTest::addColumn<QVariantList>("parameter");
+        QTest::newRow("unknown action") << "ZQPreferences" << QVariantList{};
+        QTest::newRow("page name in lower case") << "zqabout" << QVariantList{};
+        QTest::newRow("parameter not a dictionary") << "ZQAbout" << QVariantList{QVariant("x")};
+    }
+
+    void badActionsAreRefused() {
+        QFETCH(QString, action);
+        QFETCH(QVariantList, parameter);
+        start({QStringLiteral("-ZQFeedbackWindowController")}, {}, true);
+        const QDBusMessage reply =
+            callService(QStringLiteral("ActivateAction"), {action, parameter, QVariantMap{}});
+        QCOMPARE(reply.type(), QDBusMessage::ErrorMessage);
+        QCOMPARE(reply.errorName(), QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"));
+        QCOMPARE(_log.created.size(), 1);
+        QVERIFY(_config->userData().isEmpty());
+    }
+
+    void activateShowsOpenWindows() {
+        start({QStringLiteral("-ZQFeedbackWindowController")}, {}, true);
+        _delegate->loadXibName(QStringLiteral("ZQAuthorize"));
+        RecordingPage* feedback = page(QStringLiteral("ZQFeedbackWindowController"));
+        RecordingPage* permission = page(QStringLiteral("ZQAuthorize"));
+        const QDBusMessage reply = callService(QStringLiteral("Activate"), {QVariantMap{}});
+        QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
+        QVERIFY(feedback->window()->isVisible());
+        QVERIFY(permission->window()->isVisible());
+        QVERIFY(!page(QStringLiteral("ZQAbout")));
+    }
+
+    void serviceModeWaitsForTheRequest() {
+        start({QString::fromLatin1(AppDelegate::kServiceModeArgument)}, {}, true);
+        QCoreApplication::processEvents();
+        QCOMPARE(_terminated->count(), 0);
+        const QDBusMessage reply = callService(QStringLiteral("Activate"), {QVariantMap{}});
+        QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
+        QVERIFY(page(QStringLiteral("ZQAbout")));
+        QVERIFY(page(QStringLiteral("ZQAbout"))->window()->isVisible());
+        QTRY_VERIFY(!_delegate->lastWindowCheckPending());
+        QCOMPARE(_terminated->count(), 0);
+        // Then the ordinary rule: the last window closes, the process ends.
+        page(QStringLiteral("ZQAbout"))->window()->close();
+        QTRY_COMPARE(_terminated->count(), 1);
+    }
+
+    void serviceModeRequestForMissingPageEnds() {
+        start({QString::fromLatin1(AppDelegate::kServiceModeArgument)},
+              {QStringLiteral("ZQAboutWindowController")}, true);
+        const QDBusMessage reply =
+            callService(QStringLiteral("ActivateAction"),
+                        {QStringLiteral("ZQAbout"), QVariantList{}, QVariantMap{}});
+        QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
+        QTRY_COMPARE(_terminated->count(), 1);
+        QCOMPARE(_terminated->first().first().toInt(), 0);
+    }
+
+    void introspectionMatchesDescription() {
+        start({QStringLiteral("-ZQFeedbackWindowController")}, {}, true);
+        QDBusMessage message = QDBusMessage::createMethodCall(
+            QStringLiteral("com.vesko.ZQAssistPanel"), QStringLiteral("/com/vesko/ZQAssistPanel"),
+            QStringLiteral("org.freedesktop.DBus.Introspectable"), QStringLiteral("Introspect"));
+        QDBusPendingCallWatcher watcher(_posterBus.asyncCall(message));
+        QSignalSpy finished(&watcher, &QDBusPendingCallWatcher::finished);
+        QVERIFY(watcher.isFinished() || finished.wait(10000));
+        const QDBusMessage reply = watcher.reply();
+        QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
+        const auto served = applicationMethods(reply.arguments().value(0).toString().toUtf8());
+
+        QFile description(
+            QStringLiteral(ZQ_SOURCE_DIR "/app/dbus/org.freedesktop.Application.xml"));
+        QVERIFY(description.open(QIODevice::ReadOnly));
+        const auto described = applicationMethods(description.readAll());
+        QCOMPARE(described.size(), 3);
+        QCOMPARE(served, described);
+    }
+
+private:
+    void start(const QStringList& arguments, const QStringList& missing = {}, bool serve = false);
+    void post(const QVariantMap& payload) { QVERIFY(_poster->post(kLoad, payload)); }
+
+    // Returns once every notification posted before has been delivered.
+    bool deliverAll() {
+        ++_sentinelsPosted;
+        _poster->post(kSentinel);
+        return QTest::qWaitFor([this] { return _sentinelsSeen == _sentinelsPosted; }, 10000);
+    }
+
+    RecordingPage* page(const QString& pageName) const {
+        return static_cast<RecordingPage*>(_delegate->controllerForPage(pageName));
+    }
+
+    QDBusMessage callService(const QString& method, const QVariantList& arguments) {
+        QDBusMessage message = QDBusMessage::createMethodCall(
+            QString::fromLatin1(zq::app::ApplicationService::kServiceName),
+            QString::fromLatin1(zq::app::ApplicationService::kObjectPath),
+            QStringLiteral("org.freedesktop.Application"), method);
+        message.setArguments(arguments);
+        QDBusPendingCallWatcher watcher(_posterBus.asyncCall(message));
+        QSignalSpy finished(&watcher, &QDBusPendingCallWatcher::finished);
+        if (!watcher.isFinished()) {
+            finished.wait(10000);
+        }
+        return watcher.reply();
+    }
+
+    bool isCentred(QWidget* window) {
+        const QPoint centre = window->screen()->availableGeometry().center();
+        return (window->frameGeometry().center() - centre).manhattanLength() <= 2;
+    }
+
+    QDBusConnection _posterBus;
+    std::unique_ptr<DistributedNotificationCenter> _poster;
+    std::unique_ptr<DistributedNotificationCenter> _center;
+    std::unique_ptr<ZQAssistConfig> _config;
+    PageLog _log;
+    zq::pagehost::PageRegistry _registry;
+    std::unique_ptr<AppDelegate> _delegate;
+    std::unique_ptr<QSignalSpy> _terminated;
+    int _sentinelsPosted = 0;
+    int _sentinelsSeen = 0;
+};
+
+void TestAppDelegate::start(const QStringList& arguments, const QStringList& missing, bool serve) {
+    _center = std::make_unique<DistributedNotificationCenter>(QDBusConnection::sessionBus());
+    _center->addObserver(this, kSentinel,
+                         [this](const QString&, const QVariantMap&) { ++_sentinelsSeen; });
+    _config = std::make_unique<ZQAssistConfig>();
+    _registry = recordingRegistry(&_log, missing);
+    AppDelegate::Dependencies deps;
+    deps.notificationCenter = _center.get();
+    deps.config = _config.get();
+    deps.registry = &_registry;
+    deps.serveApplicationInterface = serve;
+    _delegate = std::make_unique<AppDelegate>(
+        QStringList{QStringLiteral("/opt/ZQAssistPanel")} + arguments, deps);
+    _terminated = std::make_unique<QSignalSpy>(_delegate.get(), &AppDelegate::terminateRequested);
+    _delegate->applicationDidFinishLaunching();
 }
 
 int main(int argc, char* argv[]) {
