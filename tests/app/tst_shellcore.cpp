@@ -22,157 +22,153 @@ void compareStore(const ZQAssistConfig& config, const QVariantMap& expected) {
                             QString::fromLatin1(value.typeName()) + u' ' + value.toString()));
     }
 }
-
 }  // namespace
 
 class TestShellCore : public QObject {
     Q_OBJECT
 private slots:
-    void configStore();
-    void argumentDictionary_data();
-    void argumentDictionary();
-    void launch_data();
-    void launch();
-    void payload_data();
-    void payload();
-};
-
-void TestShellCore::configStore() {
-    ZQAssistConfig config;
-    QVERIFY(!config.objectForKey(QStringLiteral("UpdateMode")).isValid());
-    config.setObject(QStringLiteral("Silent"), QStringLiteral("UpdateMode"));
-    config.setObject(QStringLiteral("UpdateByPkg"), QStringLiteral("UpdateMode"));
-    QCOMPARE(config.objectForKey(QStringLiteral("UpdateMode")), QVariant("UpdateByPkg"));
-    // An empty text is a value; an absent value is refused.
-    config.setObject(QString(), QStringLiteral("UpdateVersion"));
-    QVERIFY(config.objectForKey(QStringLiteral("UpdateVersion")).isValid());
-    config.setObject(QVariant(), QStringLiteral("UpdateMode"));
-    QCOMPARE(config.objectForKey(QStringLiteral("UpdateMode")), QVariant("UpdateByPkg"));
-    QCOMPARE(ZQAssistConfig::sharedInstance(), ZQAssistConfig::sharedInstance());
-}
-
-void TestShellCore::argumentDictionary_data() {
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QVariantMap>("expected");
-    QTest::newRow("one hyphen dropped")
-        << QStringList{"x", "-ZQAbout"} << QVariantMap{{"arg0", "x"}, {"arg1", "ZQAbout"}};
-    QTest::newRow("only the first of two hyphens")
-        << QStringList{"x", "--ZQAbout"} << QVariantMap{{"arg0", "x"}, {"arg1", "-ZQAbout"}};
-    QTest::newRow("hyphen optional, inside kept")
-        << QStringList{"x", "a-b", "-"}
-        << QVariantMap{{"arg0", "x"}, {"arg1", "a-b"}, {"arg2", ""}};
-    QStringList many{"x"};
-    QVariantMap manyExpected{{"arg0", "x"}};
-    for (int i = 1; i <= 11; ++i) {
-        many << QStringLiteral("-v%1").arg(i);
-        manyExpected.insert(QStringLiteral("arg%1").arg(i), QStringLiteral("v%1").arg(i));
+    void configStore() {
+        ZQAssistConfig config;
+        QVERIFY(!config.objectForKey(QStringLiteral("UpdateMode")).isValid());
+        config.setObject(QStringLiteral("Silent"), QStringLiteral("UpdateMode"));
+        config.setObject(QStringLiteral("UpdateByPkg"), QStringLiteral("UpdateMode"));
+        QCOMPARE(config.objectForKey(QStringLiteral("UpdateMode")), QVariant("UpdateByPkg"));
+        // An empty text is a value; an absent value is refused.
+        config.setObject(QString(), QStringLiteral("UpdateVersion"));
+        QVERIFY(config.objectForKey(QStringLiteral("UpdateVersion")).isValid());
+        config.setObject(QVariant(), QStringLiteral("UpdateMode"));
+        QCOMPARE(config.objectForKey(QStringLiteral("UpdateMode")), QVariant("UpdateByPkg"));
+        QCOMPARE(ZQAssistConfig::sharedInstance(), ZQAssistConfig::sharedInstance());
     }
-    QTest::newRow("two-digit indexes") << many << manyExpected;
-}
 
-void TestShellCore::argumentDictionary() {
-    QFETCH(QStringList, arguments);
-    QFETCH(QVariantMap, expected);
-    QCOMPARE(zq::shell::argumentDictionary(arguments), expected);
-}
+    void argumentDictionary_data() {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QVariantMap>("expected");
+        QTest::newRow("one hyphen dropped")
+            << QStringList{"x", "-ZQAbout"} << QVariantMap{{"arg0", "x"}, {"arg1", "ZQAbout"}};
+        QTest::newRow("only the first of two hyphens")
+            << QStringList{"x", "--ZQAbout"} << QVariantMap{{"arg0", "x"}, {"arg1", "-ZQAbout"}};
+        QTest::newRow("hyphen optional, inside kept")
+            << QStringList{"x", "a-b", "-"}
+            << QVariantMap{{"arg0", "x"}, {"arg1", "a-b"}, {"arg2", ""}};
+        QStringList many{"x"};
+        QVariantMap manyExpected{{"arg0", "x"}};
+        for (int i = 1; i <= 11; ++i) {
+            many << QStringLiteral("-v%1").arg(i);
+            manyExpected.insert(QStringLiteral("arg%1").arg(i), QStringLiteral("v%1").arg(i));
+        }
+        QTest::newRow("two-digit indexes") << many << manyExpected;
+    }
 
-void TestShellCore::launch_data() {
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("page");  // "" = no page: the process ends
-    QTest::addColumn<QVariantMap>("stored");
+    void argumentDictionary() {
+        QFETCH(QStringList, arguments);
+        QFETCH(QVariantMap, expected);
+        QCOMPARE(zq::shell::argumentDictionary(arguments), expected);
+    }
 
-    const QVariantMap none;
-    QTest::newRow("no arguments") << QStringList{} << "" << none;
-    QTest::newRow("lower-case page name") << QStringList{"-zqabout"} << "" << none;
-    QTest::newRow("two hyphens") << QStringList{"--ZQAbout"} << "" << none;
-    QTest::newRow("page name with blank") << QStringList{"-ZQAbout "} << "" << none;
-    QTest::newRow("other application's page, parameters ignored")
-        << QStringList{"-ZQAccess", "-1", "-2"} << "" << none;
-    QTest::newRow("about without hyphen") << QStringList{"ZQAbout", "-x"} << "ZQAbout" << none;
-    QTest::newRow("update detail without parameters")
-        << QStringList{"-ZQUpdateDetail"} << "ZQUpdateDetail" << none;
-    QTest::newRow("update detail, fifth argument not read, non-ASCII path")
-        << QStringList{"-ZQUpdateDetail", "-/home/用户/新版本.pkg", "-UpdateByPkg", "--2.1", "-d"}
-        << "ZQUpdateDetail"
-        << QVariantMap{{"UpdatePkgPath", "/home/用户/新版本.pkg"},
-                       {"UpdateMode", "UpdateByPkg"},
-                       {"UpdateVersion", "-2.1"}};
-    QTest::newRow("accessibility, fourth argument not read")
-        << QStringList{"-ZQAccesAuthorize", "-2", "-5", "-9"} << "ZQAccesAuthorize"
-        << QVariantMap{{"AccesAction", "2"}, {"AccesType", "5"}};
-    QTest::newRow("contacts: action is the number 1")
-        << QStringList{"-ZQContactAuthorize", "-7", "-8"} << "ZQContactAuthorize"
-        << QVariantMap{{"AccesAction", qint64(1)}};
-    QTest::newRow("authorize, type only")
-        << QStringList{"-ZQAuthorize", "-3"} << "ZQAuthorize"
-        << QVariantMap{{"AccesAction", qint64(1)}, {"ZQAuthorizeType", "3"}};
-    QTest::newRow("authorize, type and source")
-        << QStringList{"-ZQAuthorize", "-4", "-6"} << "ZQAuthorize"
-        << QVariantMap{{"AccesAction", qint64(1)},
-                       {"ZQAuthorizeType", "4"},
-                       {"ZQAuthorizeSourceType", "6"}};
-    QTest::newRow("Qt's own option names are page parameters")
-        << QStringList{"-ZQUpdateDetail", "-platform", "-style", "-reverse"} << "ZQUpdateDetail"
-        << QVariantMap{{"UpdatePkgPath", "platform"},
-                       {"UpdateMode", "style"},
-                       {"UpdateVersion", "reverse"}};
-}
+    void launch_data() {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("page");  // "" = no page: the process ends
+        QTest::addColumn<QVariantMap>("stored");
 
-void TestShellCore::launch() {
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, page);
-    QFETCH(QVariantMap, stored);
-    ZQAssistConfig config;
-    QCOMPARE(applyLaunchArguments(QStringList{"/opt/ZQAssistPanel"} + arguments, config), page);
-    compareStore(config, stored);
-}
+        const QVariantMap none;
+        QTest::newRow("no arguments") << QStringList{} << "" << none;
+        QTest::newRow("lower-case page name") << QStringList{"-zqabout"} << "" << none;
+        QTest::newRow("two hyphens") << QStringList{"--ZQAbout"} << "" << none;
+        QTest::newRow("page name with blank") << QStringList{"-ZQAbout "} << "" << none;
+        QTest::newRow("other application's page, parameters ignored")
+            << QStringList{"-ZQAccess", "-1", "-2"} << "" << none;
+        QTest::newRow("about without hyphen") << QStringList{"ZQAbout", "-x"} << "ZQAbout" << none;
+        QTest::newRow("update detail without parameters")
+            << QStringList{"-ZQUpdateDetail"} << "ZQUpdateDetail" << none;
+        QTest::newRow("update detail, fifth argument not read, non-ASCII path")
+            << QStringList{"-ZQUpdateDetail", "-/home/用户/新版本.pkg", "-UpdateByPkg", "--2.1",
+                           "-d"}
+            << "ZQUpdateDetail"
+            << QVariantMap{{"UpdatePkgPath", "/home/用户/新版本.pkg"},
+                           {"UpdateMode", "UpdateByPkg"},
+                           {"UpdateVersion", "-2.1"}};
+        QTest::newRow("accessibility, fourth argument not read")
+            << QStringList{"-ZQAccesAuthorize", "-2", "-5", "-9"} << "ZQAccesAuthorize"
+            << QVariantMap{{"AccesAction", "2"}, {"AccesType", "5"}};
+        QTest::newRow("contacts: action is the number 1")
+            << QStringList{"-ZQContactAuthorize", "-7", "-8"} << "ZQContactAuthorize"
+            << QVariantMap{{"AccesAction", qint64(1)}};
+        QTest::newRow("authorize, type only")
+            << QStringList{"-ZQAuthorize", "-3"} << "ZQAuthorize"
+            << QVariantMap{{"AccesAction", qint64(1)}, {"ZQAuthorizeType", "3"}};
+        QTest::newRow("authorize, type and source")
+            << QStringList{"-ZQAuthorize", "-4", "-6"} << "ZQAuthorize"
+            << QVariantMap{{"AccesAction", qint64(1)},
+                           {"ZQAuthorizeType", "4"},
+                           {"ZQAuthorizeSourceType", "6"}};
+        QTest::newRow("Qt's own option names are page parameters")
+            << QStringList{"-ZQUpdateDetail", "-platform", "-style", "-reverse"} << "ZQUpdateDetail"
+            << QVariantMap{{"UpdatePkgPath", "platform"},
+                           {"UpdateMode", "style"},
+                           {"UpdateVersion", "reverse"}};
+    }
 
-void TestShellCore::payload_data() {
-    QTest::addColumn<QVariantMap>("payload");
-    QTest::addColumn<QString>("page");
-    QTest::addColumn<QVariantMap>("stored");
+    void launch() {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, page);
+        QFETCH(QVariantMap, stored);
+        ZQAssistConfig config;
+        QCOMPARE(applyLaunchArguments(QStringList{"/opt/ZQAssistPanel"} + arguments, config), page);
+        compareStore(config, stored);
+    }
 
-    const QString upd = QStringLiteral("ZQUpdateDetail");
-    const QVariantMap update{{kName, upd},
-                             {"UpdatePkgPath", "/p.pkg"},
-                             {"UpdateMode", qint64(2)},
-                             {"Flag", true},
-                             {"Ratio", 0.5},
-                             {"Nested", QVariantMap{{"a", "b"}}},
-                             {"Absent", QVariant()}};
-    QVariantMap updateStored = update;
-    updateStored.remove("Absent");  // an absent value is never stored
-    QTest::newRow("update detail copies every key, of every type") << update << upd << updateStored;
-    const QVariantMap access{{kName, "ZQAccesAuthorize"}, {"AccesAction", "2"}, {"Other", "x"}};
-    QTest::newRow("accessibility copies every key") << access << "ZQAccesAuthorize" << access;
-    QTest::newRow("authorize copies only its own keys")
-        << QVariantMap{{kName, "ZQAuthorize"},
-                       {"ZQAuthorizeType", qint64(4)},
-                       {"Other", "x"},
-                       {"UpdateMode", "Silent"}}
-        << "ZQAuthorize" << QVariantMap{{"AccesAction", qint64(1)}, {"ZQAuthorizeType", qint64(4)}};
-    QTest::newRow("contacts stores nothing")
-        << QVariantMap{{kName, "ZQContactAuthorize"}, {"AccesAction", "9"}} << "ZQContactAuthorize"
-        << QVariantMap{};
-    QTest::newRow("about stores nothing")
-        << QVariantMap{{kName, "ZQAbout"}, {"UpdateMode", "Silent"}} << "ZQAbout" << QVariantMap{};
-    QTest::newRow("missing page name")
-        << QVariantMap{{"UpdateMode", "Silent"}} << QString() << QVariantMap{};
-    QTest::newRow("page name of another type")
-        << QVariantMap{{kName, qint64(2)}, {"UpdateMode", "Silent"}} << QString() << QVariantMap{};
-    QTest::newRow("page name in lower case stores nothing")
-        << QVariantMap{{kName, "zqupdatedetail"}, {"UpdateMode", "Silent"}} << "zqupdatedetail"
-        << QVariantMap{};
-}
+    void payload_data() {
+        QTest::addColumn<QVariantMap>("payload");
+        QTest::addColumn<QString>("page");
+        QTest::addColumn<QVariantMap>("stored");
 
-void TestShellCore::payload() {
-    QFETCH(QVariantMap, payload);
-    QFETCH(QString, page);
-    QFETCH(QVariantMap, stored);
-    ZQAssistConfig config;
-    QCOMPARE(applyLoadPayload(payload, config), page);
-    compareStore(config, stored);
-}
+        const QString upd = QStringLiteral("ZQUpdateDetail");
+        const QVariantMap update{{kName, upd},
+                                 {"UpdatePkgPath", "/p.pkg"},
+                                 {"UpdateMode", qint64(2)},
+                                 {"Flag", true},
+                                 {"Ratio", 0.5},
+                                 {"Nested", QVariantMap{{"a", "b"}}},
+                                 {"Absent", QVariant()}};
+        QVariantMap updateStored = update;
+        updateStored.remove("Absent");  // an absent value is never stored
+        QTest::newRow("update detail copies every key, of every type")
+            << update << upd << updateStored;
+        const QVariantMap access{{kName, "ZQAccesAuthorize"}, {"AccesAction", "2"}, {"Other", "x"}};
+        QTest::newRow("accessibility copies every key") << access << "ZQAccesAuthorize" << access;
+        QTest::newRow("authorize copies only its own keys")
+            << QVariantMap{{kName, "ZQAuthorize"},
+                           {"ZQAuthorizeType", qint64(4)},
+                           {"Other", "x"},
+                           {"UpdateMode", "Silent"}}
+            << "ZQAuthorize"
+            << QVariantMap{{"AccesAction", qint64(1)}, {"ZQAuthorizeType", qint64(4)}};
+        QTest::newRow("contacts stores nothing")
+            << QVariantMap{{kName, "ZQContactAuthorize"}, {"AccesAction", "9"}}
+            << "ZQContactAuthorize" << QVariantMap{};
+        QTest::newRow("about stores nothing")
+            << QVariantMap{{kName, "ZQAbout"}, {"UpdateMode", "Silent"}} << "ZQAbout"
+            << QVariantMap{};
+        QTest::newRow("missing page name")
+            << QVariantMap{{"UpdateMode", "Silent"}} << QString() << QVariantMap{};
+        QTest::newRow("page name of another type")
+            << QVariantMap{{kName, qint64(2)}, {"UpdateMode", "Silent"}} << QString()
+            << QVariantMap{};
+        QTest::newRow("page name in lower case stores nothing")
+            << QVariantMap{{kName, "zqupdatedetail"}, {"UpdateMode", "Silent"}} << "zqupdatedetail"
+            << QVariantMap{};
+    }
+
+    void payload() {
+        QFETCH(QVariantMap, payload);
+        QFETCH(QString, page);
+        QFETCH(QVariantMap, stored);
+        ZQAssistConfig config;
+        QCOMPARE(applyLoadPayload(payload, config), page);
+        compareStore(config, stored);
+    }
+};
 
 QTEST_GUILESS_MAIN(TestShellCore)
 #include "tst_shellcore.moc"
