@@ -17,167 +17,161 @@ class TestGeometry : public QObject {
     Q_OBJECT
 
 private slots:
-    void conversion_data();
-    void conversion();
-    void placedChildFollowsItsParent_data();
-    void placedChildFollowsItsParent();
-    void frameSizeAndOriginKeepTheOtherHalf();
-    void everyNamedImageIsThere_data();
-    void everyNamedImageIsThere();
-    void imagesAreSharpAtRatioTwo();
-    void unknownImagesAreNull();
-};
-
-void TestGeometry::conversion_data() {
-    QTest::addColumn<QRectF>("frame");
-    QTest::addColumn<qreal>("parentHeight");
-    QTest::addColumn<QRectF>("topLeft");
-    QTest::addColumn<QRect>("pixels");
-    QTest::newRow("alert box") << QRectF(65, 35, 260, 182) << 287.0 << QRectF(65, 70, 260, 182)
-                               << QRect(65, 70, 260, 182);
-    QTest::newRow("at the bottom")
-        << QRectF(0, 0, 10, 10) << 100.0 << QRectF(0, 90, 10, 10) << QRect(0, 90, 10, 10);
-    QTest::newRow("filling the parent")
-        << QRectF(0, 0, 50, 100) << 100.0 << QRectF(0, 0, 50, 100) << QRect(0, 0, 50, 100);
-    QTest::newRow("half points round edges")
-        << QRectF(0.5, 0.5, 10, 10.5) << 30.0 << QRectF(0.5, 19, 10, 10.5) << QRect(1, 19, 10, 11);
-}
-
-void TestGeometry::conversion() {
-    QFETCH(QRectF, frame);
-    QFETCH(qreal, parentHeight);
-    QTEST(zq::controls::toTopLeft(frame, parentHeight), "topLeft");
-    QTEST(zq::controls::toTopLeftRect(frame, int(parentHeight)), "pixels");
-    QCOMPARE(zq::controls::toBottomLeft(zq::controls::toTopLeft(frame, parentHeight), parentHeight),
-             frame);
-    QCOMPARE(zq::controls::topLeftOfItem(frame.topLeft(), frame.height(), parentHeight),
-             zq::controls::toTopLeft(frame, parentHeight).topLeft());
-}
-
-void TestGeometry::placedChildFollowsItsParent_data() {
-    QTest::addColumn<uint>("mask");
-    QTest::addColumn<QRectF>("after");  // frame after the parent goes 200×100 → 300×160
-    QTest::newRow("fixed: keeps its distance to the bottom") << 0u << QRectF(10, 20, 50, 30);
-    QTest::newRow("width sizable") << uint(Autoresizing::WidthSizable) << QRectF(10, 20, 150, 30);
-    QTest::newRow("height sizable") << uint(Autoresizing::HeightSizable) << QRectF(10, 20, 50, 90);
-    QTest::newRow("bottom margin flexible: stays at the top")
-        << uint(Autoresizing::MinYMargin) << QRectF(10, 80, 50, 30);
-    QTest::newRow("left margin flexible: stays at the right")
-        << uint(Autoresizing::MinXMargin) << QRectF(110, 20, 50, 30);
-    QTest::newRow("both horizontal margins: centred share")
-        << uint(Autoresizing::MinXMargin | Autoresizing::MaxXMargin)
-        << QRectF(10 + 100.0 * 10 / 150, 20, 50, 30);
-}
-
-void TestGeometry::placedChildFollowsItsParent() {
-    QFETCH(uint, mask);
-    QFETCH(QRectF, after);
-    QWidget parent;
-    parent.resize(200, 100);
-    auto* child = new QWidget(&parent);
-    zq::controls::placeAt(child, QRectF(10, 20, 50, 30), AutoresizingMask::fromInt(int(mask)));
-    QCOMPARE(child->geometry(), QRect(10, 50, 50, 30));
-    parent.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&parent));
-    parent.resize(300, 160);
-    QTRY_COMPARE(zq::controls::frameOf(child), after);
-    QCOMPARE(child->geometry(), zq::controls::toTopLeftRect(after, 160));
-    // Back to the first size: back to the first frame.
-    parent.resize(200, 100);
-    QTRY_COMPARE(child->geometry(), QRect(10, 50, 50, 30));
-}
-
-void TestGeometry::frameSizeAndOriginKeepTheOtherHalf() {
-    QWidget parent;
-    parent.resize(200, 100);
-    auto* child = new QWidget(&parent);
-    zq::controls::placeAt(child, 10, 20, 50, 30);
-    zq::controls::setFrameSize(child, QSizeF(80, 40));
-    QCOMPARE(zq::controls::frameOf(child), QRectF(10, 20, 80, 40));
-    QCOMPARE(child->geometry(), QRect(10, 40, 80, 40));
-    zq::controls::setFrameOrigin(child, QPointF(0, 0));
-    QCOMPARE(zq::controls::frameOf(child), QRectF(0, 0, 80, 40));
-    QCOMPARE(child->geometry(), QRect(0, 60, 80, 40));
-    // Moved by other means: the frame is read back from the geometry.
-    child->setGeometry(5, 10, 20, 20);
-    QCOMPARE(zq::controls::frameOf(child), QRectF(5, 70, 20, 20));
-}
-
-// Every compiled-in image, by its name without the suffix.
-void TestGeometry::everyNamedImageIsThere_data() {
-    QTest::addColumn<QString>("name");
-    const QStringList files = QDir(QStringLiteral(":/images")).entryList(QDir::Files);
-    QVERIFY(files.size() > 10);
-    for (const QString& file : files) {
-        QTest::newRow(qPrintable(file)) << QFileInfo(file).completeBaseName();
+    void conversion_data() {
+        QTest::addColumn<QRectF>("frame");
+        QTest::addColumn<qreal>("parentHeight");
+        QTest::addColumn<QRectF>("topLeft");
+        QTest::addColumn<QRect>("pixels");
+        QTest::newRow("alert box") << QRectF(65, 35, 260, 182) << 287.0 << QRectF(65, 70, 260, 182)
+                                   << QRect(65, 70, 260, 182);
+        QTest::newRow("at the bottom")
+            << QRectF(0, 0, 10, 10) << 100.0 << QRectF(0, 90, 10, 10) << QRect(0, 90, 10, 10);
+        QTest::newRow("filling the parent")
+            << QRectF(0, 0, 50, 100) << 100.0 << QRectF(0, 0, 50, 100) << QRect(0, 0, 50, 100);
+        QTest::newRow("half points round edges")
+            << QRectF(0.5, 0.5, 10, 10.5) << 30.0 << QRectF(0.5, 19, 10, 10.5)
+            << QRect(1, 19, 10, 11);
     }
-}
 
-void TestGeometry::everyNamedImageIsThere() {
-    QFETCH(QString, name);
-    const ZQImage image = ZQImage::named(name);
-    QVERIFY(!image.isNull());
-    QVERIFY(image.isVector());
-    QCOMPARE(image.name(), name);
-    QVERIFY(image.size().width() >= 12 && image.size().height() >= 12);
-    QCOMPARE(ZQImage::named(name + QStringLiteral(".svg")), image);  // one shared copy
-    // Something is drawn, and the icon form renders too.
-    const QImage pixels = image.toImage(2.0);
-    QCOMPARE(pixels.size(), (image.size() * 2).toSize());
-    int opaque = 0;
-    for (int y = 0; y < pixels.height(); y += 2) {
-        for (int x = 0; x < pixels.width(); x += 2) {
-            opaque += qAlpha(pixels.pixel(x, y)) > 0 ? 1 : 0;
+    void conversion() {
+        QFETCH(QRectF, frame);
+        QFETCH(qreal, parentHeight);
+        QTEST(zq::controls::toTopLeft(frame, parentHeight), "topLeft");
+        QTEST(zq::controls::toTopLeftRect(frame, int(parentHeight)), "pixels");
+        QCOMPARE(
+            zq::controls::toBottomLeft(zq::controls::toTopLeft(frame, parentHeight), parentHeight),
+            frame);
+        QCOMPARE(zq::controls::topLeftOfItem(frame.topLeft(), frame.height(), parentHeight),
+                 zq::controls::toTopLeft(frame, parentHeight).topLeft());
+    }
+
+    void placedChildFollowsItsParent_data() {
+        QTest::addColumn<uint>("mask");
+        QTest::addColumn<QRectF>("after");  // frame after the parent goes 200×100 → 300×160
+        QTest::newRow("fixed: keeps its distance to the bottom") << 0u << QRectF(10, 20, 50, 30);
+        QTest::newRow("width sizable")
+            << uint(Autoresizing::WidthSizable) << QRectF(10, 20, 150, 30);
+        QTest::newRow("height sizable")
+            << uint(Autoresizing::HeightSizable) << QRectF(10, 20, 50, 90);
+        QTest::newRow("bottom margin flexible: stays at the top")
+            << uint(Autoresizing::MinYMargin) << QRectF(10, 80, 50, 30);
+        QTest::newRow("left margin flexible: stays at the right")
+            << uint(Autoresizing::MinXMargin) << QRectF(110, 20, 50, 30);
+        QTest::newRow("both horizontal margins: centred share")
+            << uint(Autoresizing::MinXMargin | Autoresizing::MaxXMargin)
+            << QRectF(10 + 100.0 * 10 / 150, 20, 50, 30);
+    }
+
+    void placedChildFollowsItsParent() {
+        QFETCH(uint, mask);
+        QFETCH(QRectF, after);
+        QWidget parent;
+        parent.resize(200, 100);
+        auto* child = new QWidget(&parent);
+        zq::controls::placeAt(child, QRectF(10, 20, 50, 30), AutoresizingMask::fromInt(int(mask)));
+        QCOMPARE(child->geometry(), QRect(10, 50, 50, 30));
+        parent.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&parent));
+        parent.resize(300, 160);
+        QTRY_COMPARE(zq::controls::frameOf(child), after);
+        QCOMPARE(child->geometry(), zq::controls::toTopLeftRect(after, 160));
+        // Back to the first size: back to the first frame.
+        parent.resize(200, 100);
+        QTRY_COMPARE(child->geometry(), QRect(10, 50, 50, 30));
+    }
+
+    void frameSizeAndOriginKeepTheOtherHalf() {
+        QWidget parent;
+        parent.resize(200, 100);
+        auto* child = new QWidget(&parent);
+        zq::controls::placeAt(child, 10, 20, 50, 30);
+        zq::controls::setFrameSize(child, QSizeF(80, 40));
+        QCOMPARE(zq::controls::frameOf(child), QRectF(10, 20, 80, 40));
+        QCOMPARE(child->geometry(), QRect(10, 40, 80, 40));
+        zq::controls::setFrameOrigin(child, QPointF(0, 0));
+        QCOMPARE(zq::controls::frameOf(child), QRectF(0, 0, 80, 40));
+        QCOMPARE(child->geometry(), QRect(0, 60, 80, 40));
+        // Moved by other means: the frame is read back from the geometry.
+        child->setGeometry(5, 10, 20, 20);
+        QCOMPARE(zq::controls::frameOf(child), QRectF(5, 70, 20, 20));
+    }
+
+    // Every compiled-in image, by its name without the suffix.
+    void everyNamedImageIsThere_data() {
+        QTest::addColumn<QString>("name");
+        const QStringList files = QDir(QStringLiteral(":/images")).entryList(QDir::Files);
+        QVERIFY(files.size() > 10);
+        for (const QString& file : files) {
+            QTest::newRow(qPrintable(file)) << QFileInfo(file).completeBaseName();
         }
     }
-    QVERIFY(opaque > 0);
-    QVERIFY(!image.toIcon().pixmap(QSize(16, 16)).isNull());
-}
 
-void TestGeometry::imagesAreSharpAtRatioTwo() {
-    // The check mark's box edge: at ratio 2 the outline is drawn from the
-    // vector at full resolution, not enlarged from ratio 1 — so the edge
-    // pixels of the two renderings differ in count.
-    const ZQImage image = ZQImage::named(QStringLiteral("button_check_on"));
-    const QImage one = image.toImage(1.0);
-    const QImage two = image.toImage(2.0);
-    QCOMPARE(two.devicePixelRatio(), 2.0);
-    auto partial = [](const QImage& img) {
-        int count = 0;
-        for (int y = 0; y < img.height(); ++y) {
-            for (int x = 0; x < img.width(); ++x) {
-                const int a = qAlpha(img.pixel(x, y));
-                count += (a > 0 && a < 255) ? 1 : 0;
+    void everyNamedImageIsThere() {
+        QFETCH(QString, name);
+        const ZQImage image = ZQImage::named(name);
+        QVERIFY(!image.isNull());
+        QVERIFY(image.isVector());
+        QCOMPARE(image.name(), name);
+        QVERIFY(image.size().width() >= 12 && image.size().height() >= 12);
+        QCOMPARE(ZQImage::named(name + QStringLiteral(".svg")), image);  // one shared copy
+        // Something is drawn, and the icon form renders too.
+        const QImage pixels = image.toImage(2.0);
+        QCOMPARE(pixels.size(), (image.size() * 2).toSize());
+        int opaque = 0;
+        for (int y = 0; y < pixels.height(); y += 2) {
+            for (int x = 0; x < pixels.width(); x += 2) {
+                opaque += qAlpha(pixels.pixel(x, y)) > 0 ? 1 : 0;
             }
         }
-        return count;
-    };
-    // Blurred enlargement would make the soft rim twice as wide (about four
-    // times the pixels); drawn from the outline it stays about twice.
-    QVERIFY2(partial(two) < 3 * partial(one),
-             qPrintable(QStringLiteral("%1 vs %2").arg(partial(two)).arg(partial(one))));
-    // Its centre is the orange of the application.
-    COMPARE_COLOR(controls_test::at(two, 3, 9), QColor(255, 100, 44));
-}
+        QVERIFY(opaque > 0);
+        QVERIFY(!image.toIcon().pixmap(QSize(16, 16)).isNull());
+    }
 
-void TestGeometry::unknownImagesAreNull() {
-    QVERIFY(ZQImage::named(QStringLiteral("no_such_image")).isNull());
-    QVERIFY(ZQImage::named(QString()).isNull());
-    QVERIFY(ZQImage::fromFile(QStringLiteral("/nonexistent/x.svg")).isNull());
-    // A file that is not an image.
-    QTemporaryFile junk;
-    QVERIFY(junk.open());
-    junk.write("<svg this is not valid");
-    junk.close();
-    QVERIFY(ZQImage::fromFile(junk.fileName()).isNull());
-    // Drawing a null image draws nothing and does not crash.
-    QImage canvas(10, 10, QImage::Format_ARGB32_Premultiplied);
-    canvas.fill(Qt::white);
-    QPainter painter(&canvas);
-    ZQImage().draw(&painter, QRectF(0, 0, 10, 10));
-    painter.end();
-    QCOMPARE(QColor::fromRgba(canvas.pixel(5, 5)), QColor(Qt::white));
-}
+    void imagesAreSharpAtRatioTwo() {
+        // The check mark's box edge: at ratio 2 the outline is drawn from the
+        // vector at full resolution, not enlarged from ratio 1 — so the edge
+        // pixels of the two renderings differ in count.
+        const ZQImage image = ZQImage::named(QStringLiteral("button_check_on"));
+        const QImage one = image.toImage(1.0);
+        const QImage two = image.toImage(2.0);
+        QCOMPARE(two.devicePixelRatio(), 2.0);
+        auto partial = [](const QImage& img) {
+            int count = 0;
+            for (int y = 0; y < img.height(); ++y) {
+                for (int x = 0; x < img.width(); ++x) {
+                    const int a = qAlpha(img.pixel(x, y));
+                    count += (a > 0 && a < 255) ? 1 : 0;
+                }
+            }
+            return count;
+        };
+        // Blurred enlargement would make the soft rim twice as wide (about four
+        // times the pixels); drawn from the outline it stays about twice.
+        QVERIFY2(partial(two) < 3 * partial(one),
+                 qPrintable(QStringLiteral("%1 vs %2").arg(partial(two)).arg(partial(one))));
+        // Its centre is the orange of the application.
+        COMPARE_COLOR(controls_test::at(two, 3, 9), QColor(255, 100, 44));
+    }
+
+    void unknownImagesAreNull() {
+        QVERIFY(ZQImage::named(QStringLiteral("no_such_image")).isNull());
+        QVERIFY(ZQImage::named(QString()).isNull());
+        QVERIFY(ZQImage::fromFile(QStringLiteral("/nonexistent/x.svg")).isNull());
+        // A file that is not an image.
+        QTemporaryFile junk;
+        QVERIFY(junk.open());
+        junk.write("<svg this is not valid");
+        junk.close();
+        QVERIFY(ZQImage::fromFile(junk.fileName()).isNull());
+        // Drawing a null image draws nothing and does not crash.
+        QImage canvas(10, 10, QImage::Format_ARGB32_Premultiplied);
+        canvas.fill(Qt::white);
+        QPainter painter(&canvas);
+        ZQImage().draw(&painter, QRectF(0, 0, 10, 10));
+        painter.end();
+        QCOMPARE(QColor::fromRgba(canvas.pixel(5, 5)), QColor(Qt::white));
+    }
+};
 
 QTEST_MAIN(TestGeometry)
 #include "tst_geometry.moc"
