@@ -26,238 +26,224 @@ public:
     }
     QList<QPair<bool, ZQCustomSwitchButton*>> reports;
 };
-
 }  // namespace
 
 class TestSwitchButton : public QObject {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-    void clicks_data();
-    void clicks();
-    void clickOnTheCheckBoxItself();
-    void onSwitchShowsNoPressedLook();
-    void looksPerState_data();
-    void looksPerState();
-    void hoverReports();
-    void widthFitting_data();
-    void widthFitting();
-    void titleRecordsAreCutUnlessWhole();
+    void init() {
+        window_ = new QWidget;
+        window_->resize(300, 100);
+        switch_ = new ZQCustomSwitchButton(QRectF(20, 30, 200, 30), window_);
+        window_->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window_));
+        actions_.clear();
+        switch_->addTarget(this, [this](ZQCustomButton* sender) {
+            actions_ << static_cast<ZQCustomSwitchButton*>(sender)->isSwitchON();
+        });
+    }
+
+    void cleanup() {
+        delete window_;
+        window_ = nullptr;
+    }
+
+    // Two clicks each, from off, by the pointer, the keyboard or a screen reader.
+    void clicks_data() {
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<bool>("checkBox");
+        QTest::addColumn<QList<bool>>("statesAfterClicks");
+        QTest::addColumn<QList<bool>>("statesSeenByActions");
+        for (const char* how : {"mouse", "space", "accessible toggle"}) {
+            QTest::addRow("icon only: the owner decides, %s", how)
+                << QString::fromLatin1(how) << false << QList<bool>{false, false}
+                << QList<bool>{false, false};
+            QTest::addRow("check box: flips, then sends, %s", how)
+                << QString::fromLatin1(how) << true << QList<bool>{true, false}
+                << QList<bool>{true, false};
+        }
+    }
+
+    void clicks() {
+        QFETCH(QString, how);
+        QFETCH(bool, checkBox);
+        QFETCH(QList<bool>, statesAfterClicks);
+        QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(switch_);
+        QVERIFY(accessible);
+        QCOMPARE(accessible->role(), QAccessible::CheckBox);
+        switch_->setBtnIconOFF(solid(Qt::gray), solid(Qt::red), {4, 0, 0, 9});
+        if (checkBox) {
+            switch_->setCheckBoxWithMargin(4, 0);
+            QVERIFY(switch_->checkBox());
+            QCOMPARE(switch_->checkBox()->size(), QSize(18, 18));
+            QVERIFY(!switch_->checkBox()->isChecked());
+        }
+        for (int i = 0; i < statesAfterClicks.size(); ++i) {
+            if (how == QLatin1String("mouse")) {
+                QTest::mouseClick(switch_, Qt::LeftButton, {}, QPoint(150, 15));
+            } else if (how == QLatin1String("space")) {
+                QTest::keyClick(switch_, Qt::Key_Space);
+            } else {
+                accessible->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
+            }
+            QCOMPARE(switch_->isSwitchON(), statesAfterClicks.at(i));
+            QCOMPARE(accessible->state().checked, statesAfterClicks.at(i));
+            if (checkBox) {
+                QCOMPARE(switch_->checkBox()->isChecked(), statesAfterClicks.at(i));
+            }
+            QTRY_COMPARE(actions_.size(), i + 1);  // exactly one action per click
+        }
+        QTEST(actions_, "statesSeenByActions");
+        // The owner of an icon-only switch sets the state.
+        if (!checkBox) {
+            switch_->setIsSwitchON(true);
+            QVERIFY(switch_->isSwitchON());
+        }
+    }
+
+    void clickOnTheCheckBoxItself() {
+        switch_->setCheckBoxWithMargin(4, 0);
+        QCheckBox* box = switch_->checkBox();
+        // 18 × 18 at the left margin, vertically centred in the 30-point control.
+        QCOMPARE(box->geometry(), QRect(4, 6, 18, 18));
+        // With a top margin it is centred in the height below that margin.
+        switch_->setCheckBoxWithMargin(4, 10);
+        QCOMPARE(box->geometry(), QRect(4, 11, 18, 18));
+        switch_->setCheckBoxWithMargin(4, 0);
+        QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(9, 9));
+        QVERIFY(box->isChecked());
+        QVERIFY(switch_->isSwitchON());
+        QTRY_COMPARE(actions_, QList<bool>{true});
+        switch_->setCheckBoxState(false);
+        QVERIFY(!box->isChecked());
+        QVERIFY(!switch_->isSwitchON());
+    }
+
+    void onSwitchShowsNoPressedLook() {
+        switch_->setBgColorOFFNormal(Qt::white, Qt::lightGray, Qt::gray, Qt::red, 4);
+        switch_->setIsSwitchON(true);
+        QTest::mousePress(switch_, Qt::LeftButton, {}, QPoint(10, 10));
+        QCOMPARE(switch_->btnState(), int(ZQCustomButton::StateNormal));
+        QTest::mouseRelease(switch_, Qt::LeftButton, {}, QPoint(10, 10));
+        QTRY_COMPARE(actions_, QList<bool>{true});
+        // Off, a press shows the pressed look: the "on" colour.
+        switch_->setIsSwitchON(false);
+        QTest::mousePress(switch_, Qt::LeftButton, {}, QPoint(10, 10));
+        QCOMPARE(switch_->btnState(), int(ZQCustomButton::StatePressed));
+        QCOMPARE(switch_->bgColor(), QColor(Qt::red));
+        QTest::mouseRelease(switch_, Qt::LeftButton, {}, QPoint(10, 10));
+    }
+
+    void looksPerState_data() {
+        QTest::addColumn<qreal>("ratio");
+        QTest::newRow("ratio 1") << 1.0;
+        QTest::newRow("ratio 2") << 2.0;
+    }
+
+    void looksPerState() {
+        QFETCH(qreal, ratio);
+        const QColor off(240, 240, 240), on(255, 100, 44), borderOff(200, 200, 200),
+            borderOn(229, 82, 28);
+        ZQCustomSwitchButton button;
+        button.resize(120, 30);
+        button.setBgColorNormal(off, on, 0);
+        button.setBgStrokeColorOFFNormal(QColor(), QColor(), QColor(), borderOn, 0);
+        button.setBgColor(off, borderOff, 0);
+        button.setBtnIconOFF(solid(Qt::blue), solid(Qt::green), {5, 0, 0, 9});
+
+        QImage image = controls_test::render(&button, ratio);
+        COMPARE_COLOR(controls_test::at(image, 60, 15), off);
+        COMPARE_COLOR(controls_test::at(image, 60, 0.5), borderOff);
+        // The off icon, 12 × 12 with its origin (5, 9) from the lower left.
+        COMPARE_COLOR(controls_test::atFromBottom(image, 5.5, 9.5), QColor(Qt::blue));
+        COMPARE_COLOR(controls_test::atFromBottom(image, 16.5, 20.5), QColor(Qt::blue));
+        COMPARE_COLOR(controls_test::atFromBottom(image, 17.5, 15), off);
+
+        button.setIsSwitchON(true);
+        image = controls_test::render(&button, ratio);
+        COMPARE_COLOR(controls_test::at(image, 60, 15), on);
+        COMPARE_COLOR(controls_test::at(image, 60, 0.5), borderOn);
+        COMPARE_COLOR(controls_test::atFromBottom(image, 10, 15), QColor(Qt::green));
+    }
+
+    void hoverReports() {
+        HoverRecorder recorder;
+        switch_->setHoverDelegate(&recorder);
+        QTest::mouseMove(window_, QPoint(290, 5));
+        QTest::mouseMove(switch_, QPoint(20, 10));
+        QTest::mouseMove(window_, QPoint(290, 95));
+        QCOMPARE(recorder.reports.size(), 2);
+        QCOMPARE(recorder.reports.at(0), qMakePair(true, switch_));
+        QCOMPARE(recorder.reports.at(1), qMakePair(false, switch_));
+        // A delegate without the interface is simply not told.
+        QObject plain;
+        switch_->setHoverDelegate(&plain);
+        QTest::mouseMove(switch_, QPoint(20, 10));
+        QCOMPARE(recorder.reports.size(), 2);
+    }
+
+    void widthFitting_data() {
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<qreal>("minWidth");
+        QTest::addColumn<qreal>("maxWidth");
+        QTest::addColumn<QString>("expected");  // "natural", "min" or "max"
+        QTest::newRow("between the bounds") << "协助调试" << 10.0 << 500.0 << "natural";
+        QTest::newRow("raised to the minimum") << "开" << 200.0 << 500.0 << "min";
+        QTest::newRow("lowered to the maximum")
+            << "开启协助调试模式并上传日志" << 10.0 << 60.0 << "max";
+    }
+
+    void widthFitting() {
+        QFETCH(QString, title);
+        QFETCH(qreal, minWidth);
+        QFETCH(qreal, maxWidth);
+        QFETCH(QString, expected);
+        const QFont font = zq::controls::namedFont(QStringLiteral("PingFangSC-Regular"), 13);
+        switch_->setBtnTitle(QString(), font, Qt::black, Qt::red, 0, {24, 8, 0, 0});
+        const ZQImage onIcon = solid(Qt::red, QSize(14, 14));
+        switch_->setBtnIconON(onIcon, {0, 6, 0, 8});
+        const qreal natural = QFontMetricsF(font).horizontalAdvance(title) + 24 + 8;
+        const qreal width = switch_->sizeUpdateWithTitle(title, minWidth, maxWidth);
+        const qreal want = expected == QLatin1String("min")   ? minWidth
+                           : expected == QLatin1String("max") ? maxWidth
+                                                              : natural;
+        QCOMPARE(width, want);
+        QCOMPARE(switch_->titleON().title, title);
+        QCOMPARE(switch_->titleOFF().title, title);
+        // The on icon moves to the right end, less the second margin.
+        QCOMPARE(qreal(switch_->iconMargin()[0]), qreal(float(width - 6 - 14)));
+    }
+
+    void titleRecordsAreCutUnlessWhole() {
+        const QFont font = zq::controls::namedFont(QStringLiteral("PingFangSC-Regular"), 13);
+        const QString longTitle = QStringLiteral("WWWWWWWWWWWWWWWWWWWWWWWWWWWWWW");
+        ZQCustomSwitchButton cut;
+        cut.resize(100, 24);
+        cut.setBtnTitle(longTitle, font, Qt::black, 0, {4, 20, 0, 0});
+        ZQCustomSwitchButton whole;
+        whole.resize(100, 24);
+        whole.setBtnTitle(longTitle, font, Qt::black, 1, {4, 20, 0, 0});
+        const QImage cutImage = controls_test::render(&cut, 1.0, Qt::white);
+        const QImage wholeImage = controls_test::render(&whole, 1.0, Qt::white);
+        // Both stay inside the margins; the cut one ends with an ellipsis, so the
+        // two drawings differ.
+        for (int y = 0; y < 24; ++y) {
+            for (int x = 81; x < 100; ++x) {
+                QCOMPARE(QColor::fromRgba(cutImage.pixel(x, y)), QColor(Qt::white));
+                QCOMPARE(QColor::fromRgba(wholeImage.pixel(x, y)), QColor(Qt::white));
+            }
+        }
+        QVERIFY(cutImage != wholeImage);
+        cut.clearBtnTitle();
+        QVERIFY(cut.titles().isEmpty());
+    }
 
 private:
     QWidget* window_ = nullptr;
     ZQCustomSwitchButton* switch_ = nullptr;
     QList<bool> actions_;  // the state seen by each action
 };
-
-void TestSwitchButton::init() {
-    window_ = new QWidget;
-    window_->resize(300, 100);
-    switch_ = new ZQCustomSwitchButton(QRectF(20, 30, 200, 30), window_);
-    window_->show();
-    QVERIFY(QTest::qWaitForWindowExposed(window_));
-    actions_.clear();
-    switch_->addTarget(this, [this](ZQCustomButton* sender) {
-        actions_ << static_cast<ZQCustomSwitchButton*>(sender)->isSwitchON();
-    });
-}
-
-void TestSwitchButton::cleanup() {
-    delete window_;
-    window_ = nullptr;
-}
-
-// Two clicks each, from off, by the pointer, the keyboard or a screen reader.
-void TestSwitchButton::clicks_data() {
-    QTest::addColumn<QString>("how");
-    QTest::addColumn<bool>("checkBox");
-    QTest::addColumn<QList<bool>>("statesAfterClicks");
-    QTest::addColumn<QList<bool>>("statesSeenByActions");
-    for (const char* how : {"mouse", "space", "accessible toggle"}) {
-        QTest::addRow("icon only: the owner decides, %s", how)
-            << QString::fromLatin1(how) << false << QList<bool>{false, false}
-            << QList<bool>{false, false};
-        QTest::addRow("check box: flips, then sends, %s", how)
-            << QString::fromLatin1(how) << true << QList<bool>{true, false}
-            << QList<bool>{true, false};
-    }
-}
-
-void TestSwitchButton::clicks() {
-    QFETCH(QString, how);
-    QFETCH(bool, checkBox);
-    QFETCH(QList<bool>, statesAfterClicks);
-    QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(switch_);
-    QVERIFY(accessible);
-    QCOMPARE(accessible->role(), QAccessible::CheckBox);
-    switch_->setBtnIconOFF(solid(Qt::gray), solid(Qt::red), {4, 0, 0, 9});
-    if (checkBox) {
-        switch_->setCheckBoxWithMargin(4, 0);
-        QVERIFY(switch_->checkBox());
-        QCOMPARE(switch_->checkBox()->size(), QSize(18, 18));
-        QVERIFY(!switch_->checkBox()->isChecked());
-    }
-    for (int i = 0; i < statesAfterClicks.size(); ++i) {
-        if (how == QLatin1String("mouse")) {
-            QTest::mouseClick(switch_, Qt::LeftButton, {}, QPoint(150, 15));
-        } else if (how == QLatin1String("space")) {
-            QTest::keyClick(switch_, Qt::Key_Space);
-        } else {
-            accessible->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
-        }
-        QCOMPARE(switch_->isSwitchON(), statesAfterClicks.at(i));
-        QCOMPARE(accessible->state().checked, statesAfterClicks.at(i));
-        if (checkBox) {
-            QCOMPARE(switch_->checkBox()->isChecked(), statesAfterClicks.at(i));
-        }
-        QTRY_COMPARE(actions_.size(), i + 1);  // exactly one action per click
-    }
-    QTEST(actions_, "statesSeenByActions");
-    // The owner of an icon-only switch sets the state.
-    if (!checkBox) {
-        switch_->setIsSwitchON(true);
-        QVERIFY(switch_->isSwitchON());
-    }
-}
-
-void TestSwitchButton::clickOnTheCheckBoxItself() {
-    switch_->setCheckBoxWithMargin(4, 0);
-    QCheckBox* box = switch_->checkBox();
-    // 18 × 18 at the left margin, vertically centred in the 30-point control.
-    QCOMPARE(box->geometry(), QRect(4, 6, 18, 18));
-    // With a top margin it is centred in the height below that margin.
-    switch_->setCheckBoxWithMargin(4, 10);
-    QCOMPARE(box->geometry(), QRect(4, 11, 18, 18));
-    switch_->setCheckBoxWithMargin(4, 0);
-    QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(9, 9));
-    QVERIFY(box->isChecked());
-    QVERIFY(switch_->isSwitchON());
-    QTRY_COMPARE(actions_, QList<bool>{true});
-    switch_->setCheckBoxState(false);
-    QVERIFY(!box->isChecked());
-    QVERIFY(!switch_->isSwitchON());
-}
-
-void TestSwitchButton::onSwitchShowsNoPressedLook() {
-    switch_->setBgColorOFFNormal(Qt::white, Qt::lightGray, Qt::gray, Qt::red, 4);
-    switch_->setIsSwitchON(true);
-    QTest::mousePress(switch_, Qt::LeftButton, {}, QPoint(10, 10));
-    QCOMPARE(switch_->btnState(), int(ZQCustomButton::StateNormal));
-    QTest::mouseRelease(switch_, Qt::LeftButton, {}, QPoint(10, 10));
-    QTRY_COMPARE(actions_, QList<bool>{true});
-    // Off, a press shows the pressed look: the "on" colour.
-    switch_->setIsSwitchON(false);
-    QTest::mousePress(switch_, Qt::LeftButton, {}, QPoint(10, 10));
-    QCOMPARE(switch_->btnState(), int(ZQCustomButton::StatePressed));
-    QCOMPARE(switch_->bgColor(), QColor(Qt::red));
-    QTest::mouseRelease(switch_, Qt::LeftButton, {}, QPoint(10, 10));
-}
-
-void TestSwitchButton::looksPerState_data() {
-    QTest::addColumn<qreal>("ratio");
-    QTest::newRow("ratio 1") << 1.0;
-    QTest::newRow("ratio 2") << 2.0;
-}
-
-void TestSwitchButton::looksPerState() {
-    QFETCH(qreal, ratio);
-    const QColor off(240, 240, 240), on(255, 100, 44), borderOff(200, 200, 200),
-        borderOn(229, 82, 28);
-    ZQCustomSwitchButton button;
-    button.resize(120, 30);
-    button.setBgColorNormal(off, on, 0);
-    button.setBgStrokeColorOFFNormal(QColor(), QColor(), QColor(), borderOn, 0);
-    button.setBgColor(off, borderOff, 0);
-    button.setBtnIconOFF(solid(Qt::blue), solid(Qt::green), {5, 0, 0, 9});
-
-    QImage image = controls_test::render(&button, ratio);
-    COMPARE_COLOR(controls_test::at(image, 60, 15), off);
-    COMPARE_COLOR(controls_test::at(image, 60, 0.5), borderOff);
-    // The off icon, 12 × 12 with its origin (5, 9) from the lower left.
-    COMPARE_COLOR(controls_test::atFromBottom(image, 5.5, 9.5), QColor(Qt::blue));
-    COMPARE_COLOR(controls_test::atFromBottom(image, 16.5, 20.5), QColor(Qt::blue));
-    COMPARE_COLOR(controls_test::atFromBottom(image, 17.5, 15), off);
-
-    button.setIsSwitchON(true);
-    image = controls_test::render(&button, ratio);
-    COMPARE_COLOR(controls_test::at(image, 60, 15), on);
-    COMPARE_COLOR(controls_test::at(image, 60, 0.5), borderOn);
-    COMPARE_COLOR(controls_test::atFromBottom(image, 10, 15), QColor(Qt::green));
-}
-
-void TestSwitchButton::hoverReports() {
-    HoverRecorder recorder;
-    switch_->setHoverDelegate(&recorder);
-    QTest::mouseMove(window_, QPoint(290, 5));
-    QTest::mouseMove(switch_, QPoint(20, 10));
-    QTest::mouseMove(window_, QPoint(290, 95));
-    QCOMPARE(recorder.reports.size(), 2);
-    QCOMPARE(recorder.reports.at(0), qMakePair(true, switch_));
-    QCOMPARE(recorder.reports.at(1), qMakePair(false, switch_));
-    // A delegate without the interface is simply not told.
-    QObject plain;
-    switch_->setHoverDelegate(&plain);
-    QTest::mouseMove(switch_, QPoint(20, 10));
-    QCOMPARE(recorder.reports.size(), 2);
-}
-
-void TestSwitchButton::widthFitting_data() {
-    QTest::addColumn<QString>("title");
-    QTest::addColumn<qreal>("minWidth");
-    QTest::addColumn<qreal>("maxWidth");
-    QTest::addColumn<QString>("expected");  // "natural", "min" or "max"
-    QTest::newRow("between the bounds") << "协助调试" << 10.0 << 500.0 << "natural";
-    QTest::newRow("raised to the minimum") << "开" << 200.0 << 500.0 << "min";
-    QTest::newRow("lowered to the maximum")
-        << "开启协助调试模式并上传日志" << 10.0 << 60.0 << "max";
-}
-
-void TestSwitchButton::widthFitting() {
-    QFETCH(QString, title);
-    QFETCH(qreal, minWidth);
-    QFETCH(qreal, maxWidth);
-    QFETCH(QString, expected);
-    const QFont font = zq::controls::namedFont(QStringLiteral("PingFangSC-Regular"), 13);
-    switch_->setBtnTitle(QString(), font, Qt::black, Qt::red, 0, {24, 8, 0, 0});
-    const ZQImage onIcon = solid(Qt::red, QSize(14, 14));
-    switch_->setBtnIconON(onIcon, {0, 6, 0, 8});
-    const qreal natural = QFontMetricsF(font).horizontalAdvance(title) + 24 + 8;
-    const qreal width = switch_->sizeUpdateWithTitle(title, minWidth, maxWidth);
-    const qreal want = expected == QLatin1String("min")   ? minWidth
-                       : expected == QLatin1String("max") ? maxWidth
-                                                          : natural;
-    QCOMPARE(width, want);
-    QCOMPARE(switch_->titleON().title, title);
-    QCOMPARE(switch_->titleOFF().title, title);
-    // The on icon moves to the right end, less the second margin.
-    QCOMPARE(qreal(switch_->iconMargin()[0]), qreal(float(width - 6 - 14)));
-}
-
-void TestSwitchButton::titleRecordsAreCutUnlessWhole() {
-    const QFont font = zq::controls::namedFont(QStringLiteral("PingFangSC-Regular"), 13);
-    const QString longTitle = QStringLiteral("WWWWWWWWWWWWWWWWWWWWWWWWWWWWWW");
-    ZQCustomSwitchButton cut;
-    cut.resize(100, 24);
-    cut.setBtnTitle(longTitle, font, Qt::black, 0, {4, 20, 0, 0});
-    ZQCustomSwitchButton whole;
-    whole.resize(100, 24);
-    whole.setBtnTitle(longTitle, font, Qt::black, 1, {4, 20, 0, 0});
-    const QImage cutImage = controls_test::render(&cut, 1.0, Qt::white);
-    const QImage wholeImage = controls_test::render(&whole, 1.0, Qt::white);
-    // Both stay inside the margins; the cut one ends with an ellipsis, so the
-    // two drawings differ.
-    for (int y = 0; y < 24; ++y) {
-        for (int x = 81; x < 100; ++x) {
-            QCOMPARE(QColor::fromRgba(cutImage.pixel(x, y)), QColor(Qt::white));
-            QCOMPARE(QColor::fromRgba(wholeImage.pixel(x, y)), QColor(Qt::white));
-        }
-    }
-    QVERIFY(cutImage != wholeImage);
-    cut.clearBtnTitle();
-    QVERIFY(cut.titles().isEmpty());
-}
 
 QTEST_MAIN(TestSwitchButton)
 #include "tst_switchbutton.moc"
