@@ -24,291 +24,276 @@ public:
     void didCloseWindow() override { ++closes; }
     int closes = 0;
 };
-
 }  // namespace
 
 class TestWindowChrome : public QObject {
     Q_OBJECT
 
 private slots:
-    void cornerMask_data();
-    void cornerMask();
-    void translucentMaskIsFilledOnce();
-    void bordersFollowPointerAndFocus();
-    void gradientRunsTopToBottom();
-    void progressFill_data();
-    void progressFill();
-    void progressAnimates();
-    void gradientView();
-    void contentViewCorners();
-    void windowButtonStrip_data();
-    void windowButtonStrip();
-    void closeGoesToTheDelegate();
-    void windowMovesByItsBackground();
-};
+    // Corners: 1 top-left, 2 top-right, 4 bottom-left, 8 bottom-right.
+    void cornerMask_data() {
+        QTest::addColumn<int>("mask");
+        QTest::addColumn<qreal>("ratio");
+        QTest::addColumn<QString>("rounded");  // corners expected round: "tl tr bl br"
+        QTest::newRow("5: left corners") << 5 << 1.0 << "tl bl";
+        QTest::newRow("5 at ratio 2") << 5 << 2.0 << "tl bl";
+        QTest::newRow("10: right corners") << 10 << 1.0 << "tr br";
+        QTest::newRow("3: top corners") << 3 << 2.0 << "tl tr";
+        QTest::newRow("8: bottom-right only") << 8 << 1.0 << "br";
+        QTest::newRow("0: all") << 0 << 1.0 << "tl tr bl br";
+        QTest::newRow("15: all") << 15 << 2.0 << "tl tr bl br";
+    }
 
-// Corners: 1 top-left, 2 top-right, 4 bottom-left, 8 bottom-right.
-void TestWindowChrome::cornerMask_data() {
-    QTest::addColumn<int>("mask");
-    QTest::addColumn<qreal>("ratio");
-    QTest::addColumn<QString>("rounded");  // corners expected round: "tl tr bl br"
-    QTest::newRow("5: left corners") << 5 << 1.0 << "tl bl";
-    QTest::newRow("5 at ratio 2") << 5 << 2.0 << "tl bl";
-    QTest::newRow("10: right corners") << 10 << 1.0 << "tr br";
-    QTest::newRow("3: top corners") << 3 << 2.0 << "tl tr";
-    QTest::newRow("8: bottom-right only") << 8 << 1.0 << "br";
-    QTest::newRow("0: all") << 0 << 1.0 << "tl tr bl br";
-    QTest::newRow("15: all") << 15 << 2.0 << "tl tr bl br";
-}
-
-void TestWindowChrome::cornerMask() {
-    QFETCH(int, mask);
-    QFETCH(qreal, ratio);
-    QFETCH(QString, rounded);
-    const QColor fill(255, 100, 44);
-    ZQCustomBgView view;
-    view.resize(100, 60);
-    view.setBgColor(fill, 10, 10, mask);
-    const QImage image = controls_test::render(&view, ratio);
-    const struct {
-        const char* name;
-        QPointF corner;
-    } corners[] = {
-        {"tl", {0.3, 0.3}}, {"tr", {99.7, 0.3}}, {"bl", {0.3, 59.7}}, {"br", {99.7, 59.7}}};
-    for (const auto& c : corners) {
-        const QColor pixel = at(image, c.corner.x(), c.corner.y());
-        if (rounded.contains(QLatin1String(c.name))) {
-            QVERIFY2(pixel.alpha() == 0, c.name);
-        } else {
-            COMPARE_COLOR(pixel, fill);
+    void cornerMask() {
+        QFETCH(int, mask);
+        QFETCH(qreal, ratio);
+        QFETCH(QString, rounded);
+        const QColor fill(255, 100, 44);
+        ZQCustomBgView view;
+        view.resize(100, 60);
+        view.setBgColor(fill, 10, 10, mask);
+        const QImage image = controls_test::render(&view, ratio);
+        const struct {
+            const char* name;
+            QPointF corner;
+        } corners[] = {
+            {"tl", {0.3, 0.3}}, {"tr", {99.7, 0.3}}, {"bl", {0.3, 59.7}}, {"br", {99.7, 59.7}}};
+        for (const auto& c : corners) {
+            const QColor pixel = at(image, c.corner.x(), c.corner.y());
+            if (rounded.contains(QLatin1String(c.name))) {
+                QVERIFY2(pixel.alpha() == 0, c.name);
+            } else {
+                COMPARE_COLOR(pixel, fill);
+            }
+        }
+        // Everything between the corners is filled.
+        for (const QPointF p : {QPointF(50, 30), QPointF(50, 0.5), QPointF(0.5, 30),
+                                QPointF(99.5, 30), QPointF(50, 59.5), QPointF(10, 10)}) {
+            COMPARE_COLOR(at(image, p.x(), p.y()), fill);
         }
     }
-    // Everything between the corners is filled.
-    for (const QPointF p : {QPointF(50, 30), QPointF(50, 0.5), QPointF(0.5, 30), QPointF(99.5, 30),
-                            QPointF(50, 59.5), QPointF(10, 10)}) {
-        COMPARE_COLOR(at(image, p.x(), p.y()), fill);
+
+    void translucentMaskIsFilledOnce() {
+        // Where the corner shapes and the bands overlap, a translucent colour is
+        // not laid twice.
+        ZQCustomBgView view;
+        view.resize(100, 60);
+        view.setBgColor(QColor(0, 0, 0, 100), 10, 10, 5);
+        const QImage image = controls_test::render(&view, 1.0);
+        const int alphaInBand = at(image, 50, 30).alpha();
+        QCOMPARE(at(image, 5, 30).alpha(), alphaInBand);
+        QCOMPARE(at(image, 15, 5).alpha(), alphaInBand);
+        QCOMPARE(at(image, 95, 5).alpha(), alphaInBand);
     }
-}
 
-void TestWindowChrome::translucentMaskIsFilledOnce() {
-    // Where the corner shapes and the bands overlap, a translucent colour is
-    // not laid twice.
-    ZQCustomBgView view;
-    view.resize(100, 60);
-    view.setBgColor(QColor(0, 0, 0, 100), 10, 10, 5);
-    const QImage image = controls_test::render(&view, 1.0);
-    const int alphaInBand = at(image, 50, 30).alpha();
-    QCOMPARE(at(image, 5, 30).alpha(), alphaInBand);
-    QCOMPARE(at(image, 15, 5).alpha(), alphaInBand);
-    QCOMPARE(at(image, 95, 5).alpha(), alphaInBand);
-}
+    void bordersFollowPointerAndFocus() {
+        const QColor normal(200, 200, 200), hover(255, 100, 44), click(200, 60, 20),
+            active(0, 120, 255), inactive(150, 150, 150);
+        QWidget window;
+        window.resize(200, 100);
+        auto* view = new ZQCustomBgView(QRectF(20, 20, 100, 40), &window);
+        view->setBgColor(Qt::white, 0, 0);
+        view->setBgStrokeColorForNormal(normal, hover, click, 0);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        auto border = [&]() { return at(controls_test::render(view, 2.0), 50, 0.25); };
+        auto inside = [&]() { return at(controls_test::render(view, 2.0), 50, 1.25); };
+        COMPARE_COLOR(border(), normal);
+        COMPARE_COLOR(inside(), QColor(Qt::white));
+        QTest::mouseMove(view, QPoint(10, 10));
+        QCOMPARE(view->tristateBgState(), int(ZQCustomBgView::TristateHover));
+        COMPARE_COLOR(border(), hover);
+        QTest::mousePress(view, Qt::LeftButton, {}, QPoint(10, 10));
+        COMPARE_COLOR(border(), click);
+        QTest::mouseRelease(view, Qt::LeftButton, {}, QPoint(10, 10));
+        QTest::mouseMove(&window, QPoint(190, 90));
+        COMPARE_COLOR(border(), normal);
 
-void TestWindowChrome::bordersFollowPointerAndFocus() {
-    const QColor normal(200, 200, 200), hover(255, 100, 44), click(200, 60, 20),
-        active(0, 120, 255), inactive(150, 150, 150);
-    QWidget window;
-    window.resize(200, 100);
-    auto* view = new ZQCustomBgView(QRectF(20, 20, 100, 40), &window);
-    view->setBgColor(Qt::white, 0, 0);
-    view->setBgStrokeColorForNormal(normal, hover, click, 0);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    auto border = [&]() { return at(controls_test::render(view, 2.0), 50, 0.25); };
-    auto inside = [&]() { return at(controls_test::render(view, 2.0), 50, 1.25); };
-    COMPARE_COLOR(border(), normal);
-    COMPARE_COLOR(inside(), QColor(Qt::white));
-    QTest::mouseMove(view, QPoint(10, 10));
-    QCOMPARE(view->tristateBgState(), int(ZQCustomBgView::TristateHover));
-    COMPARE_COLOR(border(), hover);
-    QTest::mousePress(view, Qt::LeftButton, {}, QPoint(10, 10));
-    COMPARE_COLOR(border(), click);
-    QTest::mouseRelease(view, Qt::LeftButton, {}, QPoint(10, 10));
-    QTest::mouseMove(&window, QPoint(190, 90));
-    COMPARE_COLOR(border(), normal);
-
-    // The focus border is drawn over the tristate one.
-    view->setBgStrokeColorForActive(active, inactive, 0);
-    COMPARE_COLOR(border(), normal);  // no activity state yet
-    view->updateBgStrokeColorWithActive(true);
-    COMPARE_COLOR(border(), active);
-    view->updateBgStrokeColorWithActive(false);
-    COMPARE_COLOR(border(), inactive);
-}
-
-void TestWindowChrome::gradientRunsTopToBottom() {
-    ZQCustomBgView view;
-    view.resize(40, 100);
-    view.setBgGradient(QColor(255, 0, 0), QColor(0, 0, 255));
-    const QImage image = controls_test::render(&view, 1.0);
-    QVERIFY(at(image, 20, 1).red() > 240);
-    QVERIFY(at(image, 20, 99).blue() > 240);
-    QVERIFY(at(image, 1, 50).red() > 100 && at(image, 1, 50).blue() > 100);
-}
-
-void TestWindowChrome::progressFill_data() {
-    QTest::addColumn<float>("maximum");
-    QTest::addColumn<int>("value");
-    QTest::addColumn<qreal>("ratio");
-    QTest::addColumn<qreal>("filled");  // points of a 200-point bar
-    QTest::newRow("half") << 100.0f << 50 << 1.0 << 100.0;
-    QTest::newRow("half at ratio 2") << 100.0f << 50 << 2.0 << 100.0;
-    QTest::newRow("zero") << 100.0f << 0 << 1.0 << 0.0;
-    QTest::newRow("full") << 100.0f << 100 << 2.0 << 200.0;
-    QTest::newRow("other maximum") << 8.0f << 2 << 1.0 << 50.0;
-    QTest::newRow("no maximum fills nothing") << 0.0f << 5 << 1.0 << 0.0;
-}
-
-void TestWindowChrome::progressFill() {
-    QFETCH(float, maximum);
-    QFETCH(int, value);
-    QFETCH(qreal, ratio);
-    QFETCH(qreal, filled);
-    const QColor track(230, 230, 230), fill(255, 100, 44);
-    ZQCustomProgress bar;
-    bar.resize(200, 6);
-    bar.setCornerRadius(0);
-    bar.setMaxValue(maximum);
-    bar.setBgColor(track, fill);
-    bar.setPresent(value);
-    QCOMPARE(bar.filledWidth(), filled);
-    const QImage image = controls_test::render(&bar, ratio);
-    // The fill ends at its width, over the bar's full height.
-    if (filled > 0) {
-        COMPARE_COLOR(at(image, filled - 0.25, 0.25), fill);
-        COMPARE_COLOR(at(image, 0.25, 5.75), fill);
+        // The focus border is drawn over the tristate one.
+        view->setBgStrokeColorForActive(active, inactive, 0);
+        COMPARE_COLOR(border(), normal);  // no activity state yet
+        view->updateBgStrokeColorWithActive(true);
+        COMPARE_COLOR(border(), active);
+        view->updateBgStrokeColorWithActive(false);
+        COMPARE_COLOR(border(), inactive);
     }
-    if (filled < 200) {
-        COMPARE_COLOR(at(image, filled + 0.25, 3), track);
+
+    void gradientRunsTopToBottom() {
+        ZQCustomBgView view;
+        view.resize(40, 100);
+        view.setBgGradient(QColor(255, 0, 0), QColor(0, 0, 255));
+        const QImage image = controls_test::render(&view, 1.0);
+        QVERIFY(at(image, 20, 1).red() > 240);
+        QVERIFY(at(image, 20, 99).blue() > 240);
+        QVERIFY(at(image, 1, 50).red() > 100 && at(image, 1, 50).blue() > 100);
     }
-}
 
-void TestWindowChrome::progressAnimates() {
-    ZQCustomProgress bar;
-    bar.resize(300, 6);
-    bar.setBgColor(Qt::gray, Qt::red);
-    bar.setPresent(10);
-    QCOMPARE(bar.filledWidth(), 30.0);
-    QSignalSpy finished(&bar, &ZQCustomProgress::animationFinished);
-    bar.moveToValue(80, 0.2);
-    QVERIFY(bar.isAnimating());
-    QCOMPARE(bar.filledWidth(), 30.0);  // starts from the old width
-    QVERIFY(finished.wait(5000));
-    QCOMPARE(bar.filledWidth(), 240.0);
-    QVERIFY(!bar.isAnimating());
-    // A new move replaces a running one; no duration: at once.
-    bar.moveToValue(10, 10);
-    bar.moveToValue(50, 0);
-    QCOMPARE(bar.filledWidth(), 150.0);
-    QVERIFY(!bar.isAnimating());
-    QCOMPARE(finished.count(), 2);
-}
-
-void TestWindowChrome::gradientView() {
-    ZQGradientColorView view;
-    view.resize(100, 20);
-    view.setGradientColorStart(QColor(255, 0, 0), QColor(0, 0, 255), 0);
-    QImage image = controls_test::render(&view, 1.0);
-    QVERIFY(at(image, 1, 10).red() > 240);
-    QVERIFY(at(image, 99, 10).blue() > 240);
-    // Only one colour of the gradient: nothing is drawn.
-    view.setGradientColorStart(QColor(255, 0, 0), QColor(), 0);
-    image = controls_test::render(&view, 1.0);
-    QCOMPARE(at(image, 50, 10).alpha(), 0);
-    // A plain colour with a radius.
-    view.setColor(QColor(0, 200, 0), 10);
-    image = controls_test::render(&view, 2.0);
-    COMPARE_COLOR(at(image, 50, 10), QColor(0, 200, 0));
-    QCOMPARE(at(image, 0.25, 0.25).alpha(), 0);
-}
-
-void TestWindowChrome::contentViewCorners() {
-    ZQCustomContentView view;
-    view.resize(80, 50);
-    QCOMPARE(view.cornerRadius(), 7.0);
-    view.updateBackgroundColor(Qt::white, 10);
-    const QImage image = controls_test::render(&view, 2.0);
-    QCOMPARE(at(image, 0.5, 0.5).alpha(), 0);
-    COMPARE_COLOR(at(image, 40, 25), QColor(Qt::white));
-    COMPARE_COLOR(at(image, 40, 0.25), QColor(Qt::white));
-}
-
-void TestWindowChrome::windowButtonStrip_data() {
-    QTest::addColumn<bool>("closeOnly");
-    QTest::newRow("close and minimise") << false;
-    QTest::newRow("close only") << true;
-}
-
-void TestWindowChrome::windowButtonStrip() {
-    QFETCH(bool, closeOnly);
-    QWidget window;
-    window.resize(200, 100);
-    const QRectF frame(9, 71, 40, 16);
-    ZQWindowButtonView* strip =
-        closeOnly ? ZQWindowButtonView::initCloseButtonViewWithFrame(frame, &window)
-                  : new ZQWindowButtonView(frame, &window);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    QCOMPARE(strip->geometry(), QRect(9, 100 - 71 - 16, 40, 16));
-    QCOMPARE(strip->btnType(), closeOnly ? 1 : 0);
-    QVERIFY(strip->closeButton());
-    QCOMPARE(strip->miniButton() == nullptr, closeOnly);
-    // x 7 (and 27), y 0 from the strip's lower left.
-    const QSize size = ZQWindowButtonView::buttonSize();
-    QCOMPARE(strip->closeButton()->geometry(), QRect(QPoint(7, 16 - size.height()), size));
-    if (!closeOnly) {
-        QCOMPARE(strip->miniButton()->geometry(), QRect(QPoint(27, 16 - size.height()), size));
+    void progressFill_data() {
+        QTest::addColumn<float>("maximum");
+        QTest::addColumn<int>("value");
+        QTest::addColumn<qreal>("ratio");
+        QTest::addColumn<qreal>("filled");  // points of a 200-point bar
+        QTest::newRow("half") << 100.0f << 50 << 1.0 << 100.0;
+        QTest::newRow("half at ratio 2") << 100.0f << 50 << 2.0 << 100.0;
+        QTest::newRow("zero") << 100.0f << 0 << 1.0 << 0.0;
+        QTest::newRow("full") << 100.0f << 100 << 2.0 << 200.0;
+        QTest::newRow("other maximum") << 8.0f << 2 << 1.0 << 50.0;
+        QTest::newRow("no maximum fills nothing") << 0.0f << 5 << 1.0 << 0.0;
     }
-    // Symbols only while the pointer is over the strip, buttons included.
-    const QImage plain = controls_test::render(strip, 2.0);
-    QTest::mouseMove(strip, QPoint(2, 2));
-    QVERIFY(strip->mouseInside());
-    QTest::mouseMove(strip->closeButton(), QPoint(5, 5));
-    QVERIFY(strip->mouseInside());
-    const QImage hovered = controls_test::render(strip, 2.0);
-    QVERIFY(plain != hovered);
-    QTest::mouseMove(&window, QPoint(190, 90));
-    QVERIFY(!strip->mouseInside());
-    QCOMPARE(controls_test::render(strip, 2.0), plain);
-}
 
-void TestWindowChrome::closeGoesToTheDelegate() {
-    QWidget window;
-    window.resize(200, 100);
-    auto* strip = ZQWindowButtonView::initCloseButtonViewWithFrame(QRectF(0, 80, 40, 16), &window);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    CloseRecorder recorder;
-    strip->setDelegate(&recorder);
-    QTest::mouseClick(strip->closeButton(), Qt::LeftButton);
-    QCOMPARE(recorder.closes, 1);
-    QVERIFY(window.isVisible());  // the delegate decides
-    // A delegate that does not take the call: the window closes.
-    QObject plain;
-    strip->setDelegate(&plain);
-    QTest::mouseClick(strip->closeButton(), Qt::LeftButton);
-    QTRY_VERIFY(!window.isVisible());
-    QCOMPARE(recorder.closes, 1);
-}
+    void progressFill() {
+        QFETCH(float, maximum);
+        QFETCH(int, value);
+        QFETCH(qreal, ratio);
+        QFETCH(qreal, filled);
+        const QColor track(230, 230, 230), fill(255, 100, 44);
+        ZQCustomProgress bar;
+        bar.resize(200, 6);
+        bar.setCornerRadius(0);
+        bar.setMaxValue(maximum);
+        bar.setBgColor(track, fill);
+        bar.setPresent(value);
+        QCOMPARE(bar.filledWidth(), filled);
+        const QImage image = controls_test::render(&bar, ratio);
+        // The fill ends at its width, over the bar's full height.
+        if (filled > 0) {
+            COMPARE_COLOR(at(image, filled - 0.25, 0.25), fill);
+            COMPARE_COLOR(at(image, 0.25, 5.75), fill);
+        }
+        if (filled < 200) {
+            COMPARE_COLOR(at(image, filled + 0.25, 3), track);
+        }
+    }
 
-void TestWindowChrome::windowMovesByItsBackground() {
-    ZQCustomWindow window(QSize(300, 200));
-    QVERIFY(window.windowFlags() & Qt::FramelessWindowHint);
-    QVERIFY(window.testAttribute(Qt::WA_TranslucentBackground));
-    QCOMPARE(window.contentView()->geometry(), QRect(0, 0, 300, 200));
-    auto* background = new ZQCustomBgView(QRectF(0, 0, 300, 200), window.contentView());
-    background->setBgColor(Qt::white, 10, 10);
-    window.move(100, 100);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&window));
-    const QPoint start = window.pos();
-    QTest::mousePress(background, Qt::LeftButton, {}, QPoint(50, 50));
-    QTest::mouseMove(background, QPoint(80, 70));
-    QTest::mouseRelease(background, Qt::LeftButton, {}, QPoint(80, 70));
-    QTRY_COMPARE(window.pos(), start + QPoint(30, 20));
-    // The content follows the window's size.
-    window.resize(320, 240);
-    QCOMPARE(window.contentView()->size(), QSize(320, 240));
-}
+    void progressAnimates() {
+        ZQCustomProgress bar;
+        bar.resize(300, 6);
+        bar.setBgColor(Qt::gray, Qt::red);
+        bar.setPresent(10);
+        QCOMPARE(bar.filledWidth(), 30.0);
+        QSignalSpy finished(&bar, &ZQCustomProgress::animationFinished);
+        bar.moveToValue(80, 0.2);
+        QVERIFY(bar.isAnimating());
+        QCOMPARE(bar.filledWidth(), 30.0);  // starts from the old width
+        QVERIFY(finished.wait(5000));
+        QCOMPARE(bar.filledWidth(), 240.0);
+        QVERIFY(!bar.isAnimating());
+        // A new move replaces a running one; no duration: at once.
+        bar.moveToValue(10, 10);
+        bar.moveToValue(50, 0);
+        QCOMPARE(bar.filledWidth(), 150.0);
+        QVERIFY(!bar.isAnimating());
+        QCOMPARE(finished.count(), 2);
+    }
+
+    void gradientView() {
+        ZQGradientColorView view;
+        view.resize(100, 20);
+        view.setGradientColorStart(QColor(255, 0, 0), QColor(0, 0, 255), 0);
+        QImage image = controls_test::render(&view, 1.0);
+        QVERIFY(at(image, 1, 10).red() > 240);
+        QVERIFY(at(image, 99, 10).blue() > 240);
+        // Only one colour of the gradient: nothing is drawn.
+        view.setGradientColorStart(QColor(255, 0, 0), QColor(), 0);
+        image = controls_test::render(&view, 1.0);
+        QCOMPARE(at(image, 50, 10).alpha(), 0);
+        // A plain colour with a radius.
+        view.setColor(QColor(0, 200, 0), 10);
+        image = controls_test::render(&view, 2.0);
+        COMPARE_COLOR(at(image, 50, 10), QColor(0, 200, 0));
+        QCOMPARE(at(image, 0.25, 0.25).alpha(), 0);
+    }
+
+    void contentViewCorners() {
+        ZQCustomContentView view;
+        view.resize(80, 50);
+        QCOMPARE(view.cornerRadius(), 7.0);
+        view.updateBackgroundColor(Qt::white, 10);
+        const QImage image = controls_test::render(&view, 2.0);
+        QCOMPARE(at(image, 0.5, 0.5).alpha(), 0);
+        COMPARE_COLOR(at(image, 40, 25), QColor(Qt::white));
+        COMPARE_COLOR(at(image, 40, 0.25), QColor(Qt::white));
+    }
+
+    void windowButtonStrip_data() {
+        QTest::addColumn<bool>("closeOnly");
+        QTest::newRow("close and minimise") << false;
+        QTest::newRow("close only") << true;
+    }
+
+    void windowButtonStrip() {
+        QFETCH(bool, closeOnly);
+        QWidget window;
+        window.resize(200, 100);
+        const QRectF frame(9, 71, 40, 16);
+        ZQWindowButtonView* strip =
+            closeOnly ? ZQWindowButtonView::initCloseButtonViewWithFrame(frame, &window)
+                      : new ZQWindowButtonView(frame, &window);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QCOMPARE(strip->geometry(), QRect(9, 100 - 71 - 16, 40, 16));
+        QCOMPARE(strip->btnType(), closeOnly ? 1 : 0);
+        QVERIFY(strip->closeButton());
+        QCOMPARE(strip->miniButton() == nullptr, closeOnly);
+        // x 7 (and 27), y 0 from the strip's lower left.
+        const QSize size = ZQWindowButtonView::buttonSize();
+        QCOMPARE(strip->closeButton()->geometry(), QRect(QPoint(7, 16 - size.height()), size));
+        if (!closeOnly) {
+            QCOMPARE(strip->miniButton()->geometry(), QRect(QPoint(27, 16 - size.height()), size));
+        }
+        // Symbols only while the pointer is over the strip, buttons included.
+        const QImage plain = controls_test::render(strip, 2.0);
+        QTest::mouseMove(strip, QPoint(2, 2));
+        QVERIFY(strip->mouseInside());
+        QTest::mouseMove(strip->closeButton(), QPoint(5, 5));
+        QVERIFY(strip->mouseInside());
+        const QImage hovered = controls_test::render(strip, 2.0);
+        QVERIFY(plain != hovered);
+        QTest::mouseMove(&window, QPoint(190, 90));
+        QVERIFY(!strip->mouseInside());
+        QCOMPARE(controls_test::render(strip, 2.0), plain);
+    }
+
+    void closeGoesToTheDelegate() {
+        QWidget window;
+        window.resize(200, 100);
+        auto* strip =
+            ZQWindowButtonView::initCloseButtonViewWithFrame(QRectF(0, 80, 40, 16), &window);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        CloseRecorder recorder;
+        strip->setDelegate(&recorder);
+        QTest::mouseClick(strip->closeButton(), Qt::LeftButton);
+        QCOMPARE(recorder.closes, 1);
+        QVERIFY(window.isVisible());  // the delegate decides
+        // A delegate that does not take the call: the window closes.
+        QObject plain;
+        strip->setDelegate(&plain);
+        QTest::mouseClick(strip->closeButton(), Qt::LeftButton);
+        QTRY_VERIFY(!window.isVisible());
+        QCOMPARE(recorder.closes, 1);
+    }
+
+    void windowMovesByItsBackground() {
+        ZQCustomWindow window(QSize(300, 200));
+        QVERIFY(window.windowFlags() & Qt::FramelessWindowHint);
+        QVERIFY(window.testAttribute(Qt::WA_TranslucentBackground));
+        QCOMPARE(window.contentView()->geometry(), QRect(0, 0, 300, 200));
+        auto* background = new ZQCustomBgView(QRectF(0, 0, 300, 200), window.contentView());
+        background->setBgColor(Qt::white, 10, 10);
+        window.move(100, 100);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        const QPoint start = window.pos();
+        QTest::mousePress(background, Qt::LeftButton, {}, QPoint(50, 50));
+        QTest::mouseMove(background, QPoint(80, 70));
+        QTest::mouseRelease(background, Qt::LeftButton, {}, QPoint(80, 70));
+        QTRY_COMPARE(window.pos(), start + QPoint(30, 20));
+        // The content follows the window's size.
+        window.resize(320, 240);
+        QCOMPARE(window.contentView()->size(), QSize(320, 240));
+    }
+};
 
 QTEST_MAIN(TestWindowChrome)
 #include "tst_windowchrome.moc"
