@@ -119,60 +119,480 @@ quint16 unusedPort() {
     }
     return server.serverPort();
 }
-
 }  // namespace
 
 class TestAnalytics : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
+    void initTestCase() { QVERIFY2(_service.start(), qPrintable(_service.errorString())); }
 
-    void realTimeEventGoesAtOnce();
-    void normalEventsWaitForTheirBatch();
-    void batchIntervalSendsWhatWaits();
-    void answers_data();
-    void answers();
-    void serverErrorsAreRetriedAndDeduplicated();
-    void backoffWhileUnreachableThenDelivery();
-    void boundedQueueDropsTheOldest();
-    void eventsClaimedByAnotherSenderWaitForTheirLease();
-    void reportingFromSeveralThreads();
-    void userSwitchEmptiesTheQueue();
-    void deploymentSwitchOff();
-    void unreadableQueueIsSetAside();
-    void killedProcessEventsGoOutWithTheFirstRequests();
+    void init() {
+        QVERIFY(_service.clearAnalytics());
+        QVERIFY(_service.clearFaults());
+        _dir = std::make_unique<QTemporaryDir>();
+        QVERIFY(_dir->isValid());
+        _outcomes = {};
+        _mark = _service.mark();
+    }
+
+    void cleanup() {
+        zq::stats::setAnalyticsUserChoice(std::nullopt);
+        _service.setConfigValue("Analytics/Enabled", "true");
+    }
+
+    void realTimeEventGoesAtOnce() {
+        const qint64 mark = _service.mark();
+        auto report = startReporter({});
+        const TesselEvent event = TesselEvent::realTimeEventWithCode(
+            "mac_clck", kAppKey, {{"mac_icon", "13"}, {"mac_v", "1.0"}});
+        QVERIFY(report->reportEvent(event));
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{event.identifier()},
+                                  kDeliveryTimeoutMs);
+
+        const ServiceView view = serviceView();
+        QCOMPARE(view.stored.size(), 1);
+        const QJsonObject stored = view.stored.value(event.identifier());
+        QCOMPARE(stored.value("code").toString(), QString("mac_clck"));
+        QCOMPARE(stored.value("app_key").toString(), kAppKey);
+        QCOMPARE(stored.value("kind").toString(), QString("realtime"));
+        QCOMPARE(stored.value("params").toObject(),
+                 (QJsonObject{{"mac_icon", "13"}, {"mac_v", "1.0"}}));
+        QCOMPARE(QDateTime::fromString(stored.value("time").toString(), Qt::ISODateWithMs),
+                 event.createdAt());
+
+        const QJsonArray requests = _service.entries("/analytics/v1/events", mark);
+        QCOMPARE(requests.size(), 1);
+        const QJsonObject request = requests.at(0).toObject();
+        QCOMPARE(request.value("method").toString(), QString("POST"));
+        const QJsonObject batch = bodyOf(request);
+        QCOMPARE(batch.value("schema").toInt(), 1);
+        QCOMPARE(batch.value("device").toString(), QString("0123456789ABCDEF0123456789ABCDEF"));
+
+        // The audit log holds exactly the body that was posted, and its outcome.
+        QTRY_COMPARE(zq::stats::AnalyticsAudit::read(_dir->path()).size(), 1);
+        const QJsonObject audit = zq::stats::AnalyticsAudit::read(_dir->path()).at(0).toObject();
+        QCOMPARE(audit.value("body").toObject(), batch);
+        QCOMPARE(audit.value("endpoint").toString(), _service.url("/analytics/v1/events"));
+        QCOMPARE(audit.value("result").toObject().value("outcome").toString(),
+                 QString("delivered"));
+        QCOMPARE(audit.value("result").toObject().value("status").toInt(), 200);
+        QCOMPARE(report->pendingCount(), 0);
+    }
+
+    void normalEventsWaitForTheirBatch() {
+        auto report = startReporter({{"batchSize", 3}, {"batchIntervalMs", 3600000}});
+        const TesselEvent a = TesselEvent::normalEventWithCode("n", kAppKey, {{"i", "a"}});
+        const TesselEvent b = TesselEvent::normalEventWithCode("n", kAppKey, {{"i", "b"}});
+        const TesselEvent r = TesselEvent::realTimeEventWithCode("r", kAppKey, {});
+        QVERIFY(report->reportEvent(a));
+        QVERIFY(report->reportEvent(b));
+        QVERIFY(report->reportEvent(r));
+        // The real-time event overtakes the two waiting normal events, alone.
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{r.identifier()},
+                                  kDeliveryTimeoutMs);
+        ServiceView view = serviceView();
+        QCOMPARE(view.requestIds, QList<QStringList>{QStringList{r.identifier()}});
+        QCOMPARE(report->pendingCount(), 2);
+
+        // The third normal event completes the batch: one request with all three.
+        const TesselEvent c = TesselEvent::normalEventWithCode("n", kAppKey, {{"i", "c"}});
+        QVERIFY(report->reportEvent(c));
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 4, kDeliveryTimeoutMs);
+        view = serviceView();
+        QCOMPARE(view.requestIds,
+                 (QList<QStringList>{QStringList{r.identifier()},
+                                     QStringList{a.identifier(), b.identifier(), c.identifier()}}));
+        QCOMPARE(view.stored.value(a.identifier()).value("kind").toString(), QString("normal"));
+        QCOMPARE(report->pendingCount(), 0);
+    }
+
+    void batchIntervalSendsWhatWaits() {
+        auto report = startReporter({{"batchSize", 100}, {"batchIntervalMs", 1500}});
+        const TesselEvent a = TesselEvent::normalEventWithCode("n", kAppKey, {});
+        const TesselEvent b = TesselEvent::normalEventWithCode("n", kAppKey, {});
+        QVERIFY(report->reportEvent(a));
+        QVERIFY(report->reportEvent(b));
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 2, kDeliveryTimeoutMs);
+        QCOMPARE(serviceView().requestIds,
+                 QList<QStringList>{(QStringList{a.identifier(), b.identifier()})});
+
+        // flush() does not wait for the interval.
+        auto patient = startReporter({{"batchSize", 100}, {"batchIntervalMs", 3600000}},
+                                     _dir->filePath("second"));
+        const TesselEvent c = TesselEvent::normalEventWithCode("n", kAppKey, {});
+        QVERIFY(patient->reportEvent(c));
+        patient->flush();
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 3, kDeliveryTimeoutMs);
+        QCOMPARE(_outcomes.delivered.last(), c.identifier());
+    }
+
+    void answers_data() {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<bool>("retried");
+        QTest::newRow("500 is retried") << 500 << true;
+        QTest::newRow("503 is retried") << 503 << true;
+        QTest::newRow("408 is retried") << 408 << true;
+        QTest::newRow("429 is retried") << 429 << true;
+        QTest::newRow("302 is retried") << 302 << true;
+        QTest::newRow("400 is refused") << 400 << false;
+        QTest::newRow("404 is refused") << 404 << false;
+        QTest::newRow("413 is refused") << 413 << false;
+    }
+
+    void answers() {
+        QFETCH(int, status);
+        QFETCH(bool, retried);
+        QVERIFY(_service.setFault("/analytics/v1/events", "status",
+                                  {{"status", status}, {"count", 1}}));
+        const qint64 mark = _service.mark();
+        auto report = startReporter({{"retryInitialMs", 50}});
+        const TesselEvent first = TesselEvent::realTimeEventWithCode("first", kAppKey, {});
+        QVERIFY(report->reportEvent(first));
+        QTRY_VERIFY_WITH_TIMEOUT(!_outcomes.failed.isEmpty() || !_outcomes.rejected.isEmpty(),
+                                 kDeliveryTimeoutMs);
+        if (retried) {
+            QCOMPARE(_outcomes.failed, QStringList{first.identifier()});
+            QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{first.identifier()},
+                                      kDeliveryTimeoutMs);
+        } else {
+            QCOMPARE(_outcomes.rejected, QStringList{first.identifier()});
+            QCOMPARE(_outcomes.rejectedStatus, QList<int>{status});
+            QCOMPARE(report->pendingCount(), 0);
+        }
+        // A later event goes out on its own: a refused batch is not sent again.
+        const TesselEvent second = TesselEvent::realTimeEventWithCode("second", kAppKey, {});
+        QVERIFY(report->reportEvent(second));
+        QTRY_VERIFY_WITH_TIMEOUT(_outcomes.delivered.contains(second.identifier()),
+                                 kDeliveryTimeoutMs);
+        const QJsonArray requests = _service.entries("/analytics/v1/events", mark);
+        QCOMPARE(requests.size(), retried ? 3 : 2);
+        QCOMPARE(idsOfBatch(bodyOf(requests.last().toObject())), QStringList{second.identifier()});
+
+        const QJsonArray audit = zq::stats::AnalyticsAudit::read(_dir->path());
+        QCOMPARE(audit.size(), requests.size());
+        const QJsonObject result = audit.at(0).toObject().value("result").toObject();
+        QCOMPARE(result.value("status").toInt(), status);
+        QCOMPARE(result.value("outcome").toString(),
+                 retried ? QString("retry") : QString("rejected"));
+    }
+
+    void serverErrorsAreRetriedAndDeduplicated() {
+        // The service stores the events and then answers 503 twice: the client
+        // sends the same batch three times, the service keeps each event once.
+        QVERIFY(
+            _service.setFault("/analytics/v1/events", "status", {{"status", 503}, {"count", 2}}));
+        auto report = startReporter({{"retryInitialMs", 50}, {"batchSize", 2}});
+        const TesselEvent a = TesselEvent::normalEventWithCode("n", kAppKey, {});
+        const TesselEvent b = TesselEvent::normalEventWithCode("n", kAppKey, {});
+        QVERIFY(report->reportEvent(a));
+        QVERIFY(report->reportEvent(b));
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 2, kDeliveryTimeoutMs);
+        QCOMPARE(_outcomes.failed.size(), 4);
+        QVERIFY(_outcomes.retryDelays.at(1) >= 40 && _outcomes.retryDelays.at(1) <= 100);
+
+        const ServiceView view = serviceView();
+        QCOMPARE(view.stored.size(), 2);
+        QCOMPARE(view.timesSent.value(a.identifier()), 3);
+        const QJsonArray requests = _service.entries("/analytics/v1/events", _mark);
+        QCOMPARE(requests.size(), 3);
+        const QJsonObject last = requests.at(2).toObject().value("analytics").toObject();
+        QCOMPARE(last.value("duplicates").toArray().size(), 2);
+        QCOMPARE(last.value("accepted").toArray().size(), 0);
+
+        QStringList outcomes;
+        for (const QJsonValue& attempt : zq::stats::AnalyticsAudit::read(_dir->path())) {
+            outcomes << attempt.toObject().value("result").toObject().value("outcome").toString();
+        }
+        QCOMPARE(outcomes, (QStringList{"retry", "retry", "delivered"}));
+    }
+
+    void backoffWhileUnreachableThenDelivery() {
+        const quint16 port = unusedPort();
+        QVERIFY(port != 0);
+        const QString endpoint =
+            QStringLiteral("http://127.0.0.1:%1/analytics/v1/events").arg(port);
+        const QString dataDir = _dir->filePath("service");
+        auto service = std::make_unique<ServiceOnPort>();
+        QVERIFY(service->start(port, dataDir));
+        auto report = startReporter({{"endpoint", endpoint},
+                                     {"retryInitialMs", 100},
+                                     {"retryMaxMs", 400},
+                                     {"batchSize", 1}});
+        const TesselEvent before = TesselEvent::realTimeEventWithCode("before", kAppKey, {});
+        QVERIFY(report->reportEvent(before));
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{before.identifier()},
+                                  kDeliveryTimeoutMs);
+
+        // The service goes away.
+        service.reset();
+        const TesselEvent r = TesselEvent::realTimeEventWithCode("r", kAppKey, {});
+        const TesselEvent n = TesselEvent::normalEventWithCode("n", kAppKey, {});
+        QVERIFY(report->reportEvent(r));
+        QVERIFY(report->reportEvent(n));
+
+        // Failures come with waits that double (within 80-100 % of each step) up to the cap.
+        QTRY_VERIFY_WITH_TIMEOUT(_outcomes.retryDelays.size() >= 6, kDeliveryTimeoutMs);
+        const QList<qint64> delays = _outcomes.retryDelays;
+        QVERIFY2(delays.at(0) >= 80 && delays.at(0) <= 100,
+                 qPrintable(QString::number(delays.at(0))));
+        QVERIFY2(delays.at(1) >= 160 && delays.at(1) <= 200,
+                 qPrintable(QString::number(delays.at(1))));
+        QVERIFY2(delays.at(2) >= 320 && delays.at(2) <= 400,
+                 qPrintable(QString::number(delays.at(2))));
+        for (qsizetype i = 3; i < delays.size(); ++i) {
+            QVERIFY(delays.at(i) >= 320 && delays.at(i) <= 400);
+        }
+        QCOMPARE(_outcomes.delivered.size(), 1);
+        QCOMPARE(report->pendingCount(), 2);
+
+        // It comes back where it was.
+        service = std::make_unique<ServiceOnPort>();
+        QVERIFY(service->start(port, dataDir));
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 3, kDeliveryTimeoutMs);
+        QCOMPARE(service->storedIds(),
+                 (QStringList{before.identifier(), r.identifier(), n.identifier()}));
+        QCOMPARE(report->pendingCount(), 0);
+
+        // Every attempt is on record; the failed ones say why.
+        const QJsonArray audit = zq::stats::AnalyticsAudit::read(_dir->path());
+        QVERIFY(audit.size() >= 9);
+        const QJsonObject firstFailure = audit.at(1).toObject().value("result").toObject();
+        QCOMPARE(firstFailure.value("outcome").toString(), QString("retry"));
+        QCOMPARE(firstFailure.value("status").toInt(), 0);
+        QVERIFY(!firstFailure.value("error").toString().isEmpty());
+        QCOMPARE(audit.last().toObject().value("result").toObject().value("outcome").toString(),
+                 QString("delivered"));
+    }
+
+    void boundedQueueDropsTheOldest() {
+        auto report =
+            startReporter({{"maxQueued", 5}, {"batchSize", 1000}, {"batchIntervalMs", 3600000}});
+        QStringList ids;
+        for (int i = 0; i < 8; ++i) {
+            const TesselEvent event =
+                TesselEvent::normalEventWithCode("n", kAppKey, {{"i", QString::number(i)}});
+            QVERIFY(report->reportEvent(event));
+            ids << event.identifier();
+        }
+        QCOMPARE(report->pendingCount(), 5);
+        report->flush();
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 5, kDeliveryTimeoutMs);
+        QCOMPARE(serviceView().requestIds, QList<QStringList>{ids.mid(3)});
+    }
+
+    void eventsClaimedByAnotherSenderWaitForTheirLease() {
+        // Another process claimed two events and died before sending them.
+        const qint64 now = QDateTime::currentMSecsSinceEpoch();
+        QStringList foreign;
+        {
+            zq::stats::AnalyticsQueue other(_dir->path());
+            QVERIFY(other.isOpen());
+            for (int i = 0; i < 2; ++i) {
+                const TesselEvent event =
+                    TesselEvent::realTimeEventWithCode("foreign", kAppKey, {});
+                const QByteArray body =
+                    QJsonDocument(event.toJson()).toJson(QJsonDocument::Compact);
+                QVERIFY(other.enqueue(event.identifier(), true, now, body, 100));
+                foreign << event.identifier();
+            }
+            QCOMPARE(
+                other.claim(zq::stats::AnalyticsQueue::realTimeOnly(), 10, now, now + 3000).size(),
+                2);
+        }
+        auto report = startReporter({});
+        const TesselEvent own = TesselEvent::realTimeEventWithCode("own", kAppKey, {});
+        QVERIFY(report->reportEvent(own));
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{own.identifier()},
+                                  kDeliveryTimeoutMs);
+        QCOMPARE(serviceView().requestIds, QList<QStringList>{QStringList{own.identifier()}});
+        // When the lease ends they are sent.
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 3, kDeliveryTimeoutMs);
+        QCOMPARE(_outcomes.delivered.mid(1), foreign);
+        QVERIFY(QDateTime::currentMSecsSinceEpoch() >= now + 3000);
+    }
+
+    void reportingFromSeveralThreads() {
+        auto report = startReporter({{"batchSize", 1000}, {"batchIntervalMs", 3600000}});
+        constexpr int kThreads = 4;
+        constexpr int kEach = 25;
+        QList<QStringList> idsByThread(kThreads);
+        QList<QThread*> threads;
+        for (int t = 0; t < kThreads; ++t) {
+            threads << QThread::create([&report, &idsByThread, t] {
+                for (int i = 0; i < kEach; ++i) {
+                    const TesselEvent event = TesselEvent::normalEventWithCode(
+                        "thread", kAppKey, {{"t", QString::number(t)}, {"i", QString::number(i)}});
+                    if (report->reportEvent(event)) {
+                        idsByThread[t] << event.identifier();
+                    }
+                }
+            });
+        }
+        for (QThread* thread : threads) {
+            thread->start();
+        }
+        for (QThread* thread : threads) {
+            QVERIFY(thread->wait(60000));
+            delete thread;
+        }
+        QStringList all;
+        for (const QStringList& ids : idsByThread) {
+            QCOMPARE(ids.size(), kEach);
+            all << ids;
+        }
+        QCOMPARE(report->pendingCount(), kThreads * kEach);
+        report->flush();
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), kThreads * kEach, kDeliveryTimeoutMs);
+        const ServiceView view = serviceView();
+        QCOMPARE(view.stored.size(), kThreads * kEach);
+        for (const QString& id : all) {
+            QCOMPARE(view.timesSent.value(id), 1);
+        }
+    }
+
+    void userSwitchEmptiesTheQueue() {
+        auto report = startReporter({{"batchSize", 1000}, {"batchIntervalMs", 3600000}});
+        QVERIFY(report->reportEvent(TesselEvent::normalEventWithCode("n", kAppKey, {})));
+        QVERIFY(report->reportEvent(TesselEvent::normalEventWithCode("n", kAppKey, {})));
+        QCOMPARE(report->pendingCount(), 2);
+
+        // As `vesko-tool analytics disable` does it, from outside the client.
+        QVERIFY(zq::stats::setAnalyticsUserChoice(false));
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.purged, 2, kDeliveryTimeoutMs);
+        QCOMPARE(report->pendingCount(), 0);
+        QVERIFY(!report->reportEvent(TesselEvent::realTimeEventWithCode("r", kAppKey, {})));
+        QVERIFY(!report->reportEvent(TesselEvent::normalEventWithCode("n", kAppKey, {})));
+        QCOMPARE(report->pendingCount(), 0);
+
+        QVERIFY(zq::stats::setAnalyticsUserChoice(true));
+        const TesselEvent after = TesselEvent::realTimeEventWithCode("r", kAppKey, {});
+        QVERIFY(report->reportEvent(after));
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{after.identifier()},
+                                  kDeliveryTimeoutMs);
+        QCOMPARE(serviceView().stored.keys(), QStringList{after.identifier()});
+    }
+
+    void deploymentSwitchOff() {
+        {
+            // Events left in the queue by an earlier process.
+            zq::stats::AnalyticsQueue queue(_dir->path());
+            const TesselEvent event = TesselEvent::normalEventWithCode("old", kAppKey, {});
+            QVERIFY(queue.enqueue(event.identifier(), false, 0,
+                                  QJsonDocument(event.toJson()).toJson(), 100));
+        }
+        _service.setConfigValue("Analytics/Enabled", "false");
+        QVERIFY(!zq::stats::analyticsEnabled());
+        auto report = startReporter({});
+        QCOMPARE(report->pendingCount(), 0);
+        QVERIFY(!report->reportEvent(TesselEvent::realTimeEventWithCode("r", kAppKey, {})));
+        QCOMPARE(report->pendingCount(), 0);
+        // A user who says yes does not override the deployment's no.
+        QVERIFY(zq::stats::setAnalyticsUserChoice(true));
+        QVERIFY(!zq::stats::analyticsEnabled());
+        QVERIFY(!report->reportEvent(TesselEvent::realTimeEventWithCode("r", kAppKey, {})));
+        report.reset();
+        QVERIFY(_service.analyticsEvents().isEmpty());
+        QVERIFY(zq::stats::AnalyticsAudit::read(_dir->path()).isEmpty());
+    }
+
+    void unreadableQueueIsSetAside() {
+        const QByteArray garbage(4096, 'x');
+        {
+            QFile file(zq::stats::AnalyticsQueue::databasePath(_dir->path()));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(garbage);
+        }
+        auto report = startReporter({});
+        const TesselEvent event = TesselEvent::realTimeEventWithCode("r", kAppKey, {});
+        QVERIFY(report->reportEvent(event));
+        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{event.identifier()},
+                                  kDeliveryTimeoutMs);
+        const QStringList aside =
+            QDir(_dir->path()).entryList({"events.sqlite.unreadable-*"}, QDir::Files);
+        QCOMPARE(aside.size(), 1);
+        QFile kept(_dir->filePath(aside.first()));
+        QVERIFY(kept.open(QIODevice::ReadOnly));
+        QCOMPARE(kept.readAll(), garbage);
+    }
+
+    void killedProcessEventsGoOutWithTheFirstRequests() {
+        // The helper's first request is held at the service (and then refused),
+        // so that it dies with a claim of an hour on those events and the rest
+        // still its own.
+        QVERIFY(
+            _service.setFault("/analytics/v1/events", "answer", {{"status", 503}, {"ms", 600000}}));
+        QProcess helper;
+        helper.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        helper.start(QStringLiteral(ZQ_BINARY_DIR "/tests/stats/analytics_queue_helper"),
+                     {_dir->path(), _service.url("/analytics/v1/events"), QStringLiteral("400")});
+        QVERIFY(helper.waitForStarted(20000));
+        // Every event whose reportEvent() had returned must reach the service, once.
+        // The helper is killed once its first request is held at the service; it
+        // may have reported all its events ("done") by then on a busy machine.
+        QStringList confirmed;
+        const auto helperIsMidRequest = [&] {
+            while (helper.canReadLine()) {
+                confirmed << QString::fromUtf8(helper.readLine()).trimmed();
+            }
+            return confirmed.size() >= 30 &&
+                   !_service.entries("/analytics/v1/events", _mark).isEmpty();
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(helperIsMidRequest(), 20000);
+        helper.kill();  // SIGKILL: no clean-up of any kind
+        QVERIFY(helper.waitForFinished(20000));
+        confirmed
+            << QString::fromUtf8(helper.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
+        confirmed.removeAll(QStringLiteral("done"));
+        QVERIFY(_service.clearFaults());
+
+        // A client that starts sends them at once, in requests of its configured
+        // size: no lease or batch interval runs out within the wait.
+        const qint64 mark = _service.mark();
+        auto report = startReporter({{"maxEventsPerRequest", 7}});
+        QTRY_COMPARE_WITH_TIMEOUT(report->pendingCount(), 0, kDeliveryTimeoutMs);
+        QStringList posted;
+        QList<qsizetype> sizes;
+        for (const QJsonValue& request : _service.entries("/analytics/v1/events", mark)) {
+            const QStringList ids = idsOfBatch(bodyOf(request.toObject()));
+            posted << ids;
+            sizes << ids.size();
+        }
+        QCOMPARE(QSet<QString>(posted.cbegin(), posted.cend()).size(), posted.size());
+        QVERIFY(sizes.size() >= 5);
+        QCOMPARE(sizes.mid(0, sizes.size() - 1), QList<qsizetype>(sizes.size() - 1, 7));
+        QVERIFY(sizes.last() <= 7);
+        const ServiceView view = serviceView();
+        for (const QString& id : std::as_const(confirmed)) {
+            QVERIFY2(view.stored.contains(id), qPrintable("lost: " + id));
+        }
+    }
 
 private:
     std::unique_ptr<TesselReport> startReporter(const QVariantMap& config,
                                                 const QString& folder = {});
-    ServiceView serviceView();
+    ServiceView serviceView() {
+        ServiceView view;
+        for (const QJsonValue& record : _service.analyticsEvents()) {
+            const QJsonObject event = record.toObject().value("event").toObject();
+            view.stored.insert(event.value("id").toString(), event);
+        }
+        for (const QJsonValue& entry : _service.entries("/analytics/v1/events", _mark)) {
+            const QStringList ids = idsOfBatch(bodyOf(entry.toObject()));
+            view.requestIds << ids;
+            ++view.requests;
+            for (const QString& id : ids) {
+                ++view.timesSent[id];
+            }
+        }
+        return view;
+    }
 
     zq::test::RefService _service;
     std::unique_ptr<QTemporaryDir> _dir;
     Outcomes _outcomes;
     qint64 _mark = 0;
 };
-
-void TestAnalytics::initTestCase() {
-    QVERIFY2(_service.start(), qPrintable(_service.errorString()));
-}
-
-void TestAnalytics::init() {
-    QVERIFY(_service.clearAnalytics());
-    QVERIFY(_service.clearFaults());
-    _dir = std::make_unique<QTemporaryDir>();
-    QVERIFY(_dir->isValid());
-    _outcomes = {};
-    _mark = _service.mark();
-}
-
-void TestAnalytics::cleanup() {
-    zq::stats::setAnalyticsUserChoice(std::nullopt);
-    _service.setConfigValue("Analytics/Enabled", "true");
-}
 
 std::unique_ptr<TesselReport> TestAnalytics::startReporter(const QVariantMap& config,
                                                            const QString& folder) {
@@ -195,433 +615,6 @@ std::unique_ptr<TesselReport> TestAnalytics::startReporter(const QVariantMap& co
             [this](int count) { _outcomes.purged += count; });
     report->startWithAppkey(kAppKey, config);
     return report;
-}
-
-ServiceView TestAnalytics::serviceView() {
-    ServiceView view;
-    for (const QJsonValue& record : _service.analyticsEvents()) {
-        const QJsonObject event = record.toObject().value("event").toObject();
-        view.stored.insert(event.value("id").toString(), event);
-    }
-    for (const QJsonValue& entry : _service.entries("/analytics/v1/events", _mark)) {
-        const QStringList ids = idsOfBatch(bodyOf(entry.toObject()));
-        view.requestIds << ids;
-        ++view.requests;
-        for (const QString& id : ids) {
-            ++view.timesSent[id];
-        }
-    }
-    return view;
-}
-
-void TestAnalytics::realTimeEventGoesAtOnce() {
-    const qint64 mark = _service.mark();
-    auto report = startReporter({});
-    const TesselEvent event = TesselEvent::realTimeEventWithCode(
-        "mac_clck", kAppKey, {{"mac_icon", "13"}, {"mac_v", "1.0"}});
-    QVERIFY(report->reportEvent(event));
-    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{event.identifier()},
-                              kDeliveryTimeoutMs);
-
-    const ServiceView view = serviceView();
-    QCOMPARE(view.stored.size(), 1);
-    const QJsonObject stored = view.stored.value(event.identifier());
-    QCOMPARE(stored.value("code").toString(), QString("mac_clck"));
-    QCOMPARE(stored.value("app_key").toString(), kAppKey);
-    QCOMPARE(stored.value("kind").toString(), QString("realtime"));
-    QCOMPARE(stored.value("params").toObject(),
-             (QJsonObject{{"mac_icon", "13"}, {"mac_v", "1.0"}}));
-    QCOMPARE(QDateTime::fromString(stored.value("time").toString(), Qt::ISODateWithMs),
-             event.createdAt());
-
-    const QJsonArray requests = _service.entries("/analytics/v1/events", mark);
-    QCOMPARE(requests.size(), 1);
-    const QJsonObject request = requests.at(0).toObject();
-    QCOMPARE(request.value("method").toString(), QString("POST"));
-    const QJsonObject batch = bodyOf(request);
-    QCOMPARE(batch.value("schema").toInt(), 1);
-    QCOMPARE(batch.value("device").toString(), QString("0123456789ABCDEF0123456789ABCDEF"));
-
-    // The audit log holds exactly the body that was posted, and its outcome.
-    QTRY_COMPARE(zq::stats::AnalyticsAudit::read(_dir->path()).size(), 1);
-    const QJsonObject audit = zq::stats::AnalyticsAudit::read(_dir->path()).at(0).toObject();
-    QCOMPARE(audit.value("body").toObject(), batch);
-    QCOMPARE(audit.value("endpoint").toString(), _service.url("/analytics/v1/events"));
-    QCOMPARE(audit.value("result").toObject().value("outcome").toString(), QString("delivered"));
-    QCOMPARE(audit.value("result").toObject().value("status").toInt(), 200);
-    QCOMPARE(report->pendingCount(), 0);
-}
-
-void TestAnalytics::normalEventsWaitForTheirBatch() {
-    auto report = startReporter({{"batchSize", 3}, {"batchIntervalMs", 3600000}});
-    const TesselEvent a = TesselEvent::normalEventWithCode("n", kAppKey, {{"i", "a"}});
-    const TesselEvent b = TesselEvent::normalEventWithCode("n", kAppKey, {{"i", "b"}});
-    const TesselEvent r = TesselEvent::realTimeEventWithCode("r", kAppKey, {});
-    QVERIFY(report->reportEvent(a));
-    QVERIFY(report->reportEvent(b));
-    QVERIFY(report->reportEvent(r));
-    // The real-time event overtakes the two waiting normal events, alone.
-    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{r.identifier()}, kDeliveryTimeoutMs);
-    ServiceView view = serviceView();
-    QCOMPARE(view.requestIds, QList<QStringList>{QStringList{r.identifier()}});
-    QCOMPARE(report->pendingCount(), 2);
-
-    // The third normal event completes the batch: one request with all three.
-    const TesselEvent c = TesselEvent::normalEventWithCode("n", kAppKey, {{"i", "c"}});
-    QVERIFY(report->reportEvent(c));
-    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 4, kDeliveryTimeoutMs);
-    view = serviceView();
-    QCOMPARE(view.requestIds,
-             (QList<QStringList>{QStringList{r.identifier()},
-                                 QStringList{a.identifier(), b.identifier(), c.identifier()}}));
-    QCOMPARE(view.stored.value(a.identifier()).value("kind").toString(), QString("normal"));
-    QCOMPARE(report->pendingCount(), 0);
-}
-
-void TestAnalytics::batchIntervalSendsWhatWaits() {
-    auto report = startReporter({{"batchSize", 100}, {"batchIntervalMs", 1500}});
-    const TesselEvent a = TesselEvent::normalEventWithCode("n", kAppKey, {});
-    const TesselEvent b = TesselEvent::normalEventWithCode("n", kAppKey, {});
-    QVERIFY(report->reportEvent(a));
-    QVERIFY(report->reportEvent(b));
-    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 2, kDeliveryTimeoutMs);
-    QCOMPARE(serviceView().requestIds,
-             QList<QStringList>{(QStringList{a.identifier(), b.identifier()})});
-
-    // flush() does not wait for the interval.
-    auto patient =
-        startReporter({{"batchSize", 100}, {"batchIntervalMs", 3600000}}, _dir->filePath("second"));
-    const TesselEvent c = TesselEvent::normalEventWithCode("n", kAppKey, {});
-    QVERIFY(patient->reportEvent(c));
-    patient->flush();
-    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 3, kDeliveryTimeoutMs);
-    QCOMPARE(_outcomes.delivered.last(), c.identifier());
-}
-
-void TestAnalytics::answers_data() {
-    QTest::addColumn<int>("status");
-    QTest::addColumn<bool>("retried");
-    QTest::newRow("500 is retried") << 500 << true;
-    QTest::newRow("503 is retried") << 503 << true;
-    QTest::newRow("408 is retried") << 408 << true;
-    QTest::newRow("429 is retried") << 429 << true;
-    QTest::newRow("302 is retried") << 302 << true;
-    QTest::newRow("400 is refused") << 400 << false;
-    QTest::newRow("404 is refused") << 404 << false;
-    QTest::newRow("413 is refused") << 413 << false;
-}
-
-void TestAnalytics::answers() {
-    QFETCH(int, status);
-    QFETCH(bool, retried);
-    QVERIFY(
-        _service.setFault("/analytics/v1/events", "status", {{"status", status}, {"count", 1}}));
-    const qint64 mark = _service.mark();
-    auto report = startReporter({{"retryInitialMs", 50}});
-    const TesselEvent first = TesselEvent::realTimeEventWithCode("first", kAppKey, {});
-    QVERIFY(report->reportEvent(first));
-    QTRY_VERIFY_WITH_TIMEOUT(!_outcomes.failed.isEmpty() || !_outcomes.rejected.isEmpty(),
-                             kDeliveryTimeoutMs);
-    if (retried) {
-        QCOMPARE(_outcomes.failed, QStringList{first.identifier()});
-        QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{first.identifier()},
-                                  kDeliveryTimeoutMs);
-    } else {
-        QCOMPARE(_outcomes.rejected, QStringList{first.identifier()});
-        QCOMPARE(_outcomes.rejectedStatus, QList<int>{status});
-        QCOMPARE(report->pendingCount(), 0);
-    }
-    // A later event goes out on its own: a refused batch is not sent again.
-    const TesselEvent second = TesselEvent::realTimeEventWithCode("second", kAppKey, {});
-    QVERIFY(report->reportEvent(second));
-    QTRY_VERIFY_WITH_TIMEOUT(_outcomes.delivered.contains(second.identifier()), kDeliveryTimeoutMs);
-    const QJsonArray requests = _service.entries("/analytics/v1/events", mark);
-    QCOMPARE(requests.size(), retried ? 3 : 2);
-    QCOMPARE(idsOfBatch(bodyOf(requests.last().toObject())), QStringList{second.identifier()});
-
-    const QJsonArray audit = zq::stats::AnalyticsAudit::read(_dir->path());
-    QCOMPARE(audit.size(), requests.size());
-    const QJsonObject result = audit.at(0).toObject().value("result").toObject();
-    QCOMPARE(result.value("status").toInt(), status);
-    QCOMPARE(result.value("outcome").toString(), retried ? QString("retry") : QString("rejected"));
-}
-
-void TestAnalytics::serverErrorsAreRetriedAndDeduplicated() {
-    // The service stores the events and then answers 503 twice: the client
-    // sends the same batch three times, the service keeps each event once.
-    QVERIFY(_service.setFault("/analytics/v1/events", "status", {{"status", 503}, {"count", 2}}));
-    auto report = startReporter({{"retryInitialMs", 50}, {"batchSize", 2}});
-    const TesselEvent a = TesselEvent::normalEventWithCode("n", kAppKey, {});
-    const TesselEvent b = TesselEvent::normalEventWithCode("n", kAppKey, {});
-    QVERIFY(report->reportEvent(a));
-    QVERIFY(report->reportEvent(b));
-    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 2, kDeliveryTimeoutMs);
-    QCOMPARE(_outcomes.failed.size(), 4);
-    QVERIFY(_outcomes.retryDelays.at(1) >= 40 && _outcomes.retryDelays.at(1) <= 100);
-
-    const ServiceView view = serviceView();
-    QCOMPARE(view.stored.size(), 2);
-    QCOMPARE(view.timesSent.value(a.identifier()), 3);
-    const QJsonArray requests = _service.entries("/analytics/v1/events", _mark);
-    QCOMPARE(requests.size(), 3);
-    const QJsonObject last = requests.at(2).toObject().value("analytics").toObject();
-    QCOMPARE(last.value("duplicates").toArray().size(), 2);
-    QCOMPARE(last.value("accepted").toArray().size(), 0);
-
-    QStringList outcomes;
-    for (const QJsonValue& attempt : zq::stats::AnalyticsAudit::read(_dir->path())) {
-        outcomes << attempt.toObject().value("result").toObject().value("outcome").toString();
-    }
-    QCOMPARE(outcomes, (QStringList{"retry", "retry", "delivered"}));
-}
-
-void TestAnalytics::backoffWhileUnreachableThenDelivery() {
-    const quint16 port = unusedPort();
-    QVERIFY(port != 0);
-    const QString endpoint = QStringLiteral("http://127.0.0.1:%1/analytics/v1/events").arg(port);
-    const QString dataDir = _dir->filePath("service");
-    auto service = std::make_unique<ServiceOnPort>();
-    QVERIFY(service->start(port, dataDir));
-    auto report = startReporter(
-        {{"endpoint", endpoint}, {"retryInitialMs", 100}, {"retryMaxMs", 400}, {"batchSize", 1}});
-    const TesselEvent before = TesselEvent::realTimeEventWithCode("before", kAppKey, {});
-    QVERIFY(report->reportEvent(before));
-    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{before.identifier()},
-                              kDeliveryTimeoutMs);
-
-    // The service goes away.
-    service.reset();
-    const TesselEvent r = TesselEvent::realTimeEventWithCode("r", kAppKey, {});
-    const TesselEvent n = TesselEvent::normalEventWithCode("n", kAppKey, {});
-    QVERIFY(report->reportEvent(r));
-    QVERIFY(report->reportEvent(n));
-
-    // Failures come with waits that double (within 80-100 % of each step) up to the cap.
-    QTRY_VERIFY_WITH_TIMEOUT(_outcomes.retryDelays.size() >= 6, kDeliveryTimeoutMs);
-    const QList<qint64> delays = _outcomes.retryDelays;
-    QVERIFY2(delays.at(0) >= 80 && delays.at(0) <= 100, qPrintable(QString::number(delays.at(0))));
-    QVERIFY2(delays.at(1) >= 160 && delays.at(1) <= 200, qPrintable(QString::number(delays.at(1))));
-    QVERIFY2(delays.at(2) >= 320 && delays.at(2) <= 400, qPrintable(QString::number(delays.at(2))));
-    for (qsizetype i = 3; i < delays.size(); ++i) {
-        QVERIFY(delays.at(i) >= 320 && delays.at(i) <= 400);
-    }
-    QCOMPARE(_outcomes.delivered.size(), 1);
-    QCOMPARE(report->pendingCount(), 2);
-
-    // It comes back where it was.
-    service = std::make_unique<ServiceOnPort>();
-    QVERIFY(service->start(port, dataDir));
-    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 3, kDeliveryTimeoutMs);
-    QCOMPARE(service->storedIds(),
-             (QStringList{before.identifier(), r.identifier(), n.identifier()}));
-    QCOMPARE(report->pendingCount(), 0);
-
-    // Every attempt is on record; the failed ones say why.
-    const QJsonArray audit = zq::stats::AnalyticsAudit::read(_dir->path());
-    QVERIFY(audit.size() >= 9);
-    const QJsonObject firstFailure = audit.at(1).toObject().value("result").toObject();
-    QCOMPARE(firstFailure.value("outcome").toString(), QString("retry"));
-    QCOMPARE(firstFailure.value("status").toInt(), 0);
-    QVERIFY(!firstFailure.value("error").toString().isEmpty());
-    QCOMPARE(audit.last().toObject().value("result").toObject().value("outcome").toString(),
-             QString("delivered"));
-}
-
-void TestAnalytics::boundedQueueDropsTheOldest() {
-    auto report =
-        startReporter({{"maxQueued", 5}, {"batchSize", 1000}, {"batchIntervalMs", 3600000}});
-    QStringList ids;
-    for (int i = 0; i < 8; ++i) {
-        const TesselEvent event =
-            TesselEvent::normalEventWithCode("n", kAppKey, {{"i", QString::number(i)}});
-        QVERIFY(report->reportEvent(event));
-        ids << event.identifier();
-    }
-    QCOMPARE(report->pendingCount(), 5);
-    report->flush();
-    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 5, kDeliveryTimeoutMs);
-    QCOMPARE(serviceView().requestIds, QList<QStringList>{ids.mid(3)});
-}
-
-void TestAnalytics::eventsClaimedByAnotherSenderWaitForTheirLease() {
-    // Another process claimed two events and died before sending them.
-    const qint64 now = QDateTime::currentMSecsSinceEpoch();
-    QStringList foreign;
-    {
-        zq::stats::AnalyticsQueue other(_dir->path());
-        QVERIFY(other.isOpen());
-        for (int i = 0; i < 2; ++i) {
-            const TesselEvent event = TesselEvent::realTimeEventWithCode("foreign", kAppKey, {});
-            const QByteArray body = QJsonDocument(event.toJson()).toJson(QJsonDocument::Compact);
-            QVERIFY(other.enqueue(event.identifier(), true, now, body, 100));
-            foreign << event.identifier();
-        }
-        QCOMPARE(other.claim(zq::stats::AnalyticsQueue::realTimeOnly(), 10, now, now + 3000).size(),
-                 2);
-    }
-    auto report = startReporter({});
-    const TesselEvent own = TesselEvent::realTimeEventWithCode("own", kAppKey, {});
-    QVERIFY(report->reportEvent(own));
-    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{own.identifier()},
-                              kDeliveryTimeoutMs);
-    QCOMPARE(serviceView().requestIds, QList<QStringList>{QStringList{own.identifier()}});
-    // When the lease ends they are sent.
-    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), 3, kDeliveryTimeoutMs);
-    QCOMPARE(_outcomes.delivered.mid(1), foreign);
-    QVERIFY(QDateTime::currentMSecsSinceEpoch() >= now + 3000);
-}
-
-void TestAnalytics::reportingFromSeveralThreads() {
-    auto report = startReporter({{"batchSize", 1000}, {"batchIntervalMs", 3600000}});
-    constexpr int kThreads = 4;
-    constexpr int kEach = 25;
-    QList<QStringList> idsByThread(kThreads);
-    QList<QThread*> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads << QThread::create([&report, &idsByThread, t] {
-            for (int i = 0; i < kEach; ++i) {
-                const TesselEvent event = TesselEvent::normalEventWithCode(
-                    "thread", kAppKey, {{"t", QString::number(t)}, {"i", QString::number(i)}});
-                if (report->reportEvent(event)) {
-                    idsByThread[t] << event.identifier();
-                }
-            }
-        });
-    }
-    for (QThread* thread : threads) {
-        thread->start();
-    }
-    for (QThread* thread : threads) {
-        QVERIFY(thread->wait(60000));
-        delete thread;
-    }
-    QStringList all;
-    for (const QStringList& ids : idsByThread) {
-        QCOMPARE(ids.size(), kEach);
-        all << ids;
-    }
-    QCOMPARE(report->pendingCount(), kThreads * kEach);
-    report->flush();
-    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered.size(), kThreads * kEach, kDeliveryTimeoutMs);
-    const ServiceView view = serviceView();
-    QCOMPARE(view.stored.size(), kThreads * kEach);
-    for (const QString& id : all) {
-        QCOMPARE(view.timesSent.value(id), 1);
-    }
-}
-
-void TestAnalytics::userSwitchEmptiesTheQueue() {
-    auto report = startReporter({{"batchSize", 1000}, {"batchIntervalMs", 3600000}});
-    QVERIFY(report->reportEvent(TesselEvent::normalEventWithCode("n", kAppKey, {})));
-    QVERIFY(report->reportEvent(TesselEvent::normalEventWithCode("n", kAppKey, {})));
-    QCOMPARE(report->pendingCount(), 2);
-
-    // As `vesko-tool analytics disable` does it, from outside the client.
-    QVERIFY(zq::stats::setAnalyticsUserChoice(false));
-    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.purged, 2, kDeliveryTimeoutMs);
-    QCOMPARE(report->pendingCount(), 0);
-    QVERIFY(!report->reportEvent(TesselEvent::realTimeEventWithCode("r", kAppKey, {})));
-    QVERIFY(!report->reportEvent(TesselEvent::normalEventWithCode("n", kAppKey, {})));
-    QCOMPARE(report->pendingCount(), 0);
-
-    QVERIFY(zq::stats::setAnalyticsUserChoice(true));
-    const TesselEvent after = TesselEvent::realTimeEventWithCode("r", kAppKey, {});
-    QVERIFY(report->reportEvent(after));
-    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{after.identifier()},
-                              kDeliveryTimeoutMs);
-    QCOMPARE(serviceView().stored.keys(), QStringList{after.identifier()});
-}
-
-void TestAnalytics::deploymentSwitchOff() {
-    {
-        // Events left in the queue by an earlier process.
-        zq::stats::AnalyticsQueue queue(_dir->path());
-        const TesselEvent event = TesselEvent::normalEventWithCode("old", kAppKey, {});
-        QVERIFY(queue.enqueue(event.identifier(), false, 0, QJsonDocument(event.toJson()).toJson(),
-                              100));
-    }
-    _service.setConfigValue("Analytics/Enabled", "false");
-    QVERIFY(!zq::stats::analyticsEnabled());
-    auto report = startReporter({});
-    QCOMPARE(report->pendingCount(), 0);
-    QVERIFY(!report->reportEvent(TesselEvent::realTimeEventWithCode("r", kAppKey, {})));
-    QCOMPARE(report->pendingCount(), 0);
-    // A user who says yes does not override the deployment's no.
-    QVERIFY(zq::stats::setAnalyticsUserChoice(true));
-    QVERIFY(!zq::stats::analyticsEnabled());
-    QVERIFY(!report->reportEvent(TesselEvent::realTimeEventWithCode("r", kAppKey, {})));
-    report.reset();
-    QVERIFY(_service.analyticsEvents().isEmpty());
-    QVERIFY(zq::stats::AnalyticsAudit::read(_dir->path()).isEmpty());
-}
-
-void TestAnalytics::unreadableQueueIsSetAside() {
-    const QByteArray garbage(4096, 'x');
-    {
-        QFile file(zq::stats::AnalyticsQueue::databasePath(_dir->path()));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(garbage);
-    }
-    auto report = startReporter({});
-    const TesselEvent event = TesselEvent::realTimeEventWithCode("r", kAppKey, {});
-    QVERIFY(report->reportEvent(event));
-    QTRY_COMPARE_WITH_TIMEOUT(_outcomes.delivered, QStringList{event.identifier()},
-                              kDeliveryTimeoutMs);
-    const QStringList aside =
-        QDir(_dir->path()).entryList({"events.sqlite.unreadable-*"}, QDir::Files);
-    QCOMPARE(aside.size(), 1);
-    QFile kept(_dir->filePath(aside.first()));
-    QVERIFY(kept.open(QIODevice::ReadOnly));
-    QCOMPARE(kept.readAll(), garbage);
-}
-
-void TestAnalytics::killedProcessEventsGoOutWithTheFirstRequests() {
-    // The helper's first request is held at the service (and then refused),
-    // so that it dies with a claim of an hour on those events and the rest
-    // still its own.
-    QVERIFY(_service.setFault("/analytics/v1/events", "answer", {{"status", 503}, {"ms", 600000}}));
-    QProcess helper;
-    helper.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    helper.start(QStringLiteral(ZQ_BINARY_DIR "/tests/stats/analytics_queue_helper"),
-                 {_dir->path(), _service.url("/analytics/v1/events"), QStringLiteral("400")});
-    QVERIFY(helper.waitForStarted(20000));
-    // Every event whose reportEvent() had returned must reach the service, once.
-    // The helper is killed once its first request is held at the service; it
-    // may have reported all its events ("done") by then on a busy machine.
-    QStringList confirmed;
-    const auto helperIsMidRequest = [&] {
-        while (helper.canReadLine()) {
-            confirmed << QString::fromUtf8(helper.readLine()).trimmed();
-        }
-        return confirmed.size() >= 30 && !_service.entries("/analytics/v1/events", _mark).isEmpty();
-    };
-    QTRY_VERIFY_WITH_TIMEOUT(helperIsMidRequest(), 20000);
-    helper.kill();  // SIGKILL: no clean-up of any kind
-    QVERIFY(helper.waitForFinished(20000));
-    confirmed << QString::fromUtf8(helper.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
-    confirmed.removeAll(QStringLiteral("done"));
-    QVERIFY(_service.clearFaults());
-
-    // A client that starts sends them at once, in requests of its configured
-    // size: no lease or batch interval runs out within the wait.
-    const qint64 mark = _service.mark();
-    auto report = startReporter({{"maxEventsPerRequest", 7}});
-    QTRY_COMPARE_WITH_TIMEOUT(report->pendingCount(), 0, kDeliveryTimeoutMs);
-    QStringList posted;
-    QList<qsizetype> sizes;
-    for (const QJsonValue& request : _service.entries("/analytics/v1/events", mark)) {
-        const QStringList ids = idsOfBatch(bodyOf(request.toObject()));
-        posted << ids;
-        sizes << ids.size();
-    }
-    QCOMPARE(QSet<QString>(posted.cbegin(), posted.cend()).size(), posted.size());
-    QVERIFY(sizes.size() >= 5);
-    QCOMPARE(sizes.mid(0, sizes.size() - 1), QList<qsizetype>(sizes.size() - 1, 7));
-    QVERIFY(sizes.last() <= 7);
-    const ServiceView view = serviceView();
-    for (const QString& id : std::as_const(confirmed)) {
-        QVERIFY2(view.stored.contains(id), qPrintable("lost: " + id));
-    }
 }
 
 QTEST_GUILESS_MAIN(TestAnalytics)
