@@ -53,186 +53,182 @@ QByteArray fileBytes(const QString& path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
-
 }  // namespace
 
 class TestStatsTool : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void writeThenRead();
-    void refused_data();
-    void refused();
-    void readLeavesAPlainFilePlain();
-    void storeValues();
-    void cloudValueNeedsTheDataFolder();
-    void reportAndAudit();
-    void disableEmptiesTheQueue();
+    void initTestCase() {
+        QVERIFY(_dir.isValid());
+        QVERIFY2(_service.start(), qPrintable(_service.errorString()));
+    }
+
+    void writeThenRead() {
+        const QString path = _dir.filePath("written.dat");
+        const QByteArray object =
+            R"({"name": "文本", "count": 3, "ratio": 0.5, "on": true, "nested": {"k": "v"}})";
+        const Run write = tool({"store", "write", path}, object);
+        QCOMPARE(write.status, 0);
+        // Read back by the library, not the tool: integers stay integers.
+        const std::optional<QVariantMap> dict =
+            ZQSecurityUtil::dictionaryWithContentsOfAESFile(path);
+        QVERIFY(dict);
+        QCOMPARE(dict->value("count").typeId(), QMetaType::LongLong);
+        QCOMPARE(dict->value("name").toString(), QString("文本"));
+        const Run read = tool({"store", "read", path});
+        QCOMPARE(read.status, 0);
+        QCOMPARE(read.json().object(), QJsonDocument::fromJson(object).object());
+    }
+
+    // Refused input and unreadable stores: status 1, the file left as it was.
+    void refused_data() {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QByteArray>(
+            "input");  // written to the store for "read", piped for "write"
+        QTest::addColumn<QByteArray>("message");
+        QTest::newRow("array value")
+            << "write" << QByteArray(R"({"a": [1]})") << QByteArray("arrays");
+        QTest::newRow("nested null")
+            << "write" << QByteArray(R"({"a": {"b": null}})") << QByteArray("null");
+        QTest::newRow("top-level array")
+            << "write" << QByteArray("[]") << QByteArray("JSON object");
+        QTest::newRow("not JSON") << "write" << QByteArray("{oops") << QByteArray("not JSON");
+        QTest::newRow("read empty") << "read" << QByteArray() << QByteArray();
+        QTest::newRow("read random text") << "read" << QByteArray("hello, world") << QByteArray();
+        QTest::newRow("read Base64 of nothing useful")
+            << "read" << QByteArray("AAAAAAAAAAAAAAAAAAAAAA==") << QByteArray();
+    }
+
+    void refused() {
+        QFETCH(QString, command);
+        QFETCH(QByteArray, input);
+        QFETCH(QByteArray, message);
+        const QString path = _dir.filePath("kept.dat");
+        if (command == u"write") {
+            QVERIFY(ZQSecurityUtil::writeDict({{"keep", "me"}}, path));
+        } else {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            file.write(input);
+        }
+        const QByteArray before = fileBytes(path);
+        const Run run = tool({"store", command, path}, command == u"write" ? input : QByteArray());
+        QCOMPARE(run.status, 1);
+        QVERIFY(run.out.isEmpty());
+        QVERIFY2(run.err.contains(message), run.err.constData());
+        QCOMPARE(fileBytes(path), before);
+    }
+
+    void readLeavesAPlainFilePlain() {
+        const QString path = _dir.filePath("plain.dat");
+        QVERIFY(platform::Plist::writeFile(path, QVariantMap{{"VeskoInputNewVersion", "2.0"}}));
+        const QByteArray before = fileBytes(path);
+        const Run run = tool({"store", "read", path});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.json().object(), (QJsonObject{{"VeskoInputNewVersion", "2.0"}}));
+        QVERIFY(run.err.contains("plain property list"));
+        QCOMPARE(fileBytes(path), before);
+        QCOMPARE(tool({"store", "read", _dir.filePath("missing.dat")}).status, 1);
+    }
+
+    void storeValues() {
+        Run run = tool({"store", "pub", "set", "VeskoInputNewVersion", "3.2.1"});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(ZQPubStatistician::getPubDataByKey("VeskoInputNewVersion").toString(),
+                 QString("3.2.1"));
+        run = tool({"store", "pub", "set", "flags", R"({"a": 1})", "--json"});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(ZQPubStatistician::getPubDataByKey("flags").toMap(), (QVariantMap{{"a", 1}}));
+        run = tool({"store", "pub", "get", "VeskoInputNewVersion"});
+        QCOMPARE(
+            run.json().object(),
+            (QJsonObject{{"store", "pub"}, {"key", "VeskoInputNewVersion"}, {"value", "3.2.1"}}));
+        QCOMPARE(tool({"store", "pub", "unset", "flags"}).status, 0);
+        QVERIFY(!ZQPubStatistician::getPubDataByKey("flags").isValid());
+        run = tool({"store", "pub", "get", "flags"});
+        QVERIFY(run.json().object().value("value").isNull());
+        QCOMPARE(tool({"store", "pub", "set", "list", "[1]", "--json"}).status, 1);
+        QCOMPARE(tool({"store", "nope", "get", "x"}).status, 2);
+        QCOMPARE(tool({"store", "pub", "get"}).status, 2);
+
+        run = tool({"store", "accs", "set", "kCurrentUser", "alice"});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(tool({"store", "accs", "path"}).out.trimmed(),
+                 (zq::utility::accountFolderRoot() + "/accs.dat").toUtf8());
+    }
+
+    void cloudValueNeedsTheDataFolder() {
+        QVERIFY(QDir(zq::utility::userDataFolder()).removeRecursively());
+        Run run =
+            tool({"store", "cloud", "set", "ZQSettingLogFinishedTime", "1700000000", "--json"});
+        QCOMPARE(run.status, 1);
+        QVERIFY2(run.err.contains("folder does not exist"), run.err.constData());
+        QVERIFY(QDir().mkpath(zq::utility::userDataFolder()));
+        run = tool({"store", "cloud", "set", "ZQSettingLogFinishedTime", "1700000000", "--json"});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.json().object().value("value").toInteger(), 1700000000);
+    }
+
+    void reportAndAudit() {
+        const Run run = tool({"analytics", "report", "mac_clck", "mac_icon=13", "mac_v=fake"});
+        QCOMPARE(run.status, 0);
+        const QJsonObject event = run.json().object();
+        QCOMPARE(event.value("outcome").toString(), QString("delivered"));
+        QCOMPARE(event.value("code").toString(), QString("mac_clck"));
+        const QJsonObject params = event.value("params").toObject();
+        QCOMPARE(params.value("mac_icon").toString(), QString("13"));
+        QVERIFY(params.value("mac_v").toString() != u"fake");
+
+        const QJsonArray stored = _service.analyticsEvents();
+        QCOMPARE(stored.size(), 1);
+        QCOMPARE(stored.at(0).toObject().value("event").toObject().value("id").toString(),
+                 event.value("id").toString());
+
+        const Run audit = tool({"analytics", "audit"});
+        QCOMPARE(audit.status, 0);
+        const QJsonArray attempts = audit.json().array();
+        QCOMPARE(attempts.size(), 1);
+        const QJsonObject attempt = attempts.at(0).toObject();
+        QCOMPARE(
+            attempt.value("body").toObject().value("events").toArray().at(0).toObject().value("id"),
+            event.value("id"));
+        QCOMPARE(attempt.value("result").toObject().value("outcome").toString(),
+                 QString("delivered"));
+        QCOMPARE(tool({"analytics", "queue"}).json().array().size(), 0);
+    }
+
+    void disableEmptiesTheQueue() {
+        {
+            zq::stats::AnalyticsQueue queue(ZQTesselReportTool::storageFolder());
+            const TesselEvent event = TesselEvent::normalEventWithCode("waiting", "k", {});
+            QVERIFY(queue.enqueue(event.identifier(), false, 0,
+                                  QJsonDocument(event.toJson()).toJson(), 100));
+        }
+        QCOMPARE(tool({"analytics", "queue"}).json().array().size(), 1);
+        Run run = tool({"analytics", "disable"});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.json().object().value("removed").toInt(), 1);
+        QCOMPARE(run.json().object().value("enabled").toBool(), false);
+        QCOMPARE(zq::stats::analyticsUserChoice(), std::optional<bool>(false));
+        QCOMPARE(tool({"analytics", "queue"}).json().array().size(), 0);
+
+        const int sentBefore = static_cast<int>(_service.analyticsEvents().size());
+        run = tool({"analytics", "report", "mac_clck", "mac_icon=2"});
+        QCOMPARE(run.status, 1);
+        QVERIFY(run.err.contains("switched off"));
+        QCOMPARE(_service.analyticsEvents().size(), sentBefore);
+
+        run = tool({"analytics", "enable"});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.json().object().value("enabled").toBool(), true);
+        QCOMPARE(run.json().object().value("user").toBool(), true);
+    }
 
 private:
     zq::test::RefService _service;
     QTemporaryDir _dir;
 };
-
-void TestStatsTool::initTestCase() {
-    QVERIFY(_dir.isValid());
-    QVERIFY2(_service.start(), qPrintable(_service.errorString()));
-}
-
-void TestStatsTool::writeThenRead() {
-    const QString path = _dir.filePath("written.dat");
-    const QByteArray object =
-        R"({"name": "文本", "count": 3, "ratio": 0.5, "on": true, "nested": {"k": "v"}})";
-    const Run write = tool({"store", "write", path}, object);
-    QCOMPARE(write.status, 0);
-    // Read back by the library, not the tool: integers stay integers.
-    const std::optional<QVariantMap> dict = ZQSecurityUtil::dictionaryWithContentsOfAESFile(path);
-    QVERIFY(dict);
-    QCOMPARE(dict->value("count").typeId(), QMetaType::LongLong);
-    QCOMPARE(dict->value("name").toString(), QString("文本"));
-    const Run read = tool({"store", "read", path});
-    QCOMPARE(read.status, 0);
-    QCOMPARE(read.json().object(), QJsonDocument::fromJson(object).object());
-}
-
-// Refused input and unreadable stores: status 1, the file left as it was.
-void TestStatsTool::refused_data() {
-    QTest::addColumn<QString>("command");
-    QTest::addColumn<QByteArray>("input");  // written to the store for "read", piped for "write"
-    QTest::addColumn<QByteArray>("message");
-    QTest::newRow("array value") << "write" << QByteArray(R"({"a": [1]})") << QByteArray("arrays");
-    QTest::newRow("nested null") << "write" << QByteArray(R"({"a": {"b": null}})")
-                                 << QByteArray("null");
-    QTest::newRow("top-level array") << "write" << QByteArray("[]") << QByteArray("JSON object");
-    QTest::newRow("not JSON") << "write" << QByteArray("{oops") << QByteArray("not JSON");
-    QTest::newRow("read empty") << "read" << QByteArray() << QByteArray();
-    QTest::newRow("read random text") << "read" << QByteArray("hello, world") << QByteArray();
-    QTest::newRow("read Base64 of nothing useful")
-        << "read" << QByteArray("AAAAAAAAAAAAAAAAAAAAAA==") << QByteArray();
-}
-
-void TestStatsTool::refused() {
-    QFETCH(QString, command);
-    QFETCH(QByteArray, input);
-    QFETCH(QByteArray, message);
-    const QString path = _dir.filePath("kept.dat");
-    if (command == u"write") {
-        QVERIFY(ZQSecurityUtil::writeDict({{"keep", "me"}}, path));
-    } else {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(input);
-    }
-    const QByteArray before = fileBytes(path);
-    const Run run = tool({"store", command, path}, command == u"write" ? input : QByteArray());
-    QCOMPARE(run.status, 1);
-    QVERIFY(run.out.isEmpty());
-    QVERIFY2(run.err.contains(message), run.err.constData());
-    QCOMPARE(fileBytes(path), before);
-}
-
-void TestStatsTool::readLeavesAPlainFilePlain() {
-    const QString path = _dir.filePath("plain.dat");
-    QVERIFY(platform::Plist::writeFile(path, QVariantMap{{"VeskoInputNewVersion", "2.0"}}));
-    const QByteArray before = fileBytes(path);
-    const Run run = tool({"store", "read", path});
-    QCOMPARE(run.status, 0);
-    QCOMPARE(run.json().object(), (QJsonObject{{"VeskoInputNewVersion", "2.0"}}));
-    QVERIFY(run.err.contains("plain property list"));
-    QCOMPARE(fileBytes(path), before);
-    QCOMPARE(tool({"store", "read", _dir.filePath("missing.dat")}).status, 1);
-}
-
-void TestStatsTool::storeValues() {
-    Run run = tool({"store", "pub", "set", "VeskoInputNewVersion", "3.2.1"});
-    QCOMPARE(run.status, 0);
-    QCOMPARE(ZQPubStatistician::getPubDataByKey("VeskoInputNewVersion").toString(),
-             QString("3.2.1"));
-    run = tool({"store", "pub", "set", "flags", R"({"a": 1})", "--json"});
-    QCOMPARE(run.status, 0);
-    QCOMPARE(ZQPubStatistician::getPubDataByKey("flags").toMap(), (QVariantMap{{"a", 1}}));
-    run = tool({"store", "pub", "get", "VeskoInputNewVersion"});
-    QCOMPARE(run.json().object(),
-             (QJsonObject{{"store", "pub"}, {"key", "VeskoInputNewVersion"}, {"value", "3.2.1"}}));
-    QCOMPARE(tool({"store", "pub", "unset", "flags"}).status, 0);
-    QVERIFY(!ZQPubStatistician::getPubDataByKey("flags").isValid());
-    run = tool({"store", "pub", "get", "flags"});
-    QVERIFY(run.json().object().value("value").isNull());
-    QCOMPARE(tool({"store", "pub", "set", "list", "[1]", "--json"}).status, 1);
-    QCOMPARE(tool({"store", "nope", "get", "x"}).status, 2);
-    QCOMPARE(tool({"store", "pub", "get"}).status, 2);
-
-    run = tool({"store", "accs", "set", "kCurrentUser", "alice"});
-    QCOMPARE(run.status, 0);
-    QCOMPARE(tool({"store", "accs", "path"}).out.trimmed(),
-             (zq::utility::accountFolderRoot() + "/accs.dat").toUtf8());
-}
-
-void TestStatsTool::cloudValueNeedsTheDataFolder() {
-    QVERIFY(QDir(zq::utility::userDataFolder()).removeRecursively());
-    Run run = tool({"store", "cloud", "set", "ZQSettingLogFinishedTime", "1700000000", "--json"});
-    QCOMPARE(run.status, 1);
-    QVERIFY2(run.err.contains("folder does not exist"), run.err.constData());
-    QVERIFY(QDir().mkpath(zq::utility::userDataFolder()));
-    run = tool({"store", "cloud", "set", "ZQSettingLogFinishedTime", "1700000000", "--json"});
-    QCOMPARE(run.status, 0);
-    QCOMPARE(run.json().object().value("value").toInteger(), 1700000000);
-}
-
-void TestStatsTool::reportAndAudit() {
-    const Run run = tool({"analytics", "report", "mac_clck", "mac_icon=13", "mac_v=fake"});
-    QCOMPARE(run.status, 0);
-    const QJsonObject event = run.json().object();
-    QCOMPARE(event.value("outcome").toString(), QString("delivered"));
-    QCOMPARE(event.value("code").toString(), QString("mac_clck"));
-    const QJsonObject params = event.value("params").toObject();
-    QCOMPARE(params.value("mac_icon").toString(), QString("13"));
-    QVERIFY(params.value("mac_v").toString() != u"fake");
-
-    const QJsonArray stored = _service.analyticsEvents();
-    QCOMPARE(stored.size(), 1);
-    QCOMPARE(stored.at(0).toObject().value("event").toObject().value("id").toString(),
-             event.value("id").toString());
-
-    const Run audit = tool({"analytics", "audit"});
-    QCOMPARE(audit.status, 0);
-    const QJsonArray attempts = audit.json().array();
-    QCOMPARE(attempts.size(), 1);
-    const QJsonObject attempt = attempts.at(0).toObject();
-    QCOMPARE(
-        attempt.value("body").toObject().value("events").toArray().at(0).toObject().value("id"),
-        event.value("id"));
-    QCOMPARE(attempt.value("result").toObject().value("outcome").toString(), QString("delivered"));
-    QCOMPARE(tool({"analytics", "queue"}).json().array().size(), 0);
-}
-
-void TestStatsTool::disableEmptiesTheQueue() {
-    {
-        zq::stats::AnalyticsQueue queue(ZQTesselReportTool::storageFolder());
-        const TesselEvent event = TesselEvent::normalEventWithCode("waiting", "k", {});
-        QVERIFY(queue.enqueue(event.identifier(), false, 0, QJsonDocument(event.toJson()).toJson(),
-                              100));
-    }
-    QCOMPARE(tool({"analytics", "queue"}).json().array().size(), 1);
-    Run run = tool({"analytics", "disable"});
-    QCOMPARE(run.status, 0);
-    QCOMPARE(run.json().object().value("removed").toInt(), 1);
-    QCOMPARE(run.json().object().value("enabled").toBool(), false);
-    QCOMPARE(zq::stats::analyticsUserChoice(), std::optional<bool>(false));
-    QCOMPARE(tool({"analytics", "queue"}).json().array().size(), 0);
-
-    const int sentBefore = static_cast<int>(_service.analyticsEvents().size());
-    run = tool({"analytics", "report", "mac_clck", "mac_icon=2"});
-    QCOMPARE(run.status, 1);
-    QVERIFY(run.err.contains("switched off"));
-    QCOMPARE(_service.analyticsEvents().size(), sentBefore);
-
-    run = tool({"analytics", "enable"});
-    QCOMPARE(run.status, 0);
-    QCOMPARE(run.json().object().value("enabled").toBool(), true);
-    QCOMPARE(run.json().object().value("user").toBool(), true);
-}
 
 QTEST_GUILESS_MAIN(TestStatsTool)
 #include "tst_statstool.moc"
