@@ -22,19 +22,109 @@ namespace {
 
 constexpr int kTimeoutMs = 20000;
 const QString kDevice = QStringLiteral("8C2B5F0E4D1A4B7C9E3F2A1B0C9D8E7F");
-
 }  // namespace
 
 class TestTesselReportTool : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void withoutDeviceIdentifier();
-    void commonFieldsOverwritePageFields();
-    void reportOperations_data();
-    void reportOperations();
-    void sharedInstanceUsesTheAnalyticsFolder();
+    void initTestCase() {
+        QVERIFY2(_service.start(), qPrintable(_service.errorString()));
+        // A machine that names itself nowhere: no machine identifier, no system version file.
+        QVERIFY(_systemRoot.isValid());
+        qputenv("VESKO_SYSTEM_ROOT", QFile::encodeName(_systemRoot.path()));
+        QVERIFY(platform::Plist::writeFile(
+            zq::utility::infoPlistPath(),
+            QVariantMap{{"CFBundleFullVersion", "5.1.0.2345"}, {"ZQQuDao", "8848"}}));
+    }
+
+    void withoutDeviceIdentifier() {
+        QVERIFY(!GetUUID());
+        const Sent sent = reportThroughTool([](ZQTesselReportTool& tool) {
+            tool.reportDataWithEventCode("mac_upd_suc", std::nullopt);
+        });
+        QVERIFY(sent.batch.value("device").isNull());
+        QCOMPARE(sent.event.value("code").toString(), QString("mac_upd_suc"));
+        QCOMPARE(sent.event.value("app_key").toString(), QString("7TQW2K5XPLM9D3EA"));
+        const QJsonObject params = sent.event.value("params").toObject();
+        QCOMPARE(params.keys(), (QStringList{"mac_h", "mac_model", "mac_os", "mac_r", "mac_v"}));
+        QCOMPARE(params.value("mac_h").toString(), QString(""));
+        QCOMPARE(params.value("mac_os").toString(), GetSystemVersion().value_or(QString()));
+        QCOMPARE(params.value("mac_model").toString(), GetHardwareModel());
+        QCOMPARE(params.value("mac_v").toString(), QString("5.1.0.2345"));
+        QCOMPARE(params.value("mac_r").toString(), QString("8848"));
+    }
+
+    void commonFieldsOverwritePageFields() {
+        QVERIFY(platform::Plist::writeFile(zq::utility::userDataFilePath(".uuid.dat"),
+                                           QVariantMap{{"uuid", kDevice}}));
+        QCOMPARE(GetUUID().value_or(QString()), kDevice);
+        const Sent sent = reportThroughTool([](ZQTesselReportTool& tool) {
+            tool.reportDataWithEventCode(
+                "mac_prompt_imp",
+                QVariantMap{
+                    {"auth_rea", "截图"}, {"mac_cont", "ocr"}, {"mac_v", "0.0"}, {"mac_h", "x"}});
+        });
+        QCOMPARE(sent.batch.value("device").toString(), kDevice);
+        const QJsonObject params = sent.event.value("params").toObject();
+        QCOMPARE(params.value("mac_v").toString(), QString("5.1.0.2345"));
+        QCOMPARE(params.value("mac_h").toString(), kDevice);
+        QCOMPARE(params.value("auth_rea").toString(), QString("截图"));
+        QCOMPARE(params.value("mac_cont").toString(), QString("ocr"));
+        QCOMPARE(params.size(), 7);
+
+        TesselReport reporter;
+        QTemporaryDir folder;
+        const ZQTesselReportTool tool(&reporter, folder.path());
+        const QVariantMap common = tool.addedCommonRequestParams(QVariantMap{{"mac_icon", "2"}});
+        QCOMPARE(common.value("mac_icon").toString(), QString("2"));
+        QCOMPARE(common.size(), 6);
+    }
+
+    void reportOperations_data() {
+        QTest::addColumn<int>("operation");
+        QTest::addColumn<QString>("kind");
+        QTest::newRow("reportDataWithEventCode") << 0 << "realtime";
+        QTest::newRow("reportRealTimeWithEventCode") << 1 << "realtime";
+        QTest::newRow("reportNormalWithEventCode") << 2 << "normal";
+    }
+
+    void reportOperations() {
+        QFETCH(int, operation);
+        QFETCH(QString, kind);
+        const Sent sent = reportThroughTool([operation](ZQTesselReportTool& tool) {
+            const QVariantMap params{{"mac_icon", "13"}};
+            switch (operation) {
+                case 0:
+                    tool.reportDataWithEventCode("mac_clck", params);
+                    break;
+                case 1:
+                    tool.reportRealTimeWithEventCode("mac_clck", params);
+                    break;
+                default:
+                    tool.reportNormalWithEventCode("mac_clck", params);
+                    break;
+            }
+        });
+        QCOMPARE(sent.event.value("kind").toString(), kind);
+        QCOMPARE(sent.event.value("params").toObject().value("mac_icon").toString(), QString("13"));
+    }
+
+    void sharedInstanceUsesTheAnalyticsFolder() {
+        const QString expected =
+            qEnvironmentVariable("XDG_DATA_HOME") + "/Vesko/InputMethod/Tessel/";
+        QCOMPARE(ZQTesselReportTool::storageFolder(), expected);
+        QVERIFY(!QFileInfo::exists(expected));
+        ZQTesselReportTool* tool = ZQTesselReportTool::sharedInstance();
+        QCOMPARE(ZQTesselReportTool::sharedInstance(), tool);
+        QCOMPARE(tool->reporter(), TesselReport::sharedInstance());
+        QVERIFY(tool->reporter()->isStarted());
+        QCOMPARE(tool->reporter()->appKey(), QString("7TQW2K5XPLM9D3EA"));
+        QCOMPARE(tool->reporter()->customDocumentPath(), expected);
+        QVERIFY(QFileInfo(expected).isDir());
+        QVERIFY(QFileInfo::exists(expected + "events.sqlite"));
+    }
+
     // As main() does: the shared client stops before the application object goes.
     void cleanupTestCase() { TesselReport::shutdownSharedInstance(); }
 
@@ -44,130 +134,35 @@ private:
         QJsonObject event;
     };
     // Reports through a fresh tool and returns what the service received.
-    Sent reportThroughTool(const std::function<void(ZQTesselReportTool&)>& report);
+    Sent reportThroughTool(const std::function<void(ZQTesselReportTool&)>& report) {
+        const qint64 mark = _service.mark();
+        QTemporaryDir folder;
+        TesselReport reporter;
+        QStringList delivered;
+        connect(&reporter, &TesselReport::eventsDelivered, this,
+                [&delivered](const QStringList& ids) { delivered << ids; });
+        ZQTesselReportTool tool(&reporter, folder.path());
+        report(tool);
+        reporter.flush();
+        [&] { QTRY_COMPARE_WITH_TIMEOUT(delivered.size(), 1, kTimeoutMs); }();
+        const QJsonArray requests = _service.entries("/analytics/v1/events", mark);
+        if (requests.size() != 1) {
+            return {};
+        }
+        const QJsonObject batch = QJsonDocument::fromJson(requests.at(0)
+                                                              .toObject()
+                                                              .value("body")
+                                                              .toObject()
+                                                              .value("text")
+                                                              .toString()
+                                                              .toUtf8())
+                                      .object();
+        return {batch, batch.value("events").toArray().at(0).toObject()};
+    }
 
     zq::test::RefService _service;
     QTemporaryDir _systemRoot;
 };
-
-void TestTesselReportTool::initTestCase() {
-    QVERIFY2(_service.start(), qPrintable(_service.errorString()));
-    // A machine that names itself nowhere: no machine identifier, no system version file.
-    QVERIFY(_systemRoot.isValid());
-    qputenv("VESKO_SYSTEM_ROOT", QFile::encodeName(_systemRoot.path()));
-    QVERIFY(platform::Plist::writeFile(
-        zq::utility::infoPlistPath(),
-        QVariantMap{{"CFBundleFullVersion", "5.1.0.2345"}, {"ZQQuDao", "8848"}}));
-}
-
-TestTesselReportTool::Sent TestTesselReportTool::reportThroughTool(
-    const std::function<void(ZQTesselReportTool&)>& report) {
-    const qint64 mark = _service.mark();
-    QTemporaryDir folder;
-    TesselReport reporter;
-    QStringList delivered;
-    connect(&reporter, &TesselReport::eventsDelivered, this,
-            [&delivered](const QStringList& ids) { delivered << ids; });
-    ZQTesselReportTool tool(&reporter, folder.path());
-    report(tool);
-    reporter.flush();
-    [&] { QTRY_COMPARE_WITH_TIMEOUT(delivered.size(), 1, kTimeoutMs); }();
-    const QJsonArray requests = _service.entries("/analytics/v1/events", mark);
-    if (requests.size() != 1) {
-        return {};
-    }
-    const QJsonObject batch =
-        QJsonDocument::fromJson(
-            requests.at(0).toObject().value("body").toObject().value("text").toString().toUtf8())
-            .object();
-    return {batch, batch.value("events").toArray().at(0).toObject()};
-}
-
-void TestTesselReportTool::withoutDeviceIdentifier() {
-    QVERIFY(!GetUUID());
-    const Sent sent = reportThroughTool([](ZQTesselReportTool& tool) {
-        tool.reportDataWithEventCode("mac_upd_suc", std::nullopt);
-    });
-    QVERIFY(sent.batch.value("device").isNull());
-    QCOMPARE(sent.event.value("code").toString(), QString("mac_upd_suc"));
-    QCOMPARE(sent.event.value("app_key").toString(), QString("7TQW2K5XPLM9D3EA"));
-    const QJsonObject params = sent.event.value("params").toObject();
-    QCOMPARE(params.keys(), (QStringList{"mac_h", "mac_model", "mac_os", "mac_r", "mac_v"}));
-    QCOMPARE(params.value("mac_h").toString(), QString(""));
-    QCOMPARE(params.value("mac_os").toString(), GetSystemVersion().value_or(QString()));
-    QCOMPARE(params.value("mac_model").toString(), GetHardwareModel());
-    QCOMPARE(params.value("mac_v").toString(), QString("5.1.0.2345"));
-    QCOMPARE(params.value("mac_r").toString(), QString("8848"));
-}
-
-void TestTesselReportTool::commonFieldsOverwritePageFields() {
-    QVERIFY(platform::Plist::writeFile(zq::utility::userDataFilePath(".uuid.dat"),
-                                       QVariantMap{{"uuid", kDevice}}));
-    QCOMPARE(GetUUID().value_or(QString()), kDevice);
-    const Sent sent = reportThroughTool([](ZQTesselReportTool& tool) {
-        tool.reportDataWithEventCode(
-            "mac_prompt_imp",
-            QVariantMap{
-                {"auth_rea", "截图"}, {"mac_cont", "ocr"}, {"mac_v", "0.0"}, {"mac_h", "x"}});
-    });
-    QCOMPARE(sent.batch.value("device").toString(), kDevice);
-    const QJsonObject params = sent.event.value("params").toObject();
-    QCOMPARE(params.value("mac_v").toString(), QString("5.1.0.2345"));
-    QCOMPARE(params.value("mac_h").toString(), kDevice);
-    QCOMPARE(params.value("auth_rea").toString(), QString("截图"));
-    QCOMPARE(params.value("mac_cont").toString(), QString("ocr"));
-    QCOMPARE(params.size(), 7);
-
-    TesselReport reporter;
-    QTemporaryDir folder;
-    const ZQTesselReportTool tool(&reporter, folder.path());
-    const QVariantMap common = tool.addedCommonRequestParams(QVariantMap{{"mac_icon", "2"}});
-    QCOMPARE(common.value("mac_icon").toString(), QString("2"));
-    QCOMPARE(common.size(), 6);
-}
-
-void TestTesselReportTool::reportOperations_data() {
-    QTest::addColumn<int>("operation");
-    QTest::addColumn<QString>("kind");
-    QTest::newRow("reportDataWithEventCode") << 0 << "realtime";
-    QTest::newRow("reportRealTimeWithEventCode") << 1 << "realtime";
-    QTest::newRow("reportNormalWithEventCode") << 2 << "normal";
-}
-
-void TestTesselReportTool::reportOperations() {
-    QFETCH(int, operation);
-    QFETCH(QString, kind);
-    const Sent sent = reportThroughTool([operation](ZQTesselReportTool& tool) {
-        const QVariantMap params{{"mac_icon", "13"}};
-        switch (operation) {
-            case 0:
-                tool.reportDataWithEventCode("mac_clck", params);
-                break;
-            case 1:
-                tool.reportRealTimeWithEventCode("mac_clck", params);
-                break;
-            default:
-                tool.reportNormalWithEventCode("mac_clck", params);
-                break;
-        }
-    });
-    QCOMPARE(sent.event.value("kind").toString(), kind);
-    QCOMPARE(sent.event.value("params").toObject().value("mac_icon").toString(), QString("13"));
-}
-
-void TestTesselReportTool::sharedInstanceUsesTheAnalyticsFolder() {
-    const QString expected = qEnvironmentVariable("XDG_DATA_HOME") + "/Vesko/InputMethod/Tessel/";
-    QCOMPARE(ZQTesselReportTool::storageFolder(), expected);
-    QVERIFY(!QFileInfo::exists(expected));
-    ZQTesselReportTool* tool = ZQTesselReportTool::sharedInstance();
-    QCOMPARE(ZQTesselReportTool::sharedInstance(), tool);
-    QCOMPARE(tool->reporter(), TesselReport::sharedInstance());
-    QVERIFY(tool->reporter()->isStarted());
-    QCOMPARE(tool->reporter()->appKey(), QString("7TQW2K5XPLM9D3EA"));
-    QCOMPARE(tool->reporter()->customDocumentPath(), expected);
-    QVERIFY(QFileInfo(expected).isDir());
-    QVERIFY(QFileInfo::exists(expected + "events.sqlite"));
-}
 
 QTEST_GUILESS_MAIN(TestTesselReportTool)
 #include "tst_tesselreporttool.moc"
