@@ -91,130 +91,114 @@ bool writeConfigFile(const QString& path, const QVariantMap& dict) {
     return true;
 }
 
-}  // namespace
+// What a setter makes of the configuration it found.
+enum class Edit { Write, Unchanged, Refused };
 
-bool ZQLogManager::enableRunLogConfig(qint64 logType) {
-    bool written = false;
-    {
-        std::lock_guard lock(d->configMutex);
-        QVariantMap dict;
-        switch (readConfigFile(_logConfigFilePath, &dict)) {
-            case FileState::Unreadable:
-                return false;
-            case FileState::Missing:
-                dict = {{kKeyMaxCount, qint64(500)},
-                        {kKeyOutput, qint64(1)},
-                        {kKeyEnableAll, qint64(0)},
-                        {kKeySaveType, qint64(1)},
-                        {kKeyLogConfig, QVariantList{logType}}};
-                break;
-            case FileState::Read: {
-                const QVariant types = dict.value(kKeyLogConfig);
-                if (!types.isValid()) {
-                    dict.insert(kKeyLogConfig, QVariantList{logType});
-                    break;
-                }
-                if (types.metaType().id() != QMetaType::QVariantList) {
-                    qCWarning(lcLog) << "log configuration left untouched: \"logconfig\" is not an "
-                                        "array";
-                    return false;
-                }
-                QVariantList list = types.toList();
-                if (listContains(list, logType)) {
-                    return true;  // already enabled, nothing to write
-                }
-                list.append(logType);
-                dict.insert(kKeyLogConfig, list);
-                break;
-            }
-        }
-        written = writeConfigFile(_logConfigFilePath, dict);
-    }
-    reloadLogConfig();
-    return written;
-}
-
-bool ZQLogManager::disableRunLogConfig(qint64 logType) {
-    bool written = false;
-    {
-        std::lock_guard lock(d->configMutex);
-        QVariantMap dict;
-        switch (readConfigFile(_logConfigFilePath, &dict)) {
-            case FileState::Unreadable:
-                return false;
-            case FileState::Missing:
-                return true;  // nothing enabled
-            case FileState::Read:
-                break;
-        }
-        const QVariant types = dict.value(kKeyLogConfig);
-        if (types.metaType().id() != QMetaType::QVariantList) {
-            return !types.isValid();  // absent: nothing to do; another shape: left alone
-        }
-        const QVariantList list = types.toList();
-        if (!listContains(list, logType)) {
-            return true;
-        }
-        QVariantList kept;
-        for (const QVariant& item : list) {
-            if (numberValue(item) != logType) {
-                kept.append(item);
-            }
-        }
-        if (kept.isEmpty()) {
-            dict.remove(kKeyLogConfig);
-        } else {
-            dict.insert(kKeyLogConfig, kept);
-        }
-        written = writeConfigFile(_logConfigFilePath, dict);
-    }
-    reloadLogConfig();
-    return written;
-}
-
-bool ZQLogManager::removeAllRunLogConfig() {
-    bool written = false;
-    {
-        std::lock_guard lock(d->configMutex);
-        QVariantMap dict;
-        switch (readConfigFile(_logConfigFilePath, &dict)) {
-            case FileState::Unreadable:
-                return false;
-            case FileState::Missing:
-                return true;
-            case FileState::Read:
-                break;
-        }
-        if (!dict.contains(kKeyLogConfig)) {
-            return true;
-        }
-        dict.remove(kKeyLogConfig);
-        written = writeConfigFile(_logConfigFilePath, dict);
-    }
-    reloadLogConfig();
-    return written;
-}
-
-namespace {
-
-template <typename Manager>
-bool setIntegerKey(Manager* manager, std::mutex& mutex, const QString& path, const QString& key,
-                   qint64 value) {
+// One change of the configuration file under the lock: `edit` gets whether the
+// file exists and its dictionary (empty when missing) and says what to do. An
+// unreadable file is never touched; a write reloads the configuration.
+template <typename EditFn>
+bool editConfigFile(ZQLogManager* manager, std::mutex& mutex, const QString& path, EditFn edit) {
     bool written = false;
     {
         std::lock_guard lock(mutex);
         QVariantMap dict;
-        if (readConfigFile(path, &dict) != FileState::Read) {
-            return false;  // a missing file is not created; an unreadable one is left alone
+        const FileState state = readConfigFile(path, &dict);
+        if (state == FileState::Unreadable) {
+            return false;
         }
-        dict.insert(key, value);
+        switch (edit(state == FileState::Read, dict)) {
+            case Edit::Unchanged:
+                return true;
+            case Edit::Refused:
+                return false;
+            case Edit::Write:
+                break;
+        }
         written = writeConfigFile(path, dict);
     }
     manager->reloadLogConfig();
     return written;
 }
 
+bool setIntegerKey(ZQLogManager* manager, std::mutex& mutex, const QString& path,
+                   const QString& key, qint64 value) {
+    // A missing file is not created for one key.
+    return editConfigFile(manager, mutex, path, [&](bool exists, QVariantMap& dict) {
+        if (!exists) {
+            return Edit::Refused;
+        }
+        dict.insert(key, value);
+        return Edit::Write;
+    });
+}
+
 }  // namespace
+
+bool ZQLogManager::enableRunLogConfig(qint64 logType) {
+    return editConfigFile(
+        this, d->configMutex, _logConfigFilePath, [&](bool exists, QVariantMap& dict) {
+            if (!exists) {
+                dict = {{kKeyMaxCount, qint64(500)},
+                        {kKeyOutput, qint64(1)},
+                        {kKeyEnableAll, qint64(0)},
+                        {kKeySaveType, qint64(1)},
+                        {kKeyLogConfig, QVariantList{logType}}};
+                return Edit::Write;
+            }
+            const QVariant types = dict.value(kKeyLogConfig);
+            if (!types.isValid()) {
+                dict.insert(kKeyLogConfig, QVariantList{logType});
+                return Edit::Write;
+            }
+            if (types.metaType().id() != QMetaType::QVariantList) {
+                qCWarning(lcLog)
+                    << "log configuration left untouched: \"logconfig\" is not an array";
+                return Edit::Refused;
+            }
+            QVariantList list = types.toList();
+            if (listContains(list, logType)) {
+                return Edit::Unchanged;
+            }
+            list.append(logType);
+            dict.insert(kKeyLogConfig, list);
+            return Edit::Write;
+        });
+}
+
+bool ZQLogManager::disableRunLogConfig(qint64 logType) {
+    return editConfigFile(this, d->configMutex, _logConfigFilePath,
+                          [&](bool exists, QVariantMap& dict) {
+                              const QVariant types = dict.value(kKeyLogConfig);
+                              if (!exists || types.metaType().id() != QMetaType::QVariantList) {
+                                  // Nothing enabled; a "logconfig" of another shape is left alone.
+                                  return types.isValid() ? Edit::Refused : Edit::Unchanged;
+                              }
+                              const QVariantList list = types.toList();
+                              if (!listContains(list, logType)) {
+                                  return Edit::Unchanged;
+                              }
+                              QVariantList kept;
+                              for (const QVariant& item : list) {
+                                  if (numberValue(item) != logType) {
+                                      kept.append(item);
+                                  }
+                              }
+                              if (kept.isEmpty()) {
+                                  dict.remove(kKeyLogConfig);
+                              } else {
+                                  dict.insert(kKeyLogConfig, kept);
+                              }
+                              return Edit::Write;
+                          });
+}
+
+bool ZQLogManager::removeAllRunLogConfig() {
+    return editConfigFile(
+        this, d->configMutex, _logConfigFilePath, [](bool exists, QVariantMap& dict) {
+            return exists && dict.remove(kKeyLogConfig) > 0 ? Edit::Write : Edit::Unchanged;
+        });
+}
 
 bool ZQLogManager::setEnableAllRunLogConfig(qint64 value) {
     return setIntegerKey(this, d->configMutex, _logConfigFilePath, kKeyEnableAll, value);
