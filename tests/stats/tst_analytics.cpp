@@ -42,7 +42,6 @@ struct Outcomes {
 struct ServiceView {
     QHash<QString, QJsonObject> stored;
     QHash<QString, int> timesSent;
-    int requests = 0;
     QList<QStringList> requestIds;
 };
 
@@ -231,12 +230,10 @@ private slots:
         QTest::addColumn<int>("status");
         QTest::addColumn<bool>("retried");
         QTest::newRow("500 is retried") << 500 << true;
-        QTest::newRow("503 is retried") << 503 << true;
         QTest::newRow("408 is retried") << 408 << true;
         QTest::newRow("429 is retried") << 429 << true;
         QTest::newRow("302 is retried") << 302 << true;
         QTest::newRow("400 is refused") << 400 << false;
-        QTest::newRow("404 is refused") << 404 << false;
         QTest::newRow("413 is refused") << 413 << false;
     }
 
@@ -334,14 +331,10 @@ private slots:
         // Failures come with waits that double (within 80-100 % of each step) up to the cap.
         QTRY_VERIFY_WITH_TIMEOUT(_outcomes.retryDelays.size() >= 6, kDeliveryTimeoutMs);
         const QList<qint64> delays = _outcomes.retryDelays;
-        QVERIFY2(delays.at(0) >= 80 && delays.at(0) <= 100,
-                 qPrintable(QString::number(delays.at(0))));
-        QVERIFY2(delays.at(1) >= 160 && delays.at(1) <= 200,
-                 qPrintable(QString::number(delays.at(1))));
-        QVERIFY2(delays.at(2) >= 320 && delays.at(2) <= 400,
-                 qPrintable(QString::number(delays.at(2))));
-        for (qsizetype i = 3; i < delays.size(); ++i) {
-            QVERIFY(delays.at(i) >= 320 && delays.at(i) <= 400);
+        for (qsizetype i = 0; i < delays.size(); ++i) {
+            const qint64 step = i < 2 ? 100 << i : 400;
+            QVERIFY2(delays.at(i) >= step * 8 / 10 && delays.at(i) <= step,
+                     qPrintable(QString::number(delays.at(i))));
         }
         QCOMPARE(_outcomes.delivered.size(), 1);
         QCOMPARE(report->pendingCount(), 2);
@@ -570,7 +563,27 @@ private slots:
 
 private:
     std::unique_ptr<TesselReport> startReporter(const QVariantMap& config,
-                                                const QString& folder = {});
+                                                const QString& folder = {}) {
+        auto report = std::make_unique<TesselReport>();
+        report->setCustomDocumentPath(folder.isEmpty() ? _dir->path() : folder);
+        report->setOStarO16(QStringLiteral("0123456789ABCDEF0123456789ABCDEF"), std::nullopt);
+        connect(report.get(), &TesselReport::eventsDelivered, this,
+                [this](const QStringList& ids) { _outcomes.delivered << ids; });
+        connect(report.get(), &TesselReport::eventsRejected, this,
+                [this](const QStringList& ids, int status) {
+                    _outcomes.rejected << ids;
+                    _outcomes.rejectedStatus << status;
+                });
+        connect(report.get(), &TesselReport::deliveryFailed, this,
+                [this](const QStringList& ids, const QString&, qint64 retryInMs) {
+                    _outcomes.failed << ids;
+                    _outcomes.retryDelays << retryInMs;
+                });
+        connect(report.get(), &TesselReport::queuePurged, this,
+                [this](int count) { _outcomes.purged += count; });
+        report->startWithAppkey(kAppKey, config);
+        return report;
+    }
     ServiceView serviceView() {
         ServiceView view;
         for (const QJsonValue& record : _service.analyticsEvents()) {
@@ -580,7 +593,6 @@ private:
         for (const QJsonValue& entry : _service.entries("/analytics/v1/events", _mark)) {
             const QStringList ids = idsOfBatch(bodyOf(entry.toObject()));
             view.requestIds << ids;
-            ++view.requests;
             for (const QString& id : ids) {
                 ++view.timesSent[id];
             }
@@ -593,29 +605,6 @@ private:
     Outcomes _outcomes;
     qint64 _mark = 0;
 };
-
-std::unique_ptr<TesselReport> TestAnalytics::startReporter(const QVariantMap& config,
-                                                           const QString& folder) {
-    auto report = std::make_unique<TesselReport>();
-    report->setCustomDocumentPath(folder.isEmpty() ? _dir->path() : folder);
-    report->setOStarO16(QStringLiteral("0123456789ABCDEF0123456789ABCDEF"), std::nullopt);
-    connect(report.get(), &TesselReport::eventsDelivered, this,
-            [this](const QStringList& ids) { _outcomes.delivered << ids; });
-    connect(report.get(), &TesselReport::eventsRejected, this,
-            [this](const QStringList& ids, int status) {
-                _outcomes.rejected << ids;
-                _outcomes.rejectedStatus << status;
-            });
-    connect(report.get(), &TesselReport::deliveryFailed, this,
-            [this](const QStringList& ids, const QString&, qint64 retryInMs) {
-                _outcomes.failed << ids;
-                _outcomes.retryDelays << retryInMs;
-            });
-    connect(report.get(), &TesselReport::queuePurged, this,
-            [this](int count) { _outcomes.purged += count; });
-    report->startWithAppkey(kAppKey, config);
-    return report;
-}
 
 QTEST_GUILESS_MAIN(TestAnalytics)
 #include "tst_analytics.moc"
