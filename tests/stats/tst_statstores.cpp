@@ -134,22 +134,18 @@ private slots:
         QTest::addColumn<QString>("today");
         QTest::addColumn<QString>("yesterday");
         // Berlin: 2024-03-31 has 23 hours, 2024-10-27 has 25.
-        auto berlin = [](int month, int day, int hour, int minute) {
-            return QDateTime(QDate(2024, month, day), QTime(hour, minute),
-                             QTimeZone("Europe/Berlin"));
+        const auto row = [](const char* name, int month, int day, int hour, int minute,
+                            const QString& today, const QString& yesterday) {
+            QTest::newRow(name) << QDateTime(QDate(2024, month, day), QTime(hour, minute),
+                                             QTimeZone("Europe/Berlin"))
+                                << today << yesterday;
         };
-        QTest::newRow("ordinary day") << berlin(5, 10, 12, 0) << "20240510"
-                                      << "20240509";
-        QTest::newRow("just after midnight") << berlin(5, 10, 0, 0) << "20240510"
-                                             << "20240509";
-        QTest::newRow("after the short day, 00:30") << berlin(4, 1, 0, 30) << "20240401"
-                                                    << "20240330";
-        QTest::newRow("after the short day, 01:30") << berlin(4, 1, 1, 30) << "20240401"
-                                                    << "20240331";
-        QTest::newRow("late on the long day") << berlin(10, 27, 23, 30) << "20241027"
-                                              << "20241027";
-        QTest::newRow("after the long day") << berlin(10, 28, 0, 30) << "20241028"
-                                            << "20241027";
+        row("ordinary day", 5, 10, 12, 0, "20240510", "20240509");
+        row("just after midnight", 5, 10, 0, 0, "20240510", "20240509");
+        row("after the short day, 00:30", 4, 1, 0, 30, "20240401", "20240330");
+        row("after the short day, 01:30", 4, 1, 1, 30, "20240401", "20240331");
+        row("late on the long day", 10, 27, 23, 30, "20241027", "20241027");
+        row("after the long day", 10, 28, 0, 30, "20241028", "20241027");
     }
 
     void yesterdayIsOneDayOfSecondsBefore() {
@@ -425,33 +421,20 @@ private slots:
         QTest::addColumn<bool>("loggedIn");
         QTest::addColumn<bool>("importDefaults");
 
-        const QVariantMap imported{{"kUserImport", "2"}};
+        // The current user "a" in the given state, with one record of the given import flag.
+        const auto store = [](const char* state, const char* owner, const QVariant& import) {
+            return QVariantMap{
+                {"kCurrentUserState", state},
+                {"kCurrentUser", "a"},
+                {"kAccounts", QVariantMap{{owner, QVariantMap{{"kUserImport", import}}}}}};
+        };
         QTest::newRow("no file") << QVariantMap() << false << true;
-        QTest::newRow("logged in, imported")
-            << QVariantMap{{"kCurrentUserState", "1"},
-                           {"kCurrentUser", "a"},
-                           {"kAccounts", QVariantMap{{"a", imported}}}}
-            << true << false;
-        QTest::newRow("logged in, import number 2")
-            << QVariantMap{{"kCurrentUserState", "1"},
-                           {"kCurrentUser", "a"},
-                           {"kAccounts", QVariantMap{{"a", QVariantMap{{"kUserImport", 2}}}}}}
-            << true << false;
-        QTest::newRow("logged in, not imported")
-            << QVariantMap{{"kCurrentUserState", "1"},
-                           {"kCurrentUser", "a"},
-                           {"kAccounts", QVariantMap{{"a", QVariantMap{{"kUserImport", "1"}}}}}}
-            << true << true;
+        QTest::newRow("logged in, imported") << store("1", "a", "2") << true << false;
+        QTest::newRow("logged in, import number 2") << store("1", "a", 2) << true << false;
+        QTest::newRow("logged in, not imported") << store("1", "a", "1") << true << true;
         QTest::newRow("logged in, no record for the current user")
-            << QVariantMap{{"kCurrentUserState", "1"},
-                           {"kCurrentUser", "a"},
-                           {"kAccounts", QVariantMap{{"b", imported}}}}
-            << true << true;
-        QTest::newRow("logged out, imported")
-            << QVariantMap{{"kCurrentUserState", "0"},
-                           {"kCurrentUser", "a"},
-                           {"kAccounts", QVariantMap{{"a", imported}}}}
-            << false << true;
+            << store("1", "b", "2") << true << true;
+        QTest::newRow("logged out, imported") << store("0", "a", "2") << false << true;
         QTest::newRow("state as a number is not logged in")
             << QVariantMap{{"kCurrentUserState", 1.5}} << false << true;
     }
