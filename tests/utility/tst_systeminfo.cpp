@@ -62,39 +62,19 @@ private slots:
         QTest::addColumn<QString>("a");
         QTest::addColumn<QString>("b");
         QTest::addColumn<QString>("order");
-        QTest::newRow("patch above minor") << "10.13.6"
-                                           << "10.13"
-                                           << "higher";
-        QTest::newRow("10 above 9 in a field") << "6.10.0"
-                                               << "6.9.2"
-                                               << "higher";
-        QTest::newRow("shorter equal prefix") << "13"
-                                              << "13.0"
-                                              << "lower";
-        QTest::newRow("same") << "1.0.0"
-                              << "1.0.0"
-                              << "equal";
-        QTest::newRow("leading zeros") << "1.02"
-                                       << "1.2"
-                                       << "equal";
-        QTest::newRow("longer than any integer") << "99999999999999999999"
-                                                 << "100000000000000000000"
-                                                 << "lower";
-        QTest::newRow("letter above digit") << "a"
-                                            << "1"
-                                            << "higher";
-        QTest::newRow("hyphen below dot") << "1-2"
-                                          << "1.2"
-                                          << "lower";
-        QTest::newRow("empty is lowest") << ""
-                                         << "0"
-                                         << "lower";
-        QTest::newRow("beta suffix") << "2.0"
-                                     << "2.0b1"
-                                     << "lower";
-        QTest::newRow("non-ascii by code") << "1.中"
-                                           << "1.a"
-                                           << "higher";
+        const auto row = [](const char* name, const QString& a, const QString& b,
+                            const QString& order) { QTest::newRow(name) << a << b << order; };
+        row("patch above minor", "10.13.6", "10.13", "higher");
+        row("10 above 9 in a field", "6.10.0", "6.9.2", "higher");
+        row("shorter equal prefix", "13", "13.0", "lower");
+        row("same", "1.0.0", "1.0.0", "equal");
+        row("leading zeros", "1.02", "1.2", "equal");
+        row("longer than any integer", "99999999999999999999", "100000000000000000000", "lower");
+        row("letter above digit", "a", "1", "higher");
+        row("hyphen below dot", "1-2", "1.2", "lower");
+        row("empty is lowest", "", "0", "lower");
+        row("beta suffix", "2.0", "2.0b1", "lower");
+        row("non-ascii by code", "1.中", "1.a", "higher");
     }
 
     void compareVersions() {
@@ -226,25 +206,19 @@ private slots:
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("value");  // "<absent>" when missing
-        QTest::newRow("plain") << QByteArray("VERSION_ID=12") << "VERSION_ID"
-                               << "12";
-        QTest::newRow("double quotes") << QByteArray("PRETTY_NAME=\"Debian 12\"\n") << "PRETTY_NAME"
-                                       << "Debian 12";
-        QTest::newRow("single quotes") << QByteArray("VERSION_ID='12.1'") << "VERSION_ID"
-                                       << "12.1";
-        QTest::newRow("escapes") << QByteArray("NAME=\"say \\\"hi\\\" \\\\o/\"") << "NAME"
-                                 << "say \"hi\" \\o/";
-        QTest::newRow("comment and blank")
-            << QByteArray("# VERSION_ID=1\n\n  \nID=x\n") << "VERSION_ID"
-            << "<absent>";
-        QTest::newRow("no equals sign") << QByteArray("VERSION_ID\n") << "VERSION_ID"
-                                        << "<absent>";
-        QTest::newRow("empty value") << QByteArray("BUILD_ID=\n") << "BUILD_ID"
-                                     << "";
-        QTest::newRow("crlf") << QByteArray("VERSION_ID=\"12\"\r\n") << "VERSION_ID"
-                              << "12";
-        QTest::newRow("unbalanced quote kept") << QByteArray("VERSION_ID=\"12") << "VERSION_ID"
-                                               << "\"12";
+        const auto row = [](const char* name, const char* content, const QString& key,
+                            const QString& value) {
+            QTest::newRow(name) << QByteArray(content) << key << value;
+        };
+        row("plain", "VERSION_ID=12", "VERSION_ID", "12");
+        row("double quotes", "PRETTY_NAME=\"Debian 12\"\n", "PRETTY_NAME", "Debian 12");
+        row("single quotes", "VERSION_ID='12.1'", "VERSION_ID", "12.1");
+        row("escapes", "NAME=\"say \\\"hi\\\" \\\\o/\"", "NAME", "say \"hi\" \\o/");
+        row("comment and blank", "# VERSION_ID=1\n\n  \nID=x\n", "VERSION_ID", "<absent>");
+        row("no equals sign", "VERSION_ID\n", "VERSION_ID", "<absent>");
+        row("empty value", "BUILD_ID=\n", "BUILD_ID", "");
+        row("crlf", "VERSION_ID=\"12\"\r\n", "VERSION_ID", "12");
+        row("unbalanced quote kept", "VERSION_ID=\"12", "VERSION_ID", "\"12");
     }
 
     void osRelease() {
@@ -261,20 +235,16 @@ private slots:
         QTest::addColumn<QString>("remote");
         QTest::addColumn<bool>("result");
         QTest::addColumn<QString>("entry");
-        QTest::newRow("newer remote, blanks trimmed") << "6.9.2"
-                                                      << " 6.10.0\n"
-                                                      << true << "return 1";
-        QTest::newRow("same") << "6.10.0"
-                              << "6.10.0" << false << "return 0";
-        QTest::newRow("same after trimming") << "6.10.0"
-                                             << "\t6.10.0\r\n"
-                                             << false << "return 0";
-        QTest::newRow("older remote") << "6.10.1"
-                                      << "6.10.0" << false << "return -1";
-        QTest::newRow("longer remote") << "6.10"
-                                       << "6.10.0" << true << "return 1";
-        QTest::newRow("not installed") << ""
-                                       << "6.10.0" << false << "return 0";
+        const auto row = [](const char* name, const QString& installed, const QString& remote,
+                            bool result, const QString& entry) {
+            QTest::newRow(name) << installed << remote << result << entry;
+        };
+        row("newer remote, blanks trimmed", "6.9.2", " 6.10.0\n", true, "return 1");
+        row("same", "6.10.0", "6.10.0", false, "return 0");
+        row("same after trimming", "6.10.0", "\t6.10.0\r\n", false, "return 0");
+        row("older remote", "6.10.1", "6.10.0", false, "return -1");
+        row("longer remote", "6.10", "6.10.0", true, "return 1");
+        row("not installed", "", "6.10.0", false, "return 0");
     }
 
     void needUpdate() {
