@@ -69,27 +69,17 @@ private slots:
         QTest::addColumn<QString>("setup");
         QTest::addColumn<QString>("steps");
         QTest::addColumn<QString>("looks");
-        QTest::newRow("push, normal image only: hovering changes nothing") << "normalImage"
-                                                                           << "eprl"
-                                                                           << "0200";
-        QTest::newRow("normal colour only: no hover tracking") << "normalColor"
-                                                               << "eprl"
-                                                               << "0200";
-        QTest::newRow("hover colour: tracking") << "hoverColor"
-                                                << "eprl"
-                                                << "1210";
-        QTest::newRow("hover image: tracking") << "hoverImage"
-                                               << "eprl"
-                                               << "1210";
-        QTest::newRow("toggle pressed twice returns to look 0") << "toggle"
-                                                                << "prpr"
-                                                                << "2200";
-        QTest::newRow("link") << "link"
-                              << "eprl"
-                              << "1210";
-        QTest::newRow("disabled ignores the pointer") << "disabled"
-                                                      << "eprl"
-                                                      << "0000";
+        const auto row = [](const char* name, const QString& setup, const QString& steps,
+                            const QString& looks) {
+            QTest::newRow(name) << setup << steps << looks;
+        };
+        row("push, normal image only: hovering changes nothing", "normalImage", "eprl", "0200");
+        row("normal colour only: no hover tracking", "normalColor", "eprl", "0200");
+        row("hover colour: tracking", "hoverColor", "eprl", "1210");
+        row("hover image: tracking", "hoverImage", "eprl", "1210");
+        row("toggle pressed twice returns to look 0", "toggle", "prpr", "2200");
+        row("link", "link", "eprl", "1210");
+        row("disabled ignores the pointer", "disabled", "eprl", "0000");
     }
 
     void looksFollowThePointer() {
