@@ -217,6 +217,29 @@ private:
     quint64 _expectedSize = 0;
 };
 
+enum class EntryRead { Complete, Failed, Stopped };
+
+// Reads the open entry to its end, block by block, into sink (which stops the
+// reading by returning false), then checks what was read against the entry's
+// CRC-32 and size.
+template <typename Sink>
+EntryRead readEntry(EntryReader& entry, Sink sink) {
+    char buffer[kBlockSize];
+    for (;;) {
+        const int n = entry.read(buffer, kBlockSize);
+        if (n < 0) {
+            return EntryRead::Failed;
+        }
+        if (n == 0) {
+            break;
+        }
+        if (!sink(buffer, n)) {
+            return EntryRead::Stopped;
+        }
+    }
+    return entry.close() == UNZ_CRCERROR ? EntryRead::Failed : EntryRead::Complete;
+}
+
 }  // namespace
 
 bool ZipArchive::UnzipOpenFile(const QString& path) {
@@ -275,23 +298,12 @@ void extractEntry(EntryReader& entry, const unz_file_info64& info, QString name,
         report(QStringLiteral("Failed to create file: %1").arg(fullPath));
         return;
     }
-    char buffer[kBlockSize];
-    bool readFailed = false;
-    for (;;) {
-        const int n = entry.read(buffer, kBlockSize);
-        if (n < 0) {
-            readFailed = true;
-            break;
-        }
-        if (n == 0) {
-            break;
-        }
-        out.write(buffer, n);
-    }
-    if (!readFailed && entry.close() == UNZ_CRCERROR) {
-        readFailed = true;
-    }
-    if (readFailed) {
+    // A failed write shows when the file is committed.
+    const EntryRead result = readEntry(entry, [&out](const char* block, int n) {
+        out.write(block, n);
+        return true;
+    });
+    if (result != EntryRead::Complete) {
         report(QStringLiteral("Failed to reading zip file"));
         if (existed) {
             out.cancelWriting();
@@ -370,30 +382,18 @@ QVariantMap ZipArchive::UnzipToDict() {
         bool tooLarge = false;
         if (!lastComponent.isEmpty() && !lastComponent.startsWith(u'.')) {
             QByteArray data;
-            char buffer[kBlockSize];
-            bool readFailed = false;
-            for (;;) {
-                const int n = entry.read(buffer, kBlockSize);
-                if (n < 0) {
-                    readFailed = true;
-                    break;
-                }
-                if (n == 0) {
-                    break;
-                }
+            const EntryRead result = readEntry(entry, [&](const char* block, int n) {
                 if (total + n > kMaxInMemoryBytes) {
-                    tooLarge = true;
-                    break;
+                    return false;
                 }
                 total += n;
-                data.append(buffer, n);
-            }
-            if (!readFailed && !tooLarge && entry.close() == UNZ_CRCERROR) {
-                readFailed = true;
-            }
+                data.append(block, n);
+                return true;
+            });
+            tooLarge = result == EntryRead::Stopped;
             if (tooLarge) {
                 OutputErrorMessage(QStringLiteral("Archive too large to read into memory"));
-            } else if (readFailed) {
+            } else if (result == EntryRead::Failed) {
                 OutputErrorMessage(QStringLiteral("Failed to reading zip file"));
             } else {
                 dict.insert(name, data);
