@@ -66,8 +66,8 @@ AREA_TESTS = {
                 r"tst_imdatahelpers"],
     "pages/models": [r"tst_updatedetailmodel", r"tst_aboutmodel", r"tst_evaluationmodel",
                      r"tst_debugmodemodel", r"tst_accesauthorizemodel"],
-    "pages/widgets": [r"tst_updatedetailwindow", r"tst_appdelegate", r"e2e_about",
-                      r"e2e_authorize"],
+    "pages/widgets": [r"tst_aboutwidgets", r"tst_updatedetailwindow", r"tst_appdelegate",
+                      r"e2e_about", r"e2e_authorize"],
     "app": [r"tst_shellcore", r"tst_appdelegate", r"tst_requests_fuzz", r"e2e_app"],
 }
 STYLE_TESTS = [r"clang_format"]
