@@ -28,316 +28,298 @@ class TestBer : public QObject {
     Q_OBJECT
 
 private slots:
-    void encode_data();
-    void encode();
-    void encodeLengthForms_data();
-    void encodeLengthForms();
-    void encodeRefusesOtherTypes();
-    void encodeRefusesHugeLengths();
-    void stringEncodings();
+    void encode_data() {
+        QTest::addColumn<QVariant>("value");
+        QTest::addColumn<QByteArray>("expected");
+        QTest::newRow("array of two integers") << QVariant(QVariantList{hex("00C3"), hex("010001")})
+                                               << hex("30090202"
+                                                      "00C30203"
+                                                      "010001");
+        QTest::newRow("null") << QVariant() << hex("0500");
+        QTest::newRow("ASCII string") << QVariant(QStringLiteral("abc")) << hex("0C03616263");
+        QTest::newRow("UTF-8 string") << QVariant(QStringLiteral("中")) << hex("0C03E4B8AD");
+        QTest::newRow("empty buffer") << QVariant(QByteArray("")) << hex("0200");
+        QTest::newRow("empty array") << QVariant(QVariantList()) << hex("3000");
+        QTest::newRow("nested") << QVariant(
+                                       QVariantList{QVariantList{QVariant()}, QStringLiteral("x")})
+                                << hex("3007300205000C0178");
+    }
 
-    void decode_data();
-    void decode();
-    void parsePositions();
-    void decodeRejects_data();
-    void decodeRejects();
-    void decodeOfEncodedRoundTrip();
-    void lengthByte128IsALength();
+    void encode() {
+        QFETCH(QVariant, value);
+        QFETCH(QByteArray, expected);
+        QCOMPARE(berData(value).toHex(), expected.toHex());
+        QCOMPARE(berLengthBytes(value), std::uint64_t(expected.size()));
+        QCOMPARE(berHeader(value) + berContents(value), expected);
+        QCOMPARE(berTag(value), std::uint8_t(expected[0]));
+    }
 
-    void tagNames_data();
-    void tagNames();
-    void wrappers();
-    void printVisitorShort();
-    void printVisitorLong();
-    void printVisitorBreaksLongLeaves();
-    void visitorDispatch();
+    void encodeLengthForms_data() {
+        QTest::addColumn<int>("length");
+        QTest::addColumn<QByteArray>("lengthField");
+        QTest::addColumn<int>("log8");
+        QTest::newRow("0") << 0 << hex("00") << 0;
+        QTest::newRow("127: short form") << 127 << hex("7F") << 1;
+        QTest::newRow("128: long form") << 128 << hex("8180") << 1;
+        QTest::newRow("200") << 200 << hex("81C8") << 1;
+        QTest::newRow("255") << 255 << hex("81FF") << 1;
+        QTest::newRow("256") << 256 << hex("820100") << 2;
+        QTest::newRow("65536") << 65536 << hex("83010000") << 3;
+    }
+
+    void encodeLengthForms() {
+        QFETCH(int, length);
+        QFETCH(QByteArray, lengthField);
+        QFETCH(int, log8);
+        const QByteArray buffer(length, '\x11');
+        QCOMPARE(lengthStorageData(std::uint64_t(length)).toHex(), lengthField.toHex());
+        QCOMPARE(lengthBytesLog8(std::uint64_t(length)), log8);
+        const QByteArray encoded = berData(buffer);
+        QCOMPARE(encoded.left(1 + lengthField.size()).toHex(),
+                 (QByteArray("\x02") + lengthField).toHex());
+        QCOMPARE(berContentsLengthBytes(buffer), std::uint64_t(length));
+        QCOMPARE(encoded.size(), 1 + lengthField.size() + length);
+        QCOMPARE(zeroByteData(), QByteArray(1, '\0'));
+    }
+
+    void encodeRefusesOtherTypes() {
+        QCOMPARE(raisedName([] { berData(QVariant(42)); }),
+                 QStringLiteral("Invalid BER translation"));
+        QCOMPARE(raisedName([] {
+                     berData(QVariant(QVariantList{QStringLiteral("ok"), 3.5}));
+                 }),
+                 QStringLiteral("Invalid BER translation"));
+        try {
+            berTag(QVariant(true));
+            QFAIL("nothing raised");
+        } catch (const BerException& e) {
+            QCOMPARE(e.reason(), QStringLiteral("unimplemented for this type"));
+        }
+    }
+
+    void encodeRefusesHugeLengths() {
+        try {
+            lengthStorageData(std::uint64_t(1) << 32);
+            QFAIL("nothing raised");
+        } catch (const BerException& e) {
+            QCOMPARE(e.name(), QStringLiteral("Invalid length value"));
+            QCOMPARE(e.reason(), QStringLiteral("length storage greater than 4 bytes is invalid"));
+        }
+        QCOMPARE(lengthStorageData(0xFFFFFFFFu).toHex(), QByteArray("84ffffffff"));
+    }
+
+    void stringEncodings() {
+        const QString text = QStringLiteral("aé中");
+        QCOMPARE(berDataUsingEncoding(text, BerStringEncoding::Utf8), berData(text));
+        QCOMPARE(berDataUsingEncoding(text, BerStringEncoding::Ascii).toHex(),
+                 QByteArray("0c03613f3f"));
+        QCOMPARE(berContentsLengthBytesUsingEncoding(text, BerStringEncoding::Utf8),
+                 std::uint64_t(6));
+        QCOMPARE(berContentsLengthBytesUsingEncoding(text, BerStringEncoding::Ascii),
+                 std::uint64_t(3));
+        // A tagged IA5 string writes ASCII, any other tag UTF-8.
+        QCOMPARE(BerTaggedString(22, text).berData().toHex(), QByteArray("1603613f3f"));
+        QCOMPARE(BerTaggedString(19, text).berData().toHex(), QByteArray("130661c3a9e4b8ad"));
+    }
+
+    void decode_data() {
+        QTest::addColumn<QByteArray>("encoded");
+        QTest::addColumn<QVariant>("expected");
+        QTest::newRow("sequence of one integer")
+            << hex("3003020105") << QVariant(QVariantList{hex("05")});
+        QTest::newRow("octet string") << hex("0403010203") << QVariant(hex("010203"));
+        QTest::newRow("null") << hex("0500") << QVariant(QByteArray(""));
+        QTest::newRow("OID as bytes") << hex("06032A8648") << QVariant(hex("2A8648"));
+        QTest::newRow("relative OID") << hex("0D0101") << QVariant(hex("01"));
+        QTest::newRow("printable string") << hex("1303616263") << QVariant(QStringLiteral("abc"));
+        QTest::newRow("IA5 string read as UTF-8")
+            << hex("1603E4B8AD") << QVariant(QStringLiteral("中"));
+        QTest::newRow("BMP string tag, UTF-8 contents")
+            << hex("1E0178") << QVariant(QStringLiteral("x"));
+        QTest::newRow("set") << hex("3106020101020102")
+                             << QVariant(QVariantList{hex("01"), hex("02")});
+        QTest::newRow("context tag A0") << hex("A003020105") << QVariant(QVariantList{hex("05")});
+        QTest::newRow("nested with long length")
+            << hex("308180") + hex("0481") + QByteArray(1, char(125)) + QByteArray(125, 'z')
+            << QVariant(QVariantList{QByteArray(125, 'z')});
+        QTest::newRow("trailing bytes after the element are ignored")
+            << hex("020101FFFF") << QVariant(hex("01"));
+    }
+
+    void decode() {
+        QFETCH(QByteArray, encoded);
+        QFETCH(QVariant, expected);
+        QCOMPARE(berDecode(encoded), expected);
+    }
+
+    void parsePositions() {
+        const BerObjectPtr parsed = berParse(hex("3003020105"));
+        QCOMPARE(parsed->berTagValue, std::uint8_t(48));
+        QCOMPARE(parsed->start, std::size_t(0));
+        QCOMPARE(parsed->end, std::size_t(4));
+        auto* collection = dynamic_cast<BerTaggedCollection*>(parsed.get());
+        QVERIFY(collection);
+        QCOMPARE(collection->count(), 1);
+        const BerObjectPtr child = collection->objectAtIndex(0).value<BerObjectPtr>();
+        QCOMPARE(child->berTagValue, std::uint8_t(2));
+        QCOMPARE(child->start, std::size_t(2));
+        QCOMPARE(child->end, std::size_t(4));
+        QCOMPARE(child->obj, QVariant(hex("05")));
+        QVERIFY(dynamic_cast<BerTaggedData*>(child.get()));
+        QVERIFY(!collection->objectAtIndex(5).isValid());
+        // The wrappers encode back to the same bytes.
+        QCOMPARE(parsed->berData(), hex("3003020105"));
+        QCOMPARE(berData(QVariant::fromValue(parsed)), hex("3003020105"));
+    }
+
+    void decodeRejects_data() {
+        QTest::addColumn<QByteArray>("encoded");
+        QTest::newRow("UTF8String tag 12 is not decoded") << hex("0C0141");
+        QTest::newRow("tag 8") << hex("080100");
+        QTest::newRow("tag 15") << hex("0F00");
+        QTest::newRow("tag 32") << hex("2000");
+        QTest::newRow("tag 50") << hex("3200");
+        QTest::newRow("tag 161") << hex("A100");
+        QTest::newRow("empty buffer") << QByteArray();
+        QTest::newRow("tag without length") << hex("02");
+        QTest::newRow("length past the end") << hex("020501");
+        QTest::newRow("long length past the end") << hex("0281FF01");
+        QTest::newRow("length bytes missing") << hex("028401");
+        QTest::newRow("nine length bytes") << hex("0289000000000000000001");
+        QTest::newRow("huge length") << hex("0288FFFFFFFFFFFFFFFF00");
+        QTest::newRow("child past its parent") << hex("30030204010203040506");
+        QTest::newRow("unsupported tag inside") << hex("30020800");
+        QTest::newRow("deep nesting") << QByteArray(600, '\x30').replace(1, 1, "");
+    }
+
+    void decodeRejects() {
+        QFETCH(QByteArray, encoded);
+        // Decode from a copy of exactly this size, so that any read past the
+        // end is caught by the sanitizers.
+        const QByteArray exact(encoded.constData(), encoded.size());
+        QCOMPARE(raisedName([&] { berParse(exact); }), QStringLiteral("Invalid BER translation"));
+        QCOMPARE(raisedName([&] { berDecode(exact); }), QStringLiteral("Invalid BER translation"));
+    }
+
+    void decodeOfEncodedRoundTrip() {
+        // Strings encode with tag 12, which the decoder refuses; byte buffers and
+        // arrays come back as they were.
+        const QVariant value = QVariantList{
+            hex("00FF"), QVariantList{hex("01"), QByteArray(300, 'q')}, QByteArray("")};
+        QCOMPARE(berDecode(berData(value)), value);
+    }
+
+    void lengthByte128IsALength() {
+        // 0x80 counts as the length 128, not as the indefinite form.
+        const QByteArray encoded = hex("0480") + QByteArray(128, 'a');
+        QCOMPARE(berDecode(encoded), QVariant(QByteArray(128, 'a')));
+        QCOMPARE(raisedName([] { berParse(hex("0480") + QByteArray(127, 'a')); }),
+                 QStringLiteral("Invalid BER translation"));
+    }
+
+    void tagNames_data() {
+        QTest::addColumn<int>("tag");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("0") << 0 << "EOC";
+        QTest::newRow("12") << 12 << "UTF8_STR";
+        QTest::newRow("14") << 14 << "RESERVED0x0E";
+        QTest::newRow("16") << 16 << "SEQ";
+        QTest::newRow("31") << 31 << "USE_LONG_FORM";
+        QTest::newRow("32") << 32 << "UNKNOWN";
+        QTest::newRow("47") << 47 << "UNKNOWN";
+        QTest::newRow("48") << 48 << "SEQ_CONSTR";
+        QTest::newRow("49") << 49 << "SET_CONSTR";
+        QTest::newRow("50") << 50 << "UNKNOWN";
+        QTest::newRow("160") << 160 << "A0";
+        QTest::newRow("255") << 255 << "UNKNOWN";
+    }
+
+    void tagNames() {
+        QFETCH(int, tag);
+        QFETCH(QString, name);
+        QCOMPARE(berTagDescription(std::uint8_t(tag)), name);
+    }
+
+    void wrappers() {
+        BerTaggedData a(4, hex("0102"));
+        BerTaggedData b(4, hex("0102"));
+        BerTaggedData c(2, hex("0102"));
+        QVERIFY(a.isEqual(b));
+        QVERIFY(!a.isEqual(c));
+        QCOMPARE(a.description(), QStringLiteral("<OCTET_STR <0102>>"));
+        BerTaggedString s(19, QStringLiteral("text"));
+        QCOMPARE(s.description(), QStringLiteral("PRINTABLE_STR\"text\""));
+        BerTaggedObject empty;
+        empty.berTagValue = 5;
+        QCOMPARE(empty.description(), QStringLiteral("NULL"));
+        QCOMPARE(empty.berData(), hex("0500"));
+        BerTaggedCollection collection(48);
+        collection.addObject(
+            QVariant::fromValue(BerObjectPtr(std::make_shared<BerTaggedData>(2, hex("05")))));
+        collection.addObject(QVariant(hex("06")));
+        QCOMPARE(collection.berData(), hex("3006020105020106"));
+        QCOMPARE(collection.unwrapped(), QVariant(QVariantList{hex("05"), hex("06")}));
+        const BerObjectPtr parsed = berParse(hex("3006020105020106"));
+        QVERIFY(!parsed->isEqual(collection));  // a plain element is not a wrapper
+        QVERIFY(parsed->isEqual(*berParse(collection.berData())));
+    }
+
+    void printVisitorShort() {
+        BERPrintVisitor visitor;
+        acceptBERVisitor(QVariant::fromValue(berParse(hex("3006020105020106"))), visitor);
+        QCOMPARE(visitor.string, QStringLiteral("SEQ_CONSTR ( INTEGER 05, INTEGER 06 )"));
+        QCOMPARE(visitor.indentLevel, 0u);
+        QVERIFY(visitor.isIndenting);
+    }
+
+    void printVisitorLong() {
+        // Contents of more than 20 bytes: one element per line, indented. A short
+        // collection switches indenting off before it indents itself, so it
+        // starts at the line's beginning.
+        const QVariant value =
+            QVariantList{QByteArray(12, '\x01'), QVariantList{hex("AB")}, QByteArray(8, '\x02')};
+        BERPrintVisitor visitor;
+        acceptBERVisitor(value, visitor);
+        QCOMPARE(visitor.string, QStringLiteral("SEQ_CONSTR ( \n"
+                                                "    INTEGER 010101010101010101010101\n"
+                                                "SEQ_CONSTR ( INTEGER AB )\n"
+                                                "    INTEGER 0202020202020202 )"));
+    }
+
+    void printVisitorBreaksLongLeaves() {
+        // 50 bytes: 100 hex digits, on their own lines one level deeper.
+        BERPrintVisitor visitor;
+        visitor.indentLevel = 1;
+        acceptBERVisitor(QVariant(QByteArray(50, '\xAB')), visitor);
+        const QString digits = QStringLiteral("AB").repeated(50);
+        QCOMPARE(visitor.string, QStringLiteral("    INTEGER \n        ") + digits.left(81) +
+                                     QStringLiteral("\n        ") + digits.mid(81));
+        QCOMPARE(visitor.indentLevel, 1u);
+        // Exactly 80 characters stay on the tag's line.
+        BERPrintVisitor shortVisitor;
+        acceptBERVisitor(QVariant(QByteArray(40, '\xCD')), shortVisitor);
+        QCOMPARE(shortVisitor.string,
+                 QStringLiteral("INTEGER ") + QStringLiteral("CD").repeated(40));
+    }
+
+    void visitorDispatch() {
+        struct Counting : BERVisitor {
+            int leaves = 0;
+            int interiors = 0;
+            void visitBERLeafNode(const QVariant&) override { ++leaves; }
+            void visitBERInteriorNode(const QVariant&) override { ++interiors; }
+        } counting;
+        acceptBERVisitor(QVariant(QVariantList{}), counting);
+        acceptBERVisitor(QVariant::fromValue(berParse(hex("3100"))), counting);
+        acceptBERVisitor(QVariant(QByteArray("x")), counting);
+        acceptBERVisitor(QVariant::fromValue(berParse(hex("1300"))), counting);
+        acceptBERVisitor(QVariant(), counting);
+        QCOMPARE(counting.interiors, 2);
+        QCOMPARE(counting.leaves, 3);
+        BERVisitor base;  // does nothing, accepts anything
+        acceptBERVisitor(QVariant(QVariantList{QVariant()}), base);
+    }
 };
-
-void TestBer::encode_data() {
-    QTest::addColumn<QVariant>("value");
-    QTest::addColumn<QByteArray>("expected");
-    QTest::newRow("array of two integers") << QVariant(QVariantList{hex("00C3"), hex("010001")})
-                                           << hex("30090202"
-                                                  "00C30203"
-                                                  "010001");
-    QTest::newRow("null") << QVariant() << hex("0500");
-    QTest::newRow("ASCII string") << QVariant(QStringLiteral("abc")) << hex("0C03616263");
-    QTest::newRow("UTF-8 string") << QVariant(QStringLiteral("中")) << hex("0C03E4B8AD");
-    QTest::newRow("empty buffer") << QVariant(QByteArray("")) << hex("0200");
-    QTest::newRow("empty array") << QVariant(QVariantList()) << hex("3000");
-    QTest::newRow("nested") << QVariant(QVariantList{QVariantList{QVariant()}, QStringLiteral("x")})
-                            << hex("3007300205000C0178");
-}
-
-void TestBer::encode() {
-    QFETCH(QVariant, value);
-    QFETCH(QByteArray, expected);
-    QCOMPARE(berData(value).toHex(), expected.toHex());
-    QCOMPARE(berLengthBytes(value), std::uint64_t(expected.size()));
-    QCOMPARE(berHeader(value) + berContents(value), expected);
-    QCOMPARE(berTag(value), std::uint8_t(expected[0]));
-}
-
-void TestBer::encodeLengthForms_data() {
-    QTest::addColumn<int>("length");
-    QTest::addColumn<QByteArray>("lengthField");
-    QTest::addColumn<int>("log8");
-    QTest::newRow("0") << 0 << hex("00") << 0;
-    QTest::newRow("127: short form") << 127 << hex("7F") << 1;
-    QTest::newRow("128: long form") << 128 << hex("8180") << 1;
-    QTest::newRow("200") << 200 << hex("81C8") << 1;
-    QTest::newRow("255") << 255 << hex("81FF") << 1;
-    QTest::newRow("256") << 256 << hex("820100") << 2;
-    QTest::newRow("65536") << 65536 << hex("83010000") << 3;
-}
-
-void TestBer::encodeLengthForms() {
-    QFETCH(int, length);
-    QFETCH(QByteArray, lengthField);
-    QFETCH(int, log8);
-    const QByteArray buffer(length, '\x11');
-    QCOMPARE(lengthStorageData(std::uint64_t(length)).toHex(), lengthField.toHex());
-    QCOMPARE(lengthBytesLog8(std::uint64_t(length)), log8);
-    const QByteArray encoded = berData(buffer);
-    QCOMPARE(encoded.left(1 + lengthField.size()).toHex(),
-             (QByteArray("\x02") + lengthField).toHex());
-    QCOMPARE(berContentsLengthBytes(buffer), std::uint64_t(length));
-    QCOMPARE(encoded.size(), 1 + lengthField.size() + length);
-    QCOMPARE(zeroByteData(), QByteArray(1, '\0'));
-}
-
-void TestBer::encodeRefusesOtherTypes() {
-    QCOMPARE(raisedName([] { berData(QVariant(42)); }), QStringLiteral("Invalid BER translation"));
-    QCOMPARE(raisedName([] {
-                 berData(QVariant(QVariantList{QStringLiteral("ok"), 3.5}));
-             }),
-             QStringLiteral("Invalid BER translation"));
-    try {
-        berTag(QVariant(true));
-        QFAIL("nothing raised");
-    } catch (const BerException& e) {
-        QCOMPARE(e.reason(), QStringLiteral("unimplemented for this type"));
-    }
-}
-
-void TestBer::encodeRefusesHugeLengths() {
-    try {
-        lengthStorageData(std::uint64_t(1) << 32);
-        QFAIL("nothing raised");
-    } catch (const BerException& e) {
-        QCOMPARE(e.name(), QStringLiteral("Invalid length value"));
-        QCOMPARE(e.reason(), QStringLiteral("length storage greater than 4 bytes is invalid"));
-    }
-    QCOMPARE(lengthStorageData(0xFFFFFFFFu).toHex(), QByteArray("84ffffffff"));
-}
-
-void TestBer::stringEncodings() {
-    const QString text = QStringLiteral("aé中");
-    QCOMPARE(berDataUsingEncoding(text, BerStringEncoding::Utf8), berData(text));
-    QCOMPARE(berDataUsingEncoding(text, BerStringEncoding::Ascii).toHex(),
-             QByteArray("0c03613f3f"));
-    QCOMPARE(berContentsLengthBytesUsingEncoding(text, BerStringEncoding::Utf8), std::uint64_t(6));
-    QCOMPARE(berContentsLengthBytesUsingEncoding(text, BerStringEncoding::Ascii), std::uint64_t(3));
-    // A tagged IA5 string writes ASCII, any other tag UTF-8.
-    QCOMPARE(BerTaggedString(22, text).berData().toHex(), QByteArray("1603613f3f"));
-    QCOMPARE(BerTaggedString(19, text).berData().toHex(), QByteArray("130661c3a9e4b8ad"));
-}
-
-void TestBer::decode_data() {
-    QTest::addColumn<QByteArray>("encoded");
-    QTest::addColumn<QVariant>("expected");
-    QTest::newRow("sequence of one integer")
-        << hex("3003020105") << QVariant(QVariantList{hex("05")});
-    QTest::newRow("octet string") << hex("0403010203") << QVariant(hex("010203"));
-    QTest::newRow("null") << hex("0500") << QVariant(QByteArray(""));
-    QTest::newRow("OID as bytes") << hex("06032A8648") << QVariant(hex("2A8648"));
-    QTest::newRow("relative OID") << hex("0D0101") << QVariant(hex("01"));
-    QTest::newRow("printable string") << hex("1303616263") << QVariant(QStringLiteral("abc"));
-    QTest::newRow("IA5 string read as UTF-8")
-        << hex("1603E4B8AD") << QVariant(QStringLiteral("中"));
-    QTest::newRow("BMP string tag, UTF-8 contents")
-        << hex("1E0178") << QVariant(QStringLiteral("x"));
-    QTest::newRow("set") << hex("3106020101020102") << QVariant(QVariantList{hex("01"), hex("02")});
-    QTest::newRow("context tag A0") << hex("A003020105") << QVariant(QVariantList{hex("05")});
-    QTest::newRow("nested with long length")
-        << hex("308180") + hex("0481") + QByteArray(1, char(125)) + QByteArray(125, 'z')
-        << QVariant(QVariantList{QByteArray(125, 'z')});
-    QTest::newRow("trailing bytes after the element are ignored")
-        << hex("020101FFFF") << QVariant(hex("01"));
-}
-
-void TestBer::decode() {
-    QFETCH(QByteArray, encoded);
-    QFETCH(QVariant, expected);
-    QCOMPARE(berDecode(encoded), expected);
-}
-
-void TestBer::parsePositions() {
-    const BerObjectPtr parsed = berParse(hex("3003020105"));
-    QCOMPARE(parsed->berTagValue, std::uint8_t(48));
-    QCOMPARE(parsed->start, std::size_t(0));
-    QCOMPARE(parsed->end, std::size_t(4));
-    auto* collection = dynamic_cast<BerTaggedCollection*>(parsed.get());
-    QVERIFY(collection);
-    QCOMPARE(collection->count(), 1);
-    const BerObjectPtr child = collection->objectAtIndex(0).value<BerObjectPtr>();
-    QCOMPARE(child->berTagValue, std::uint8_t(2));
-    QCOMPARE(child->start, std::size_t(2));
-    QCOMPARE(child->end, std::size_t(4));
-    QCOMPARE(child->obj, QVariant(hex("05")));
-    QVERIFY(dynamic_cast<BerTaggedData*>(child.get()));
-    QVERIFY(!collection->objectAtIndex(5).isValid());
-    // The wrappers encode back to the same bytes.
-    QCOMPARE(parsed->berData(), hex("3003020105"));
-    QCOMPARE(berData(QVariant::fromValue(parsed)), hex("3003020105"));
-}
-
-void TestBer::decodeRejects_data() {
-    QTest::addColumn<QByteArray>("encoded");
-    QTest::newRow("UTF8String tag 12 is not decoded") << hex("0C0141");
-    QTest::newRow("tag 8") << hex("080100");
-    QTest::newRow("tag 15") << hex("0F00");
-    QTest::newRow("tag 32") << hex("2000");
-    QTest::newRow("tag 50") << hex("3200");
-    QTest::newRow("tag 161") << hex("A100");
-    QTest::newRow("empty buffer") << QByteArray();
-    QTest::newRow("tag without length") << hex("02");
-    QTest::newRow("length past the end") << hex("020501");
-    QTest::newRow("long length past the end") << hex("0281FF01");
-    QTest::newRow("length bytes missing") << hex("028401");
-    QTest::newRow("nine length bytes") << hex("0289000000000000000001");
-    QTest::newRow("huge length") << hex("0288FFFFFFFFFFFFFFFF00");
-    QTest::newRow("child past its parent") << hex("30030204010203040506");
-    QTest::newRow("unsupported tag inside") << hex("30020800");
-    QTest::newRow("deep nesting") << QByteArray(600, '\x30').replace(1, 1, "");
-}
-
-void TestBer::decodeRejects() {
-    QFETCH(QByteArray, encoded);
-    // Decode from a copy of exactly this size, so that any read past the
-    // end is caught by the sanitizers.
-    const QByteArray exact(encoded.constData(), encoded.size());
-    QCOMPARE(raisedName([&] { berParse(exact); }), QStringLiteral("Invalid BER translation"));
-    QCOMPARE(raisedName([&] { berDecode(exact); }), QStringLiteral("Invalid BER translation"));
-}
-
-void TestBer::decodeOfEncodedRoundTrip() {
-    // Strings encode with tag 12, which the decoder refuses; byte buffers and
-    // arrays come back as they were.
-    const QVariant value =
-        QVariantList{hex("00FF"), QVariantList{hex("01"), QByteArray(300, 'q')}, QByteArray("")};
-    QCOMPARE(berDecode(berData(value)), value);
-}
-
-void TestBer::lengthByte128IsALength() {
-    // 0x80 counts as the length 128, not as the indefinite form.
-    const QByteArray encoded = hex("0480") + QByteArray(128, 'a');
-    QCOMPARE(berDecode(encoded), QVariant(QByteArray(128, 'a')));
-    QCOMPARE(raisedName([] { berParse(hex("0480") + QByteArray(127, 'a')); }),
-             QStringLiteral("Invalid BER translation"));
-}
-
-void TestBer::tagNames_data() {
-    QTest::addColumn<int>("tag");
-    QTest::addColumn<QString>("name");
-    QTest::newRow("0") << 0 << "EOC";
-    QTest::newRow("12") << 12 << "UTF8_STR";
-    QTest::newRow("14") << 14 << "RESERVED0x0E";
-    QTest::newRow("16") << 16 << "SEQ";
-    QTest::newRow("31") << 31 << "USE_LONG_FORM";
-    QTest::newRow("32") << 32 << "UNKNOWN";
-    QTest::newRow("47") << 47 << "UNKNOWN";
-    QTest::newRow("48") << 48 << "SEQ_CONSTR";
-    QTest::newRow("49") << 49 << "SET_CONSTR";
-    QTest::newRow("50") << 50 << "UNKNOWN";
-    QTest::newRow("160") << 160 << "A0";
-    QTest::newRow("255") << 255 << "UNKNOWN";
-}
-
-void TestBer::tagNames() {
-    QFETCH(int, tag);
-    QFETCH(QString, name);
-    QCOMPARE(berTagDescription(std::uint8_t(tag)), name);
-}
-
-void TestBer::wrappers() {
-    BerTaggedData a(4, hex("0102"));
-    BerTaggedData b(4, hex("0102"));
-    BerTaggedData c(2, hex("0102"));
-    QVERIFY(a.isEqual(b));
-    QVERIFY(!a.isEqual(c));
-    QCOMPARE(a.description(), QStringLiteral("<OCTET_STR <0102>>"));
-    BerTaggedString s(19, QStringLiteral("text"));
-    QCOMPARE(s.description(), QStringLiteral("PRINTABLE_STR\"text\""));
-    BerTaggedObject empty;
-    empty.berTagValue = 5;
-    QCOMPARE(empty.description(), QStringLiteral("NULL"));
-    QCOMPARE(empty.berData(), hex("0500"));
-    BerTaggedCollection collection(48);
-    collection.addObject(
-        QVariant::fromValue(BerObjectPtr(std::make_shared<BerTaggedData>(2, hex("05")))));
-    collection.addObject(QVariant(hex("06")));
-    QCOMPARE(collection.berData(), hex("3006020105020106"));
-    QCOMPARE(collection.unwrapped(), QVariant(QVariantList{hex("05"), hex("06")}));
-    const BerObjectPtr parsed = berParse(hex("3006020105020106"));
-    QVERIFY(!parsed->isEqual(collection));  // a plain element is not a wrapper
-    QVERIFY(parsed->isEqual(*berParse(collection.berData())));
-}
-
-void TestBer::printVisitorShort() {
-    BERPrintVisitor visitor;
-    acceptBERVisitor(QVariant::fromValue(berParse(hex("3006020105020106"))), visitor);
-    QCOMPARE(visitor.string, QStringLiteral("SEQ_CONSTR ( INTEGER 05, INTEGER 06 )"));
-    QCOMPARE(visitor.indentLevel, 0u);
-    QVERIFY(visitor.isIndenting);
-}
-
-void TestBer::printVisitorLong() {
-    // Contents of more than 20 bytes: one element per line, indented. A short
-    // collection switches indenting off before it indents itself, so it
-    // starts at the line's beginning.
-    const QVariant value =
-        QVariantList{QByteArray(12, '\x01'), QVariantList{hex("AB")}, QByteArray(8, '\x02')};
-    BERPrintVisitor visitor;
-    acceptBERVisitor(value, visitor);
-    QCOMPARE(visitor.string, QStringLiteral("SEQ_CONSTR ( \n"
-                                            "    INTEGER 010101010101010101010101\n"
-                                            "SEQ_CONSTR ( INTEGER AB )\n"
-                                            "    INTEGER 0202020202020202 )"));
-}
-
-void TestBer::printVisitorBreaksLongLeaves() {
-    // 50 bytes: 100 hex digits, on their own lines one level deeper.
-    BERPrintVisitor visitor;
-    visitor.indentLevel = 1;
-    acceptBERVisitor(QVariant(QByteArray(50, '\xAB')), visitor);
-    const QString digits = QStringLiteral("AB").repeated(50);
-    QCOMPARE(visitor.string, QStringLiteral("    INTEGER \n        ") + digits.left(81) +
-                                 QStringLiteral("\n        ") + digits.mid(81));
-    QCOMPARE(visitor.indentLevel, 1u);
-    // Exactly 80 characters stay on the tag's line.
-    BERPrintVisitor shortVisitor;
-    acceptBERVisitor(QVariant(QByteArray(40, '\xCD')), shortVisitor);
-    QCOMPARE(shortVisitor.string, QStringLiteral("INTEGER ") + QStringLiteral("CD").repeated(40));
-}
-
-void TestBer::visitorDispatch() {
-    struct Counting : BERVisitor {
-        int leaves = 0;
-        int interiors = 0;
-        void visitBERLeafNode(const QVariant&) override { ++leaves; }
-        void visitBERInteriorNode(const QVariant&) override { ++interiors; }
-    } counting;
-    acceptBERVisitor(QVariant(QVariantList{}), counting);
-    acceptBERVisitor(QVariant::fromValue(berParse(hex("3100"))), counting);
-    acceptBERVisitor(QVariant(QByteArray("x")), counting);
-    acceptBERVisitor(QVariant::fromValue(berParse(hex("1300"))), counting);
-    acceptBERVisitor(QVariant(), counting);
-    QCOMPARE(counting.interiors, 2);
-    QCOMPARE(counting.leaves, 3);
-    BERVisitor base;  // does nothing, accepts anything
-    acceptBERVisitor(QVariant(QVariantList{QVariant()}), base);
-}
 
 QTEST_GUILESS_MAIN(TestBer)
 #include "tst_ber.moc"
