@@ -18,280 +18,261 @@ class TestCodecs : public QObject {
     Q_OBJECT
 
 private slots:
-    void base64Rfc4648_data();
-    void base64Rfc4648();
-    void base64EmptyInputEdges();
-    void base64Wrapping_data();
-    void base64Wrapping();
-    void base64DecodeTolerant_data();
-    void base64DecodeTolerant();
-    void base64RoundTripAllLengths();
-    void base64OfStringIsUtf8();
-    void base64BytesDecoderSkipsNonAscii();
-
-    void md5Rfc1321_data();
-    void md5Rfc1321();
-    void md5MissingInputs();
-    void md5CutsAtZeroCharacter();
-    void md5OfFile_data();
-    void md5OfFile();
-
-    void crc32CheckValue();
-    void crc32MatchesZlib_data();
-    void crc32MatchesZlib();
-    void crc32ContinuesAcrossChunks();
-    void crc32NullBuffer();
-};
-
-void TestCodecs::base64Rfc4648_data() {
-    QTest::addColumn<QByteArray>("plain");
-    QTest::addColumn<QString>("encoded");
-    // RFC 4648 section 10.
-    QTest::newRow("f") << QByteArray("f") << "Zg==";
-    QTest::newRow("fo") << QByteArray("fo") << "Zm8=";
-    QTest::newRow("foo") << QByteArray("foo") << "Zm9v";
-    QTest::newRow("foob") << QByteArray("foob") << "Zm9vYg==";
-    QTest::newRow("fooba") << QByteArray("fooba") << "Zm9vYmE=";
-    QTest::newRow("foobar") << QByteArray("foobar") << "Zm9vYmFy";
-    QTest::newRow("high bytes") << QByteArray("\xff\xfe\xfd\x00\x80", 5) << "//79AIA=";
-}
-
-void TestCodecs::base64Rfc4648() {
-    QFETCH(QByteArray, plain);
-    QFETCH(QString, encoded);
-    QCOMPARE(base64EncodedString(plain), encoded);
-    QCOMPARE(base64Encode(plain), encoded);
-    QCOMPARE(base64EncodedStringWithWrapWidth(plain, 64), encoded);
-    QCOMPARE(dataWithBase64EncodedString(encoded), plain);
-    QCOMPARE(dataWithBase64EncodedBytes(encoded.toLatin1()), plain);
-}
-
-void TestCodecs::base64EmptyInputEdges() {
-    // The wrapped encoder gives nil, the second encoder "".
-    QVERIFY(base64EncodedString(QByteArray()).isNull());
-    QVERIFY(base64EncodedStringWithWrapWidth(QByteArray(""), 76).isNull());
-    const QString empty = base64Encode(QByteArray());
-    QVERIFY(!empty.isNull());
-    QVERIFY(empty.isEmpty());
-    QVERIFY(!Base64(QString()).isNull());
-    QVERIFY(Base64(QString()).isEmpty());
-}
-
-void TestCodecs::base64Wrapping_data() {
-    QTest::addColumn<int>("inputLength");
-    QTest::addColumn<int>("wrapWidth");
-    QTest::addColumn<QStringList>("lines");  // split at CR LF
-
-    QTest::newRow("48 bytes, width 64: one full line and CR LF")
-        << 48 << 64 << QStringList{"64", ""};
-    QTest::newRow("49 bytes: line, CR LF, padded group") << 49 << 64 << QStringList{"64", "4=="};
-    QTest::newRow("47 bytes: one line ending in =, no CR LF") << 47 << 64 << QStringList{"64="};
-    QTest::newRow("width 6 behaves as 4") << 6 << 6 << QStringList{"4", "4", ""};
-    QTest::newRow("width 3 means no wrapping") << 30 << 3 << QStringList{"40"};
-    QTest::newRow("96 bytes, width 64: two full lines") << 96 << 64 << QStringList{"64", "64", ""};
-    QTest::newRow("100 bytes, width 76") << 100 << 76 << QStringList{"76", "60=="};
-}
-
-// Lines are described as "<length>" optionally followed by the padding the
-// line must end with.
-void TestCodecs::base64Wrapping() {
-    QFETCH(int, inputLength);
-    QFETCH(int, wrapWidth);
-    QFETCH(QStringList, lines);
-
-    QByteArray input(inputLength, Qt::Uninitialized);
-    for (int i = 0; i < inputLength; ++i) {
-        input[i] = char(i * 7 + 1);
+    void base64Rfc4648_data() {
+        QTest::addColumn<QByteArray>("plain");
+        QTest::addColumn<QString>("encoded");
+        // RFC 4648 section 10.
+        QTest::newRow("f") << QByteArray("f") << "Zg==";
+        QTest::newRow("fo") << QByteArray("fo") << "Zm8=";
+        QTest::newRow("foo") << QByteArray("foo") << "Zm9v";
+        QTest::newRow("foob") << QByteArray("foob") << "Zm9vYg==";
+        QTest::newRow("fooba") << QByteArray("fooba") << "Zm9vYmE=";
+        QTest::newRow("foobar") << QByteArray("foobar") << "Zm9vYmFy";
+        QTest::newRow("high bytes") << QByteArray("\xff\xfe\xfd\x00\x80", 5) << "//79AIA=";
     }
-    const QString encoded = base64EncodedStringWithWrapWidth(input, unsigned(wrapWidth));
-    const QStringList got = encoded.split(QStringLiteral("\r\n"));
-    QCOMPARE(got.size(), lines.size());
-    for (int i = 0; i < lines.size(); ++i) {
-        QString expected = lines[i];
-        QString padding;
-        while (expected.endsWith(u'=')) {
-            padding += u'=';
-            expected.chop(1);
+
+    void base64Rfc4648() {
+        QFETCH(QByteArray, plain);
+        QFETCH(QString, encoded);
+        QCOMPARE(base64EncodedString(plain), encoded);
+        QCOMPARE(base64Encode(plain), encoded);
+        QCOMPARE(base64EncodedStringWithWrapWidth(plain, 64), encoded);
+        QCOMPARE(dataWithBase64EncodedString(encoded), plain);
+        QCOMPARE(dataWithBase64EncodedBytes(encoded.toLatin1()), plain);
+    }
+
+    void base64EmptyInputEdges() {
+        // The wrapped encoder gives nil, the second encoder "".
+        QVERIFY(base64EncodedString(QByteArray()).isNull());
+        QVERIFY(base64EncodedStringWithWrapWidth(QByteArray(""), 76).isNull());
+        const QString empty = base64Encode(QByteArray());
+        QVERIFY(!empty.isNull());
+        QVERIFY(empty.isEmpty());
+        QVERIFY(!Base64(QString()).isNull());
+        QVERIFY(Base64(QString()).isEmpty());
+    }
+
+    void base64Wrapping_data() {
+        QTest::addColumn<int>("inputLength");
+        QTest::addColumn<int>("wrapWidth");
+        QTest::addColumn<QStringList>("lines");  // split at CR LF
+
+        QTest::newRow("48 bytes, width 64: one full line and CR LF")
+            << 48 << 64 << QStringList{"64", ""};
+        QTest::newRow("49 bytes: line, CR LF, padded group")
+            << 49 << 64 << QStringList{"64", "4=="};
+        QTest::newRow("47 bytes: one line ending in =, no CR LF") << 47 << 64 << QStringList{"64="};
+        QTest::newRow("width 6 behaves as 4") << 6 << 6 << QStringList{"4", "4", ""};
+        QTest::newRow("width 3 means no wrapping") << 30 << 3 << QStringList{"40"};
+        QTest::newRow("96 bytes, width 64: two full lines")
+            << 96 << 64 << QStringList{"64", "64", ""};
+        QTest::newRow("100 bytes, width 76") << 100 << 76 << QStringList{"76", "60=="};
+    }
+
+    // Lines are described as "<length>" optionally followed by the padding the
+    // line must end with.
+    void base64Wrapping() {
+        QFETCH(int, inputLength);
+        QFETCH(int, wrapWidth);
+        QFETCH(QStringList, lines);
+
+        QByteArray input(inputLength, Qt::Uninitialized);
+        for (int i = 0; i < inputLength; ++i) {
+            input[i] = char(i * 7 + 1);
         }
-        const int length = expected.isEmpty() ? 0 : expected.toInt();
-        QCOMPARE(got[i].size(), length);
-        QVERIFY2(got[i].endsWith(padding), qPrintable(got[i]));
-        if (padding.isEmpty() && !got[i].isEmpty()) {
-            QVERIFY(!got[i].endsWith(u'='));
+        const QString encoded = base64EncodedStringWithWrapWidth(input, unsigned(wrapWidth));
+        const QStringList got = encoded.split(QStringLiteral("\r\n"));
+        QCOMPARE(got.size(), lines.size());
+        for (int i = 0; i < lines.size(); ++i) {
+            QString expected = lines[i];
+            QString padding;
+            while (expected.endsWith(u'=')) {
+                padding += u'=';
+                expected.chop(1);
+            }
+            const int length = expected.isEmpty() ? 0 : expected.toInt();
+            QCOMPARE(got[i].size(), length);
+            QVERIFY2(got[i].endsWith(padding), qPrintable(got[i]));
+            if (padding.isEmpty() && !got[i].isEmpty()) {
+                QVERIFY(!got[i].endsWith(u'='));
+            }
+        }
+        QVERIFY(!encoded.contains(u'\n') ||
+                encoded.count(QStringLiteral("\r\n")) == encoded.count(u'\n'));
+        QCOMPARE(dataWithBase64EncodedString(encoded), input);
+    }
+
+    void base64DecodeTolerant_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QByteArray>("expected");  // null: nil
+        QTest::newRow("noise everywhere") << "*Z m\t9-v.Y!m F\"y#" << QByteArray("foobar");
+        QTest::newRow("non-ASCII skipped")
+            << QString::fromUtf8("Zm9v\xe4\xb8\xadYmFy") << QByteArray("foobar");
+        QTest::newRow("missing padding, two sextets") << "Zg" << QByteArray("f");
+        QTest::newRow("missing padding, three sextets") << "Zm8" << QByteArray("fo");
+        QTest::newRow("single sextet dropped") << "Z" << QByteArray();
+        QTest::newRow("only padding") << "====" << QByteArray();
+        QTest::newRow("empty") << "" << QByteArray();
+        QTest::newRow("no alphabet character") << "\r\n !@#$%^&*()" << QByteArray();
+        QTest::newRow("padding in the middle is noise") << "Zg==Zg==" << QByteArray("f\x06\x60", 3);
+    }
+
+    void base64DecodeTolerant() {
+        QFETCH(QString, text);
+        QFETCH(QByteArray, expected);
+        const QByteArray decoded = dataWithBase64EncodedString(text);
+        QCOMPARE(decoded.isNull(), expected.isNull());
+        QCOMPARE(decoded, expected);
+        QCOMPARE(dataWithBase64EncodedBytes(text.toUtf8()), expected);
+    }
+
+    void base64RoundTripAllLengths() {
+        QRandomGenerator generator(20240601);
+        for (int length = 1; length < 300; ++length) {
+            QByteArray data(length, Qt::Uninitialized);
+            for (int i = 0; i < length; ++i) {
+                data[i] = char(generator.bounded(256));
+            }
+            const QString first = base64EncodedString(data);
+            QCOMPARE(first, QString::fromLatin1(data.toBase64()));
+            QCOMPARE(base64Encode(data), first);
+            QCOMPARE(first.size(), (length + 2) / 3 * 4);
+            QCOMPARE(dataWithBase64EncodedString(first), data);
+            QCOMPARE(dataWithBase64EncodedString(base64EncodedStringWithWrapWidth(data, 16)), data);
         }
     }
-    QVERIFY(!encoded.contains(u'\n') ||
-            encoded.count(QStringLiteral("\r\n")) == encoded.count(u'\n'));
-    QCOMPARE(dataWithBase64EncodedString(encoded), input);
-}
 
-void TestCodecs::base64DecodeTolerant_data() {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QByteArray>("expected");  // null: nil
-    QTest::newRow("noise everywhere") << "*Z m\t9-v.Y!m F\"y#" << QByteArray("foobar");
-    QTest::newRow("non-ASCII skipped")
-        << QString::fromUtf8("Zm9v\xe4\xb8\xadYmFy") << QByteArray("foobar");
-    QTest::newRow("missing padding, two sextets") << "Zg" << QByteArray("f");
-    QTest::newRow("missing padding, three sextets") << "Zm8" << QByteArray("fo");
-    QTest::newRow("single sextet dropped") << "Z" << QByteArray();
-    QTest::newRow("only padding") << "====" << QByteArray();
-    QTest::newRow("empty") << "" << QByteArray();
-    QTest::newRow("no alphabet character") << "\r\n !@#$%^&*()" << QByteArray();
-    QTest::newRow("padding in the middle is noise") << "Zg==Zg==" << QByteArray("f\x06\x60", 3);
-}
+    void base64OfStringIsUtf8() {
+        const QString text = QString::fromUtf8("中文 and ASCII");
+        QCOMPARE(Base64(text), QString::fromLatin1(text.toUtf8().toBase64()));
+    }
 
-void TestCodecs::base64DecodeTolerant() {
-    QFETCH(QString, text);
-    QFETCH(QByteArray, expected);
-    const QByteArray decoded = dataWithBase64EncodedString(text);
-    QCOMPARE(decoded.isNull(), expected.isNull());
-    QCOMPARE(decoded, expected);
-    QCOMPARE(dataWithBase64EncodedBytes(text.toUtf8()), expected);
-}
+    void base64BytesDecoderSkipsNonAscii() {
+        // A byte with the top bit set must not be folded onto an ASCII letter.
+        QCOMPARE(dataWithBase64EncodedBytes(QByteArray("Zm9v\xc1YmFy")), QByteArray("foobar"));
+    }
 
-void TestCodecs::base64RoundTripAllLengths() {
-    QRandomGenerator generator(20240601);
-    for (int length = 1; length < 300; ++length) {
+    void md5Rfc1321_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("digest");
+        // RFC 1321 appendix A.5 test suite.
+        QTest::newRow("empty") << ""
+                               << "d41d8cd98f00b204e9800998ecf8427e";
+        QTest::newRow("abc") << "abc"
+                             << "900150983cd24fb0d6963f7d28e17f72";
+        QTest::newRow("digits")
+            << "12345678901234567890123456789012345678901234567890123456789012345678901234567890"
+            << "57edf4a22be3c955ac49da2e2107b67a";
+    }
+
+    void md5Rfc1321() {
+        QFETCH(QString, text);
+        QFETCH(QString, digest);
+        QCOMPARE(MD5Encrypt(text), digest);
+        QCOMPARE(getMD5FromNSString(text), digest);
+        if (!text.isEmpty()) {
+            QCOMPARE(getMD5FromMemory(text.toUtf8()), digest);
+        }
+    }
+
+    void md5MissingInputs() {
+        QVERIFY(getMD5FromMemory(QByteArray()).isNull());
+        QVERIFY(getMD5FromMemory(QByteArray("")).isNull());
+        QVERIFY(getMD5FromNSString(QString()).isNull());
+        QVERIFY(getMD5(QStringLiteral("/nonexistent/folder/file")).isNull());
+        QCOMPARE(MD5Encrypt(QStringLiteral("")),
+                 QStringLiteral("d41d8cd98f00b204e9800998ecf8427e"));
+    }
+
+    void md5CutsAtZeroCharacter() {
+        const QString withZero = QStringLiteral("abc") + QChar(u'\0') + QStringLiteral("def");
+        QCOMPARE(MD5Encrypt(withZero), QStringLiteral("900150983cd24fb0d6963f7d28e17f72"));
+        QCOMPARE(getMD5FromNSString(withZero), QStringLiteral("900150983cd24fb0d6963f7d28e17f72"));
+        // The buffer form digests every byte.
+        QVERIFY(getMD5FromMemory(withZero.toUtf8()) !=
+                QStringLiteral("900150983cd24fb0d6963f7d28e17f72"));
+    }
+
+    void md5OfFile_data() {
+        QTest::addColumn<int>("size");
+        QTest::newRow("empty file") << 0;
+        QTest::newRow("exactly one read") << 256;
+        QTest::newRow("one read and a byte") << 257;
+        QTest::newRow("many reads") << 100000;
+    }
+
+    void md5OfFile() {
+        QFETCH(int, size);
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        const QString path = dir.filePath(QStringLiteral("f.bin"));
+        QByteArray data(size, Qt::Uninitialized);
+        for (int i = 0; i < size; ++i) {
+            data[i] = char((i * 131) ^ (i >> 3));
+        }
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(data);
+        file.close();
+        const QString expected =
+            QString::fromLatin1(QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex());
+        QCOMPARE(getMD5(path), expected);
+    }
+
+    void crc32CheckValue() {
+        const QByteArray digits("123456789");
+        QCOMPARE(
+            zq::crypto::crc32(0, reinterpret_cast<const unsigned char*>(digits.constData()), 9),
+            0xCBF43926ul);
+        QCOMPARE(zq::crypto::crc32(0, reinterpret_cast<const unsigned char*>(""), 0), 0ul);
+    }
+
+    void crc32MatchesZlib_data() {
+        QTest::addColumn<int>("length");
+        QTest::addColumn<quint32>("start");
+        for (int length : {1, 7, 8, 9, 15, 16, 17, 1000, 65537}) {
+            QTest::addRow("%d bytes from 0", length) << length << 0u;
+            QTest::addRow("%d bytes from 0xdeadbeef", length) << length << 0xdeadbeefu;
+        }
+    }
+
+    void crc32MatchesZlib() {
+        QFETCH(int, length);
+        QFETCH(quint32, start);
         QByteArray data(length, Qt::Uninitialized);
+        QRandomGenerator generator{quint32(length)};
         for (int i = 0; i < length; ++i) {
             data[i] = char(generator.bounded(256));
         }
-        const QString first = base64EncodedString(data);
-        QCOMPARE(first, QString::fromLatin1(data.toBase64()));
-        QCOMPARE(base64Encode(data), first);
-        QCOMPARE(first.size(), (length + 2) / 3 * 4);
-        QCOMPARE(dataWithBase64EncodedString(first), data);
-        QCOMPARE(dataWithBase64EncodedString(base64EncodedStringWithWrapWidth(data, 16)), data);
+        const auto* bytes = reinterpret_cast<const unsigned char*>(data.constData());
+        const unsigned long ours = zq::crypto::crc32(start, bytes, std::uint32_t(length));
+        QCOMPARE(ours, ::crc32(start, bytes, uInt(length)));
+        QCOMPARE(ours >> 32, 0ul);
     }
-}
 
-void TestCodecs::base64OfStringIsUtf8() {
-    const QString text = QString::fromUtf8("中文 and ASCII");
-    QCOMPARE(Base64(text), QString::fromLatin1(text.toUtf8().toBase64()));
-}
-
-void TestCodecs::base64BytesDecoderSkipsNonAscii() {
-    // A byte with the top bit set must not be folded onto an ASCII letter.
-    QCOMPARE(dataWithBase64EncodedBytes(QByteArray("Zm9v\xc1YmFy")), QByteArray("foobar"));
-}
-
-void TestCodecs::md5Rfc1321_data() {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("digest");
-    // RFC 1321 appendix A.5 test suite.
-    QTest::newRow("empty") << ""
-                           << "d41d8cd98f00b204e9800998ecf8427e";
-    QTest::newRow("abc") << "abc"
-                         << "900150983cd24fb0d6963f7d28e17f72";
-    QTest::newRow("digits")
-        << "12345678901234567890123456789012345678901234567890123456789012345678901234567890"
-        << "57edf4a22be3c955ac49da2e2107b67a";
-}
-
-void TestCodecs::md5Rfc1321() {
-    QFETCH(QString, text);
-    QFETCH(QString, digest);
-    QCOMPARE(MD5Encrypt(text), digest);
-    QCOMPARE(getMD5FromNSString(text), digest);
-    if (!text.isEmpty()) {
-        QCOMPARE(getMD5FromMemory(text.toUtf8()), digest);
+    void crc32ContinuesAcrossChunks() {
+        const QByteArray data =
+            QByteArray("The quick brown fox jumps over the lazy dog").repeated(10);
+        const auto* bytes = reinterpret_cast<const unsigned char*>(data.constData());
+        const unsigned long whole = zq::crypto::crc32(0, bytes, std::uint32_t(data.size()));
+        unsigned long running = 0;
+        for (qsizetype offset = 0; offset < data.size(); offset += 13) {
+            const auto chunk = std::uint32_t(qMin<qsizetype>(13, data.size() - offset));
+            running = zq::crypto::crc32(running, bytes + offset, chunk);
+        }
+        QCOMPARE(running, whole);
+        QCOMPARE(zq::crypto::crc32(0,
+                                   reinterpret_cast<const unsigned char*>(
+                                       "The quick brown fox jumps over the lazy dog"),
+                                   43),
+                 0x414FA339ul);
     }
-}
 
-void TestCodecs::md5MissingInputs() {
-    QVERIFY(getMD5FromMemory(QByteArray()).isNull());
-    QVERIFY(getMD5FromMemory(QByteArray("")).isNull());
-    QVERIFY(getMD5FromNSString(QString()).isNull());
-    QVERIFY(getMD5(QStringLiteral("/nonexistent/folder/file")).isNull());
-    QCOMPARE(MD5Encrypt(QStringLiteral("")), QStringLiteral("d41d8cd98f00b204e9800998ecf8427e"));
-}
-
-void TestCodecs::md5CutsAtZeroCharacter() {
-    const QString withZero = QStringLiteral("abc") + QChar(u'\0') + QStringLiteral("def");
-    QCOMPARE(MD5Encrypt(withZero), QStringLiteral("900150983cd24fb0d6963f7d28e17f72"));
-    QCOMPARE(getMD5FromNSString(withZero), QStringLiteral("900150983cd24fb0d6963f7d28e17f72"));
-    // The buffer form digests every byte.
-    QVERIFY(getMD5FromMemory(withZero.toUtf8()) !=
-            QStringLiteral("900150983cd24fb0d6963f7d28e17f72"));
-}
-
-void TestCodecs::md5OfFile_data() {
-    QTest::addColumn<int>("size");
-    QTest::newRow("empty file") << 0;
-    QTest::newRow("exactly one read") << 256;
-    QTest::newRow("one read and a byte") << 257;
-    QTest::newRow("many reads") << 100000;
-}
-
-void TestCodecs::md5OfFile() {
-    QFETCH(int, size);
-    QTemporaryDir dir;
-    QVERIFY(dir.isValid());
-    const QString path = dir.filePath(QStringLiteral("f.bin"));
-    QByteArray data(size, Qt::Uninitialized);
-    for (int i = 0; i < size; ++i) {
-        data[i] = char((i * 131) ^ (i >> 3));
+    void crc32NullBuffer() {
+        QCOMPARE(zq::crypto::crc32(0x12345678, nullptr, 10), 0ul);
+        QCOMPARE(zq::crypto::crc32(0, nullptr, 0), 0ul);
     }
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(data);
-    file.close();
-    const QString expected =
-        QString::fromLatin1(QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex());
-    QCOMPARE(getMD5(path), expected);
-}
-
-void TestCodecs::crc32CheckValue() {
-    const QByteArray digits("123456789");
-    QCOMPARE(zq::crypto::crc32(0, reinterpret_cast<const unsigned char*>(digits.constData()), 9),
-             0xCBF43926ul);
-    QCOMPARE(zq::crypto::crc32(0, reinterpret_cast<const unsigned char*>(""), 0), 0ul);
-}
-
-void TestCodecs::crc32MatchesZlib_data() {
-    QTest::addColumn<int>("length");
-    QTest::addColumn<quint32>("start");
-    for (int length : {1, 7, 8, 9, 15, 16, 17, 1000, 65537}) {
-        QTest::addRow("%d bytes from 0", length) << length << 0u;
-        QTest::addRow("%d bytes from 0xdeadbeef", length) << length << 0xdeadbeefu;
-    }
-}
-
-void TestCodecs::crc32MatchesZlib() {
-    QFETCH(int, length);
-    QFETCH(quint32, start);
-    QByteArray data(length, Qt::Uninitialized);
-    QRandomGenerator generator{quint32(length)};
-    for (int i = 0; i < length; ++i) {
-        data[i] = char(generator.bounded(256));
-    }
-    const auto* bytes = reinterpret_cast<const unsigned char*>(data.constData());
-    const unsigned long ours = zq::crypto::crc32(start, bytes, std::uint32_t(length));
-    QCOMPARE(ours, ::crc32(start, bytes, uInt(length)));
-    QCOMPARE(ours >> 32, 0ul);
-}
-
-void TestCodecs::crc32ContinuesAcrossChunks() {
-    const QByteArray data = QByteArray("The quick brown fox jumps over the lazy dog").repeated(10);
-    const auto* bytes = reinterpret_cast<const unsigned char*>(data.constData());
-    const unsigned long whole = zq::crypto::crc32(0, bytes, std::uint32_t(data.size()));
-    unsigned long running = 0;
-    for (qsizetype offset = 0; offset < data.size(); offset += 13) {
-        const auto chunk = std::uint32_t(qMin<qsizetype>(13, data.size() - offset));
-        running = zq::crypto::crc32(running, bytes + offset, chunk);
-    }
-    QCOMPARE(running, whole);
-    QCOMPARE(zq::crypto::crc32(0,
-                               reinterpret_cast<const unsigned char*>(
-                                   "The quick brown fox jumps over the lazy dog"),
-                               43),
-             0x414FA339ul);
-}
-
-void TestCodecs::crc32NullBuffer() {
-    QCOMPARE(zq::crypto::crc32(0x12345678, nullptr, 10), 0ul);
-    QCOMPARE(zq::crypto::crc32(0, nullptr, 0), 0ul);
-}
+};
 
 QTEST_GUILESS_MAIN(TestCodecs)
 #include "tst_codecs.moc"
