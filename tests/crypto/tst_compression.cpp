@@ -41,223 +41,205 @@ class TestCompression : public QObject {
     Q_OBJECT
 
 private slots:
-    void zipCompressIsZlibRawDeflate_data();
-    void zipCompressIsZlibRawDeflate();
-    void zipCompressEmptyAndOneByte();
-    void zipCompressNeverWritesPastCapacity();
-    void zipCompressRejectsBadArguments();
-    void zipUncompressRoundTrip_data();
-    void zipUncompressRoundTrip();
-    void zipUncompressRejectsBadStreams();
-
-    void zipIsZlibFormat_data();
-    void zipIsZlibFormat();
-    void zipEmptyReturnsInput();
-    void unzipFormats_data();
-    void unzipFormats();
-    void unzipGrowsBuffer();
-    void unzipRejects_data();
-    void unzipRejects();
-    void zipDescription();
-};
-
-void TestCompression::zipCompressIsZlibRawDeflate_data() {
-    QTest::addColumn<QByteArray>("source");
-    QTest::newRow("empty") << QByteArray();
-    QTest::newRow("one byte") << QByteArray("x");
-    QTest::newRow("URL") << QByteArray("http://127.0.0.1:8731/mac_feed_tpl");
-    QTest::newRow("100 KB text") << text(100 * 1024);
-    QTest::newRow("200 KB random: stored blocks") << pseudoRandom(200 * 1024, 5);
-    QTest::newRow("zeros") << QByteArray(70000, '\0');
-}
-
-void TestCompression::zipCompressIsZlibRawDeflate() {
-    QFETCH(QByteArray, source);
-    std::uint32_t crc = 0xffffffff;
-    const QByteArray stream = zipCompressed(source, &crc);
-    QVERIFY(!stream.isEmpty());
-    QVERIFY(stream.size() <= zip_compressBound(std::int32_t(source.size())));
-    QCOMPARE(crc, std::uint32_t(::crc32(0, reinterpret_cast<const Bytef*>(source.constData()),
-                                        uInt(source.size()))));
-    // zlib's raw deflate at level 9 produces the same stream.
-    QCOMPARE(stream.toHex(), zlibCompress(source, -15, 9).toHex());
-}
-
-void TestCompression::zipCompressEmptyAndOneByte() {
-    unsigned char destination[64];
-    std::uint32_t crc = 1234;
-    const std::int32_t empty = zip_compress(nullptr, 0, destination, sizeof destination, crc);
-    QVERIFY(empty >= 1);
-    QCOMPARE(crc, 0u);
-    const unsigned char one = 'A';
-    const std::int32_t single = zip_compress(&one, 1, destination, sizeof destination, crc);
-    QVERIFY(single >= 3);
-    QCOMPARE(crc, std::uint32_t(::crc32(0, &one, 1)));
-    QVERIFY(zip_compressBound(1) >= single);
-    QVERIFY(zip_compressBound(0) >= empty);
-}
-
-void TestCompression::zipCompressNeverWritesPastCapacity() {
-    const QByteArray source = pseudoRandom(5000, 9);
-    QByteArray destination(6000, '\x5a');
-    std::uint32_t crc = 0;
-    const std::int32_t written =
-        zip_compress(reinterpret_cast<const unsigned char*>(source.constData()), 5000,
-                     reinterpret_cast<unsigned char*>(destination.data()), 100, crc);
-    QCOMPARE(written, -1);
-    QCOMPARE(destination.mid(100), QByteArray(5900, '\x5a'));
-}
-
-void TestCompression::zipCompressRejectsBadArguments() {
-    unsigned char destination[16];
-    std::uint32_t crc = 0;
-    QCOMPARE(zip_compress(nullptr, 5, destination, 16, crc), -1);
-    const unsigned char byte = 1;
-    QCOMPARE(zip_compress(&byte, -1, destination, 16, crc), -1);
-    QCOMPARE(zip_compress(&byte, 1, nullptr, 16, crc), -1);
-}
-
-void TestCompression::zipUncompressRoundTrip_data() {
-    QTest::addColumn<QByteArray>("source");
-    QTest::newRow("empty") << QByteArray();
-    QTest::newRow("text") << text(5000);
-    QTest::newRow("random") << pseudoRandom(3000, 2);
-}
-
-void TestCompression::zipUncompressRoundTrip() {
-    QFETCH(QByteArray, source);
-    std::uint32_t crc = 0;
-    const QByteArray stream = zipCompressed(source, &crc);
-    QByteArray out(source.size(), '\0');
-    std::uint32_t outCrc = 0xdeadbeef;
-    const std::int32_t produced = zip_uncompress(
-        reinterpret_cast<const unsigned char*>(stream.constData()), std::int32_t(stream.size()),
-        reinterpret_cast<unsigned char*>(out.data()), std::uint32_t(out.size()), &outCrc);
-    QCOMPARE(produced, std::int32_t(source.size()));
-    QCOMPARE(out, source);
-    QCOMPARE(outCrc, crc);
-    // The CRC pointer may be null.
-    QCOMPARE(
-        zip_uncompress(reinterpret_cast<const unsigned char*>(stream.constData()),
-                       std::int32_t(stream.size()), reinterpret_cast<unsigned char*>(out.data()),
-                       std::uint32_t(out.size()), nullptr),
-        std::int32_t(source.size()));
-}
-
-void TestCompression::zipUncompressRejectsBadStreams() {
-    const QByteArray source = text(2000);
-    const QByteArray stream = zipCompressed(source);
-    QByteArray out(source.size(), '\0');
-    std::uint32_t crc = 77;
-    // Destination smaller than the stream's output.
-    QCOMPARE(zip_uncompress(reinterpret_cast<const unsigned char*>(stream.constData()),
-                            std::int32_t(stream.size()),
-                            reinterpret_cast<unsigned char*>(out.data()), 100, &crc),
-             -1);
-    // Truncated stream.
-    QCOMPARE(zip_uncompress(reinterpret_cast<const unsigned char*>(stream.constData()),
-                            std::int32_t(stream.size() / 2),
-                            reinterpret_cast<unsigned char*>(out.data()), std::uint32_t(out.size()),
-                            &crc),
-             -1);
-    QCOMPARE(crc, 77u);
-}
-
-void TestCompression::zipIsZlibFormat_data() {
-    QTest::addColumn<QByteArray>("source");
-    QTest::newRow("short") << QByteArray("hello hello hello");
-    QTest::newRow("40 KB: output grows past 16 KB") << pseudoRandom(40 * 1024, 3);
-}
-
-void TestCompression::zipIsZlibFormat() {
-    QFETCH(QByteArray, source);
-    const QByteArray compressed = zip(source);
-    QVERIFY(!compressed.isEmpty());
-    const auto result = cryptotest::runPython(
-        QStringLiteral("import sys, "
-                       "zlib\nsys.stdout.buffer.write(zlib.decompress(sys.stdin.buffer.read()))\n"),
-        compressed);
-    QVERIFY2(result.exitCode == 0, result.err.constData());
-    QCOMPARE(result.out, source);
-    QCOMPARE(unzip(compressed), source);
-}
-
-void TestCompression::zipEmptyReturnsInput() {
-    const QByteArray empty("");
-    const QByteArray zipped = zip(empty);
-    QVERIFY(!zipped.isNull());
-    QVERIFY(zipped.isEmpty());
-    QVERIFY(unzip(empty).isEmpty());
-    QVERIFY(!unzip(empty).isNull());
-    QCOMPARE(Zip(QStringLiteral("")), QStringLiteral(""));
-}
-
-void TestCompression::unzipFormats_data() {
-    QTest::addColumn<QByteArray>("stream");
-    QTest::addColumn<bool>("raw");
-    QTest::addColumn<bool>("accepted");
-    const QByteArray payload = text(3000);
-    QTest::newRow("zlib by unzip") << zlibCompress(payload, 15) << false << true;
-    QTest::newRow("gzip by unzip") << zlibCompress(payload, 31) << false << true;
-    QTest::newRow("raw by unzip") << zlibCompress(payload, -15) << false << false;
-    QTest::newRow("raw by unzipEW") << zlibCompress(payload, -15) << true << true;
-    QTest::newRow("zlib by unzipEW") << zlibCompress(payload, 15) << true << false;
-    QTest::newRow("raw with trailing garbage byte")
-        << zlibCompress(payload, -15) + "!" << true << true;
-}
-
-void TestCompression::unzipFormats() {
-    QFETCH(QByteArray, stream);
-    QFETCH(bool, raw);
-    QFETCH(bool, accepted);
-    const QByteArray out = raw ? unzipEW(stream) : unzip(stream);
-    QCOMPARE(out, accepted ? text(3000) : QByteArray());
-    QCOMPARE(out.isNull(), !accepted);
-    QCOMPARE(unzip(stream, raw), out);
-}
-
-void TestCompression::unzipGrowsBuffer() {
-    const QByteArray zeros(100 * 1024, '\0');
-    const QByteArray compressed = zlibCompress(zeros, -15);
-    QVERIFY(compressed.size() < 500);
-    QCOMPARE(unzipEW(compressed), zeros);
-    QCOMPARE(unzip(zlibCompress(zeros, 15)), zeros);
-}
-
-void TestCompression::unzipRejects_data() {
-    QTest::addColumn<QByteArray>("stream");
-    QTest::addColumn<bool>("raw");
-    const QByteArray good = zlibCompress(text(3000), 15);
-    QTest::newRow("one byte, zlib") << QByteArray("x") << false;
-    QTest::newRow("one byte, raw") << QByteArray("\x03", 1) << true;
-    QTest::newRow("truncated zlib") << good.left(good.size() - 5) << false;
-    QTest::newRow("corrupt checksum")
-        << good.left(good.size() - 1) + char(good.back() ^ 1) << false;
-    QTest::newRow("not compressed") << QByteArray("plain text, not a stream") << false;
-    QTest::newRow("invalid block type") << QByteArray("\x07\x00\x00", 3) << true;
-}
-
-void TestCompression::unzipRejects() {
-    QFETCH(QByteArray, stream);
-    QFETCH(bool, raw);
-    QVERIFY(unzip(stream, raw).isNull());
-}
-
-void TestCompression::zipDescription() {
-    const QString description = Zip(QStringLiteral("hello"));
-    const QByteArray expected = zip(QByteArray("hello"));
-    // "<" + hex in groups of four bytes + ">".
-    QVERIFY(description.startsWith(u'<'));
-    QVERIFY(description.endsWith(u'>'));
-    QString hex = description.mid(1, description.size() - 2);
-    const QStringList groups = hex.split(u' ');
-    for (int i = 0; i + 1 < groups.size(); ++i) {
-        QCOMPARE(groups[i].size(), 8);
+    void zipCompressIsZlibRawDeflate_data() {
+        QTest::addColumn<QByteArray>("source");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("one byte") << QByteArray("x");
+        QTest::newRow("URL") << QByteArray("http://127.0.0.1:8731/mac_feed_tpl");
+        QTest::newRow("100 KB text") << text(100 * 1024);
+        QTest::newRow("200 KB random: stored blocks") << pseudoRandom(200 * 1024, 5);
+        QTest::newRow("zeros") << QByteArray(70000, '\0');
     }
-    hex.remove(u' ');
-    QCOMPARE(QByteArray::fromHex(hex.toLatin1()), expected);
-    QCOMPARE(unzip(expected), QByteArray("hello"));
-}
+
+    void zipCompressIsZlibRawDeflate() {
+        QFETCH(QByteArray, source);
+        std::uint32_t crc = 0xffffffff;
+        const QByteArray stream = zipCompressed(source, &crc);
+        QVERIFY(!stream.isEmpty());
+        QVERIFY(stream.size() <= zip_compressBound(std::int32_t(source.size())));
+        QCOMPARE(crc, std::uint32_t(::crc32(0, reinterpret_cast<const Bytef*>(source.constData()),
+                                            uInt(source.size()))));
+        // zlib's raw deflate at level 9 produces the same stream.
+        QCOMPARE(stream.toHex(), zlibCompress(source, -15, 9).toHex());
+    }
+
+    void zipCompressEmptyAndOneByte() {
+        unsigned char destination[64];
+        std::uint32_t crc = 1234;
+        const std::int32_t empty = zip_compress(nullptr, 0, destination, sizeof destination, crc);
+        QVERIFY(empty >= 1);
+        QCOMPARE(crc, 0u);
+        const unsigned char one = 'A';
+        const std::int32_t single = zip_compress(&one, 1, destination, sizeof destination, crc);
+        QVERIFY(single >= 3);
+        QCOMPARE(crc, std::uint32_t(::crc32(0, &one, 1)));
+        QVERIFY(zip_compressBound(1) >= single);
+        QVERIFY(zip_compressBound(0) >= empty);
+    }
+
+    void zipCompressNeverWritesPastCapacity() {
+        const QByteArray source = pseudoRandom(5000, 9);
+        QByteArray destination(6000, '\x5a');
+        std::uint32_t crc = 0;
+        const std::int32_t written =
+            zip_compress(reinterpret_cast<const unsigned char*>(source.constData()), 5000,
+                         reinterpret_cast<unsigned char*>(destination.data()), 100, crc);
+        QCOMPARE(written, -1);
+        QCOMPARE(destination.mid(100), QByteArray(5900, '\x5a'));
+    }
+
+    void zipCompressRejectsBadArguments() {
+        unsigned char destination[16];
+        std::uint32_t crc = 0;
+        QCOMPARE(zip_compress(nullptr, 5, destination, 16, crc), -1);
+        const unsigned char byte = 1;
+        QCOMPARE(zip_compress(&byte, -1, destination, 16, crc), -1);
+        QCOMPARE(zip_compress(&byte, 1, nullptr, 16, crc), -1);
+    }
+
+    void zipUncompressRoundTrip_data() {
+        QTest::addColumn<QByteArray>("source");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("text") << text(5000);
+        QTest::newRow("random") << pseudoRandom(3000, 2);
+    }
+
+    void zipUncompressRoundTrip() {
+        QFETCH(QByteArray, source);
+        std::uint32_t crc = 0;
+        const QByteArray stream = zipCompressed(source, &crc);
+        QByteArray out(source.size(), '\0');
+        std::uint32_t outCrc = 0xdeadbeef;
+        const std::int32_t produced = zip_uncompress(
+            reinterpret_cast<const unsigned char*>(stream.constData()), std::int32_t(stream.size()),
+            reinterpret_cast<unsigned char*>(out.data()), std::uint32_t(out.size()), &outCrc);
+        QCOMPARE(produced, std::int32_t(source.size()));
+        QCOMPARE(out, source);
+        QCOMPARE(outCrc, crc);
+        // The CRC pointer may be null.
+        QCOMPARE(zip_uncompress(reinterpret_cast<const unsigned char*>(stream.constData()),
+                                std::int32_t(stream.size()),
+                                reinterpret_cast<unsigned char*>(out.data()),
+                                std::uint32_t(out.size()), nullptr),
+                 std::int32_t(source.size()));
+    }
+
+    void zipUncompressRejectsBadStreams() {
+        const QByteArray source = text(2000);
+        const QByteArray stream = zipCompressed(source);
+        QByteArray out(source.size(), '\0');
+        std::uint32_t crc = 77;
+        // Destination smaller than the stream's output.
+        QCOMPARE(zip_uncompress(reinterpret_cast<const unsigned char*>(stream.constData()),
+                                std::int32_t(stream.size()),
+                                reinterpret_cast<unsigned char*>(out.data()), 100, &crc),
+                 -1);
+        // Truncated stream.
+        QCOMPARE(zip_uncompress(reinterpret_cast<const unsigned char*>(stream.constData()),
+                                std::int32_t(stream.size() / 2),
+                                reinterpret_cast<unsigned char*>(out.data()),
+                                std::uint32_t(out.size()), &crc),
+                 -1);
+        QCOMPARE(crc, 77u);
+    }
+
+    void zipIsZlibFormat_data() {
+        QTest::addColumn<QByteArray>("source");
+        QTest::newRow("short") << QByteArray("hello hello hello");
+        QTest::newRow("40 KB: output grows past 16 KB") << pseudoRandom(40 * 1024, 3);
+    }
+
+    void zipIsZlibFormat() {
+        QFETCH(QByteArray, source);
+        const QByteArray compressed = zip(source);
+        QVERIFY(!compressed.isEmpty());
+        const auto result = cryptotest::runPython(
+            QStringLiteral(
+                "import sys, "
+                "zlib\nsys.stdout.buffer.write(zlib.decompress(sys.stdin.buffer.read()))\n"),
+            compressed);
+        QVERIFY2(result.exitCode == 0, result.err.constData());
+        QCOMPARE(result.out, source);
+        QCOMPARE(unzip(compressed), source);
+    }
+
+    void zipEmptyReturnsInput() {
+        const QByteArray empty("");
+        const QByteArray zipped = zip(empty);
+        QVERIFY(!zipped.isNull());
+        QVERIFY(zipped.isEmpty());
+        QVERIFY(unzip(empty).isEmpty());
+        QVERIFY(!unzip(empty).isNull());
+        QCOMPARE(Zip(QStringLiteral("")), QStringLiteral(""));
+    }
+
+    void unzipFormats_data() {
+        QTest::addColumn<QByteArray>("stream");
+        QTest::addColumn<bool>("raw");
+        QTest::addColumn<bool>("accepted");
+        const QByteArray payload = text(3000);
+        QTest::newRow("zlib by unzip") << zlibCompress(payload, 15) << false << true;
+        QTest::newRow("gzip by unzip") << zlibCompress(payload, 31) << false << true;
+        QTest::newRow("raw by unzip") << zlibCompress(payload, -15) << false << false;
+        QTest::newRow("raw by unzipEW") << zlibCompress(payload, -15) << true << true;
+        QTest::newRow("zlib by unzipEW") << zlibCompress(payload, 15) << true << false;
+        QTest::newRow("raw with trailing garbage byte")
+            << zlibCompress(payload, -15) + "!" << true << true;
+    }
+
+    void unzipFormats() {
+        QFETCH(QByteArray, stream);
+        QFETCH(bool, raw);
+        QFETCH(bool, accepted);
+        const QByteArray out = raw ? unzipEW(stream) : unzip(stream);
+        QCOMPARE(out, accepted ? text(3000) : QByteArray());
+        QCOMPARE(out.isNull(), !accepted);
+        QCOMPARE(unzip(stream, raw), out);
+    }
+
+    void unzipGrowsBuffer() {
+        const QByteArray zeros(100 * 1024, '\0');
+        const QByteArray compressed = zlibCompress(zeros, -15);
+        QVERIFY(compressed.size() < 500);
+        QCOMPARE(unzipEW(compressed), zeros);
+        QCOMPARE(unzip(zlibCompress(zeros, 15)), zeros);
+    }
+
+    void unzipRejects_data() {
+        QTest::addColumn<QByteArray>("stream");
+        QTest::addColumn<bool>("raw");
+        const QByteArray good = zlibCompress(text(3000), 15);
+        QTest::newRow("one byte, zlib") << QByteArray("x") << false;
+        QTest::newRow("one byte, raw") << QByteArray("\x03", 1) << true;
+        QTest::newRow("truncated zlib") << good.left(good.size() - 5) << false;
+        QTest::newRow("corrupt checksum")
+            << good.left(good.size() - 1) + char(good.back() ^ 1) << false;
+        QTest::newRow("not compressed") << QByteArray("plain text, not a stream") << false;
+        QTest::newRow("invalid block type") << QByteArray("\x07\x00\x00", 3) << true;
+    }
+
+    void unzipRejects() {
+        QFETCH(QByteArray, stream);
+        QFETCH(bool, raw);
+        QVERIFY(unzip(stream, raw).isNull());
+    }
+
+    void zipDescription() {
+        const QString description = Zip(QStringLiteral("hello"));
+        const QByteArray expected = zip(QByteArray("hello"));
+        // "<" + hex in groups of four bytes + ">".
+        QVERIFY(description.startsWith(u'<'));
+        QVERIFY(description.endsWith(u'>'));
+        QString hex = description.mid(1, description.size() - 2);
+        const QStringList groups = hex.split(u' ');
+        for (int i = 0; i + 1 < groups.size(); ++i) {
+            QCOMPARE(groups[i].size(), 8);
+        }
+        hex.remove(u' ');
+        QCOMPARE(QByteArray::fromHex(hex.toLatin1()), expected);
+        QCOMPARE(unzip(expected), QByteArray("hello"));
+    }
+};
 
 QTEST_GUILESS_MAIN(TestCompression)
 #include "tst_compression.moc"
