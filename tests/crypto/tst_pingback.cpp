@@ -112,277 +112,263 @@ class TestPingback : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void init();
+    void initTestCase() {
+        QVERIFY(!cryptotest::openssl().isEmpty());
+        // A deployment configuration of the test's own.
+        const QString ini = _dir.filePath(QStringLiteral("ZQAssistPanel.ini"));
+        QFile file(ini);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(
+            "[Service]\nHost=http://127.0.0.1:8731\nWallHost=http://wall.example.test:9000\n");
+        file.close();
+        qputenv("VESKO_CONFIG", ini.toLocal8Bit());
+        platform::Configuration::reload();
+    }
 
-    void bodyFields_data();
-    void bodyFields();
-    void fieldsOpenWithOpenssl_data();
-    void fieldsOpenWithOpenssl();
-    void keyAndIvAreFreshPerRequest();
-    void emptyUrlWritesNothing();
-    void missingPublicKey();
-    void partialKeyAndIvCopies();
-    void endpointFollowsConfiguration();
+    void init() { DataEncryptor::setPublicKey(DataEncryptor::getRsaPublicKey()); }
 
-    void decryptServiceAnswers_data();
-    void decryptServiceAnswers();
-    void decryptRejects_data();
-    void decryptRejects();
+    void bodyFields_data() {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QList<QByteArray>>("names");
+        QTest::addColumn<QByteArray>("base");
+        QTest::addColumn<QByteArray>("query");
+        const QList<QByteArray> ugkv{"u", "g", "k", "v"};
+        QTest::newRow("query, no body")
+            << "a://h/x?y=1" << QByteArray() << ugkv << QByteArray("a://h/x") << QByteArray("y=1");
+        QTest::newRow("no query, body")
+            << "a://h/x" << QByteArray("payload") << QList<QByteArray>{"u", "p", "k", "v"}
+            << QByteArray("a://h/x") << QByteArray();
+        QTest::newRow("query and body")
+            << "http://127.0.0.1:8731/macfb/v1/macfeedback?h=ABC&v=1.0" << QByteArray("a=1&b=2")
+            << QList<QByteArray>{"u", "g", "p", "k", "v"}
+            << QByteArray("http://127.0.0.1:8731/macfb/v1/macfeedback")
+            << QByteArray("h=ABC&v=1.0");
+        QTest::newRow("trailing ?: empty query")
+            << "a://h/x?" << QByteArray() << QList<QByteArray>{"u", "k", "v"}
+            << QByteArray("a://h/x") << QByteArray();
+        QTest::newRow("second ? stays in the query")
+            << "a://h/x?y=1?z" << QByteArray() << ugkv << QByteArray("a://h/x")
+            << QByteArray("y=1?z");
+        QTest::newRow("empty body is no body")
+            << "a://h/x" << QByteArray("") << QList<QByteArray>{"u", "k", "v"}
+            << QByteArray("a://h/x") << QByteArray();
+        QTest::newRow("non-ASCII address")
+            << QString::fromUtf8("http://h/帮助?q=中文") << QByteArray() << ugkv
+            << QByteArray("http://h/帮助") << QByteArray("q=中文");
+    }
+
+    void bodyFields() {
+        QFETCH(QString, url);
+        QFETCH(QByteArray, body);
+        QFETCH(QList<QByteArray>, names);
+        QFETCH(QByteArray, base);
+        QFETCH(QByteArray, query);
+        unsigned char keyIv[48] = {};
+        QString newUrl;
+        QByteArray newBody;
+        QCOMPARE(PingbackUtil::EncryptHttpRequest(url, body, &newUrl, &newBody, keyIv), 0);
+        QCOMPARE(newUrl, QStringLiteral("http://wall.example.test:9000/q"));
+        const Fields fields = splitBody(newBody);
+        QCOMPARE(fields.names, names);
+        // Plain ASCII; Base64 "+", "/" and "=" are not escaped.
+        for (const char c : newBody) {
+            QVERIFY(c > 0x20 && c < 0x7f);
+        }
+        QVERIFY(!newBody.contains('%'));
+        QCOMPARE(fields.values["k"].size(), 172);
+        QCOMPARE(fields.values["v"].size(), 172);
+        // Our own decryption of each field.
+        auto open = [&](const QByteArray& field) {
+            const QByteArray cipher = zq::crypto::dataWithBase64EncodedBytes(field);
+            const QByteArray compressed =
+                zq::crypto::AES256DecryptWithKey(cipher, keyIv, 32, keyIv + 32);
+            return zq::crypto::unzipEW(compressed);
+        };
+        QCOMPARE(open(fields.values["u"]), base);
+        if (!query.isEmpty()) {
+            QCOMPARE(open(fields.values["g"]), query);
+        }
+        if (!body.isEmpty()) {
+            QCOMPARE(open(fields.values["p"]), body);
+        }
+    }
+
+    void fieldsOpenWithOpenssl_data() {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QByteArray>("body");
+        QByteArray tenKb(10 * 1024, Qt::Uninitialized);
+        for (int i = 0; i < tenKb.size(); ++i) {
+            tenKb[i] = char(i * 7919 >> 3);
+        }
+        QTest::newRow("10 KB binary body") << "http://127.0.0.1:8731/api/rec/file.php?x=1" << tenKb;
+    }
+
+    void fieldsOpenWithOpenssl() {
+        QFETCH(QString, url);
+        QFETCH(QByteArray, body);
+        unsigned char key[32];
+        unsigned char iv[16];
+        QString newUrl;
+        QByteArray newBody;
+        QCOMPARE(PingbackUtil::EncryptHttpRequest(url, body, &newUrl, &newBody, key, 32, iv, 16),
+                 0);
+        const Fields fields = splitBody(newBody);
+        // k and v unwrap with the development private key to the request's key and IV.
+        QCOMPARE(opensslUnwrap(fields.values["k"]), QByteArray(reinterpret_cast<char*>(key), 32));
+        QCOMPARE(opensslUnwrap(fields.values["v"]), QByteArray(reinterpret_cast<char*>(iv), 16));
+        const qsizetype mark = url.indexOf(u'?');
+        QCOMPARE(opensslOpenField(fields.values["u"], key, iv), url.left(mark).toUtf8());
+        QCOMPARE(opensslOpenField(fields.values["g"], key, iv), url.mid(mark + 1).toUtf8());
+        if (!body.isEmpty()) {
+            QCOMPARE(opensslOpenField(fields.values["p"], key, iv), body);
+        }
+    }
+
+    void keyAndIvAreFreshPerRequest() {
+        unsigned char first[48];
+        unsigned char second[48];
+        QByteArray body1;
+        QByteArray body2;
+        QCOMPARE(PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x?y=1"), {}, nullptr,
+                                                  &body1, first),
+                 0);
+        QCOMPARE(PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x?y=1"), {}, nullptr,
+                                                  &body2, second),
+                 0);
+        QVERIFY(std::memcmp(first, second, 32) != 0);
+        // The IV does not repeat the key (it is drawn on its own).
+        QVERIFY(std::memcmp(first, first + 32, 16) != 0);
+        QVERIFY(splitBody(body1).values["u"] != splitBody(body2).values["u"]);
+    }
+
+    void emptyUrlWritesNothing() {
+        unsigned char keyIv[48];
+        std::memset(keyIv, 0xAB, sizeof keyIv);
+        QString newUrl = QStringLiteral("untouched");
+        QByteArray newBody("untouched");
+        QCOMPARE(PingbackUtil::EncryptHttpRequest(QString(), QByteArray("body"), &newUrl, &newBody,
+                                                  keyIv),
+                 -1);
+        QCOMPARE(newUrl, QStringLiteral("untouched"));
+        QCOMPARE(newBody, QByteArray("untouched"));
+        QCOMPARE(QByteArray(reinterpret_cast<char*>(keyIv), 48), QByteArray(48, '\xAB'));
+    }
+
+    void missingPublicKey() {
+        DataEncryptor::setPublicKey(nullptr);
+        unsigned char keyIv[48];
+        std::memset(keyIv, 0xAB, sizeof keyIv);
+        QString newUrl;
+        QByteArray newBody("untouched");
+        QCOMPARE(PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x?y=1"), {}, &newUrl,
+                                                  &newBody, keyIv),
+                 1);
+        QCOMPARE(newUrl, QStringLiteral("http://wall.example.test:9000/q"));
+        QCOMPARE(newBody, QByteArray("untouched"));
+        QCOMPARE(QByteArray(reinterpret_cast<char*>(keyIv), 48), QByteArray(48, '\xAB'));
+    }
+
+    void partialKeyAndIvCopies() {
+        unsigned char key[32];
+        std::memset(key, 0xCD, sizeof key);
+        QByteArray body;
+        QCOMPARE(PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x"), {}, nullptr, &body,
+                                                  key, 8, nullptr, 16),
+                 0);
+        // Only 8 key bytes were copied; they are the first 8 of the wrapped key.
+        QCOMPARE(QByteArray(reinterpret_cast<char*>(key + 8), 24), QByteArray(24, '\xCD'));
+        QCOMPARE(opensslUnwrap(splitBody(body).values["k"]).left(8),
+                 QByteArray(reinterpret_cast<char*>(key), 8));
+        // Longer output buffers get 32 and 16 bytes, no more.
+        unsigned char bigKey[40];
+        unsigned char bigIv[20];
+        std::memset(bigKey, 0xEE, sizeof bigKey);
+        std::memset(bigIv, 0xEE, sizeof bigIv);
+        QCOMPARE(PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x"), {}, nullptr, &body,
+                                                  bigKey, 40, bigIv, 20),
+                 0);
+        QCOMPARE(QByteArray(reinterpret_cast<char*>(bigKey + 32), 8), QByteArray(8, '\xEE'));
+        QCOMPARE(QByteArray(reinterpret_cast<char*>(bigIv + 16), 4), QByteArray(4, '\xEE'));
+    }
+
+    void endpointFollowsConfiguration() {
+        const QString ini = _dir.filePath(QStringLiteral("https.ini"));
+        QFile file(ini);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("[Service]\nHost=https://service.example.test\n");
+        file.close();
+        const QByteArray previous = qgetenv("VESKO_CONFIG");
+        qputenv("VESKO_CONFIG", ini.toLocal8Bit());
+        platform::Configuration::reload();
+        // The wall falls back to the service host and always speaks plain HTTP.
+        QCOMPARE(PingbackUtil::wallEndpoint(), QStringLiteral("http://service.example.test/q"));
+        qputenv("VESKO_CONFIG", previous);
+        platform::Configuration::reload();
+        QCOMPARE(PingbackUtil::wallEndpoint(), QStringLiteral("http://wall.example.test:9000/q"));
+    }
+
+    void decryptServiceAnswers_data() {
+        QTest::addColumn<QByteArray>("expected");
+        QTest::newRow("1 KB JSON") << payload(1024);
+        QTest::newRow("empty payload") << QByteArray("");
+    }
+
+    void decryptServiceAnswers() {
+        QFETCH(QByteArray, expected);
+        unsigned char keyIv[48];
+        QByteArray body;
+        QCOMPARE(
+            PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x"), {}, nullptr, &body, keyIv),
+            0);
+        const QByteArray answer = serviceAnswer(expected, keyIv);
+        QVERIFY(!answer.isEmpty());
+        std::uint32_t size = 12345;
+        const QByteArray plain =
+            PingbackUtil::DecryptHttpRequest(QString::fromLatin1(answer), &size, keyIv);
+        QVERIFY(!plain.isNull());
+        QCOMPARE(plain, expected);
+        QCOMPARE(size, std::uint32_t(expected.size()));
+        // The same from the raw body bytes, with line breaks the decoder skips.
+        QCOMPARE(PingbackUtil::DecryptHttpRequestText(answer + "\r\n", nullptr, keyIv), expected);
+    }
+
+    void decryptRejects_data() {
+        QTest::addColumn<QByteArray>("plaintext");  // null: use `cipher` as it is
+        QTest::addColumn<QByteArray>("cipher");
+        QTest::addColumn<bool>("sizeTouched");
+        QTest::newRow("plaintext of 4 bytes")
+            << QByteArray("\x00\x01\x02\x03", 4) << QByteArray() << false;
+        QTest::newRow("plaintext that does not inflate")
+            << QByteArray("abcd\x07\xff\xff\xff", 8) << QByteArray() << true;
+        QTest::newRow("one byte after the prefix")
+            << QByteArray("abcd\x03", 5) << QByteArray() << true;
+        QTest::newRow("ciphertext of 4 bytes") << QByteArray() << QByteArray("abcd") << false;
+        QTest::newRow("not whole blocks") << QByteArray() << QByteArray(17, 'x') << false;
+        QTest::newRow("wrong key") << QByteArray() << QByteArray("\x5a", 1).repeated(32) << false;
+    }
+
+    void decryptRejects() {
+        QFETCH(QByteArray, plaintext);
+        QFETCH(QByteArray, cipher);
+        QFETCH(bool, sizeTouched);
+        unsigned char keyIv[48];
+        for (int i = 0; i < 48; ++i) {
+            keyIv[i] = static_cast<unsigned char>(i + 1);
+        }
+        if (!plaintext.isNull()) {
+            cipher = zq::crypto::AES256EncryptWithKey(plaintext, keyIv, 32, keyIv + 32);
+        }
+        std::uint32_t size = 777;
+        QVERIFY(PingbackUtil::DecryptHttpRequestData(cipher, &size, keyIv).isNull());
+        QCOMPARE(size, sizeTouched ? 0u : 777u);
+        QVERIFY(PingbackUtil::DecryptHttpRequest(cipher, &size, nullptr, keyIv + 32).isNull());
+        QVERIFY(PingbackUtil::DecryptHttpRequest(cipher, &size, keyIv, nullptr).isNull());
+    }
 
 private:
     QTemporaryDir _dir;
 };
-
-void TestPingback::initTestCase() {
-    QVERIFY(!cryptotest::openssl().isEmpty());
-    // A deployment configuration of the test's own.
-    const QString ini = _dir.filePath(QStringLiteral("ZQAssistPanel.ini"));
-    QFile file(ini);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("[Service]\nHost=http://127.0.0.1:8731\nWallHost=http://wall.example.test:9000\n");
-    file.close();
-    qputenv("VESKO_CONFIG", ini.toLocal8Bit());
-    platform::Configuration::reload();
-}
-
-void TestPingback::init() {
-    DataEncryptor::setPublicKey(DataEncryptor::getRsaPublicKey());
-}
-
-void TestPingback::bodyFields_data() {
-    QTest::addColumn<QString>("url");
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<QList<QByteArray>>("names");
-    QTest::addColumn<QByteArray>("base");
-    QTest::addColumn<QByteArray>("query");
-    const QList<QByteArray> ugkv{"u", "g", "k", "v"};
-    QTest::newRow("query, no body")
-        << "a://h/x?y=1" << QByteArray() << ugkv << QByteArray("a://h/x") << QByteArray("y=1");
-    QTest::newRow("no query, body")
-        << "a://h/x" << QByteArray("payload") << QList<QByteArray>{"u", "p", "k", "v"}
-        << QByteArray("a://h/x") << QByteArray();
-    QTest::newRow("query and body")
-        << "http://127.0.0.1:8731/macfb/v1/macfeedback?h=ABC&v=1.0" << QByteArray("a=1&b=2")
-        << QList<QByteArray>{"u", "g", "p", "k", "v"}
-        << QByteArray("http://127.0.0.1:8731/macfb/v1/macfeedback") << QByteArray("h=ABC&v=1.0");
-    QTest::newRow("trailing ?: empty query")
-        << "a://h/x?" << QByteArray() << QList<QByteArray>{"u", "k", "v"} << QByteArray("a://h/x")
-        << QByteArray();
-    QTest::newRow("second ? stays in the query")
-        << "a://h/x?y=1?z" << QByteArray() << ugkv << QByteArray("a://h/x") << QByteArray("y=1?z");
-    QTest::newRow("empty body is no body")
-        << "a://h/x" << QByteArray("") << QList<QByteArray>{"u", "k", "v"} << QByteArray("a://h/x")
-        << QByteArray();
-    QTest::newRow("non-ASCII address")
-        << QString::fromUtf8("http://h/帮助?q=中文") << QByteArray() << ugkv
-        << QByteArray("http://h/帮助") << QByteArray("q=中文");
-}
-
-void TestPingback::bodyFields() {
-    QFETCH(QString, url);
-    QFETCH(QByteArray, body);
-    QFETCH(QList<QByteArray>, names);
-    QFETCH(QByteArray, base);
-    QFETCH(QByteArray, query);
-    unsigned char keyIv[48] = {};
-    QString newUrl;
-    QByteArray newBody;
-    QCOMPARE(PingbackUtil::EncryptHttpRequest(url, body, &newUrl, &newBody, keyIv), 0);
-    QCOMPARE(newUrl, QStringLiteral("http://wall.example.test:9000/q"));
-    const Fields fields = splitBody(newBody);
-    QCOMPARE(fields.names, names);
-    // Plain ASCII; Base64 "+", "/" and "=" are not escaped.
-    for (const char c : newBody) {
-        QVERIFY(c > 0x20 && c < 0x7f);
-    }
-    QVERIFY(!newBody.contains('%'));
-    QCOMPARE(fields.values["k"].size(), 172);
-    QCOMPARE(fields.values["v"].size(), 172);
-    // Our own decryption of each field.
-    auto open = [&](const QByteArray& field) {
-        const QByteArray cipher = zq::crypto::dataWithBase64EncodedBytes(field);
-        const QByteArray compressed =
-            zq::crypto::AES256DecryptWithKey(cipher, keyIv, 32, keyIv + 32);
-        return zq::crypto::unzipEW(compressed);
-    };
-    QCOMPARE(open(fields.values["u"]), base);
-    if (!query.isEmpty()) {
-        QCOMPARE(open(fields.values["g"]), query);
-    }
-    if (!body.isEmpty()) {
-        QCOMPARE(open(fields.values["p"]), body);
-    }
-}
-
-void TestPingback::fieldsOpenWithOpenssl_data() {
-    QTest::addColumn<QString>("url");
-    QTest::addColumn<QByteArray>("body");
-    QByteArray tenKb(10 * 1024, Qt::Uninitialized);
-    for (int i = 0; i < tenKb.size(); ++i) {
-        tenKb[i] = char(i * 7919 >> 3);
-    }
-    QTest::newRow("10 KB binary body") << "http://127.0.0.1:8731/api/rec/file.php?x=1" << tenKb;
-}
-
-void TestPingback::fieldsOpenWithOpenssl() {
-    QFETCH(QString, url);
-    QFETCH(QByteArray, body);
-    unsigned char key[32];
-    unsigned char iv[16];
-    QString newUrl;
-    QByteArray newBody;
-    QCOMPARE(PingbackUtil::EncryptHttpRequest(url, body, &newUrl, &newBody, key, 32, iv, 16), 0);
-    const Fields fields = splitBody(newBody);
-    // k and v unwrap with the development private key to the request's key and IV.
-    QCOMPARE(opensslUnwrap(fields.values["k"]), QByteArray(reinterpret_cast<char*>(key), 32));
-    QCOMPARE(opensslUnwrap(fields.values["v"]), QByteArray(reinterpret_cast<char*>(iv), 16));
-    const qsizetype mark = url.indexOf(u'?');
-    QCOMPARE(opensslOpenField(fields.values["u"], key, iv), url.left(mark).toUtf8());
-    QCOMPARE(opensslOpenField(fields.values["g"], key, iv), url.mid(mark + 1).toUtf8());
-    if (!body.isEmpty()) {
-        QCOMPARE(opensslOpenField(fields.values["p"], key, iv), body);
-    }
-}
-
-void TestPingback::keyAndIvAreFreshPerRequest() {
-    unsigned char first[48];
-    unsigned char second[48];
-    QByteArray body1;
-    QByteArray body2;
-    QCOMPARE(
-        PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x?y=1"), {}, nullptr, &body1, first),
-        0);
-    QCOMPARE(PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x?y=1"), {}, nullptr, &body2,
-                                              second),
-             0);
-    QVERIFY(std::memcmp(first, second, 32) != 0);
-    // The IV does not repeat the key (it is drawn on its own).
-    QVERIFY(std::memcmp(first, first + 32, 16) != 0);
-    QVERIFY(splitBody(body1).values["u"] != splitBody(body2).values["u"]);
-}
-
-void TestPingback::emptyUrlWritesNothing() {
-    unsigned char keyIv[48];
-    std::memset(keyIv, 0xAB, sizeof keyIv);
-    QString newUrl = QStringLiteral("untouched");
-    QByteArray newBody("untouched");
-    QCOMPARE(
-        PingbackUtil::EncryptHttpRequest(QString(), QByteArray("body"), &newUrl, &newBody, keyIv),
-        -1);
-    QCOMPARE(newUrl, QStringLiteral("untouched"));
-    QCOMPARE(newBody, QByteArray("untouched"));
-    QCOMPARE(QByteArray(reinterpret_cast<char*>(keyIv), 48), QByteArray(48, '\xAB'));
-}
-
-void TestPingback::missingPublicKey() {
-    DataEncryptor::setPublicKey(nullptr);
-    unsigned char keyIv[48];
-    std::memset(keyIv, 0xAB, sizeof keyIv);
-    QString newUrl;
-    QByteArray newBody("untouched");
-    QCOMPARE(PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x?y=1"), {}, &newUrl, &newBody,
-                                              keyIv),
-             1);
-    QCOMPARE(newUrl, QStringLiteral("http://wall.example.test:9000/q"));
-    QCOMPARE(newBody, QByteArray("untouched"));
-    QCOMPARE(QByteArray(reinterpret_cast<char*>(keyIv), 48), QByteArray(48, '\xAB'));
-}
-
-void TestPingback::partialKeyAndIvCopies() {
-    unsigned char key[32];
-    std::memset(key, 0xCD, sizeof key);
-    QByteArray body;
-    QCOMPARE(PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x"), {}, nullptr, &body, key, 8,
-                                              nullptr, 16),
-             0);
-    // Only 8 key bytes were copied; they are the first 8 of the wrapped key.
-    QCOMPARE(QByteArray(reinterpret_cast<char*>(key + 8), 24), QByteArray(24, '\xCD'));
-    QCOMPARE(opensslUnwrap(splitBody(body).values["k"]).left(8),
-             QByteArray(reinterpret_cast<char*>(key), 8));
-    // Longer output buffers get 32 and 16 bytes, no more.
-    unsigned char bigKey[40];
-    unsigned char bigIv[20];
-    std::memset(bigKey, 0xEE, sizeof bigKey);
-    std::memset(bigIv, 0xEE, sizeof bigIv);
-    QCOMPARE(PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x"), {}, nullptr, &body, bigKey,
-                                              40, bigIv, 20),
-             0);
-    QCOMPARE(QByteArray(reinterpret_cast<char*>(bigKey + 32), 8), QByteArray(8, '\xEE'));
-    QCOMPARE(QByteArray(reinterpret_cast<char*>(bigIv + 16), 4), QByteArray(4, '\xEE'));
-}
-
-void TestPingback::endpointFollowsConfiguration() {
-    const QString ini = _dir.filePath(QStringLiteral("https.ini"));
-    QFile file(ini);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("[Service]\nHost=https://service.example.test\n");
-    file.close();
-    const QByteArray previous = qgetenv("VESKO_CONFIG");
-    qputenv("VESKO_CONFIG", ini.toLocal8Bit());
-    platform::Configuration::reload();
-    // The wall falls back to the service host and always speaks plain HTTP.
-    QCOMPARE(PingbackUtil::wallEndpoint(), QStringLiteral("http://service.example.test/q"));
-    qputenv("VESKO_CONFIG", previous);
-    platform::Configuration::reload();
-    QCOMPARE(PingbackUtil::wallEndpoint(), QStringLiteral("http://wall.example.test:9000/q"));
-}
-
-void TestPingback::decryptServiceAnswers_data() {
-    QTest::addColumn<QByteArray>("expected");
-    QTest::newRow("1 KB JSON") << payload(1024);
-    QTest::newRow("empty payload") << QByteArray("");
-}
-
-void TestPingback::decryptServiceAnswers() {
-    QFETCH(QByteArray, expected);
-    unsigned char keyIv[48];
-    QByteArray body;
-    QCOMPARE(PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x"), {}, nullptr, &body, keyIv),
-             0);
-    const QByteArray answer = serviceAnswer(expected, keyIv);
-    QVERIFY(!answer.isEmpty());
-    std::uint32_t size = 12345;
-    const QByteArray plain =
-        PingbackUtil::DecryptHttpRequest(QString::fromLatin1(answer), &size, keyIv);
-    QVERIFY(!plain.isNull());
-    QCOMPARE(plain, expected);
-    QCOMPARE(size, std::uint32_t(expected.size()));
-    // The same from the raw body bytes, with line breaks the decoder skips.
-    QCOMPARE(PingbackUtil::DecryptHttpRequestText(answer + "\r\n", nullptr, keyIv), expected);
-}
-
-void TestPingback::decryptRejects_data() {
-    QTest::addColumn<QByteArray>("plaintext");  // null: use `cipher` as it is
-    QTest::addColumn<QByteArray>("cipher");
-    QTest::addColumn<bool>("sizeTouched");
-    QTest::newRow("plaintext of 4 bytes")
-        << QByteArray("\x00\x01\x02\x03", 4) << QByteArray() << false;
-    QTest::newRow("plaintext that does not inflate")
-        << QByteArray("abcd\x07\xff\xff\xff", 8) << QByteArray() << true;
-    QTest::newRow("one byte after the prefix") << QByteArray("abcd\x03", 5) << QByteArray() << true;
-    QTest::newRow("ciphertext of 4 bytes") << QByteArray() << QByteArray("abcd") << false;
-    QTest::newRow("not whole blocks") << QByteArray() << QByteArray(17, 'x') << false;
-    QTest::newRow("wrong key") << QByteArray() << QByteArray("\x5a", 1).repeated(32) << false;
-}
-
-void TestPingback::decryptRejects() {
-    QFETCH(QByteArray, plaintext);
-    QFETCH(QByteArray, cipher);
-    QFETCH(bool, sizeTouched);
-    unsigned char keyIv[48];
-    for (int i = 0; i < 48; ++i) {
-        keyIv[i] = static_cast<unsigned char>(i + 1);
-    }
-    if (!plaintext.isNull()) {
-        cipher = zq::crypto::AES256EncryptWithKey(plaintext, keyIv, 32, keyIv + 32);
-    }
-    std::uint32_t size = 777;
-    QVERIFY(PingbackUtil::DecryptHttpRequestData(cipher, &size, keyIv).isNull());
-    QCOMPARE(size, sizeTouched ? 0u : 777u);
-    QVERIFY(PingbackUtil::DecryptHttpRequest(cipher, &size, nullptr, keyIv + 32).isNull());
-    QVERIFY(PingbackUtil::DecryptHttpRequest(cipher, &size, keyIv, nullptr).isNull());
-}
 
 QTEST_GUILESS_MAIN(TestPingback)
 #include "tst_pingback.moc"
