@@ -98,398 +98,377 @@ class TestSecurityUtil : public QObject {
     Q_OBJECT
 
 private slots:
-    void archiveRoundTrip_data();
-    void archiveRoundTrip();
-    void archiveParsesWithPlistlib_data();
-    void archiveParsesWithPlistlib();
-    void archiveSharesEqualStrings();
-    void archiveRefusesValuesWithoutForm_data();
-    void archiveRefusesValuesWithoutForm();
-    void systemArchiverFixtureReadsBack();
-    void unarchiveRejectsMalformed_data();
-    void unarchiveRejectsMalformed();
-    void allowedClasses_data();
-    void allowedClasses();
+    void archiveRoundTrip_data() {
+        QTest::addColumn<QVariant>("value");
+        QTest::newRow("store") << QVariant(sampleStore());
+        QTest::newRow("empty dictionary") << QVariant(QVariantMap());
+        QTest::newRow("array with everything") << QVariant(
+            QVariantList{QStringLiteral("s"), qint64(1), 2.5, true, QByteArray("\x00\x01", 2),
+                         QDateTime::fromMSecsSinceEpoch(1700000000123, Qt::UTC), QVariantList{},
+                         QVariantMap{{QStringLiteral("k"), QVariantList{qint64(3)}}}});
+        QTest::newRow("extreme integers")
+            << QVariant(QVariantMap{{QStringLiteral("min"), std::numeric_limits<qint64>::min()},
+                                    {QStringLiteral("max"), std::numeric_limits<qint64>::max()},
+                                    {QStringLiteral("zero"), qint64(0)}});
+    }
 
-    void encryptedFileRoundTrip();
-    void encryptedFileFormat();
-    void plainFileMigratesOnFirstRead_data();
-    void plainFileMigratesOnFirstRead();
-    void unreadableFilesGiveNothing_data();
-    void unreadableFilesGiveNothing();
-    void disallowedValuesWriteButDoNotReadBack_data();
-    void disallowedValuesWriteButDoNotReadBack();
-    void failedWriteLeavesOldFile();
-    void zeroCharacterKeysAreRefused_data();
-    void zeroCharacterKeysAreRefused();
-    void writeCreatesMissingFolders();
+    void archiveRoundTrip() {
+        QFETCH(QVariant, value);
+        QString error;
+        const QByteArray archive = KeyedArchive::archive(value, &error);
+        QVERIFY2(!archive.isNull(), qPrintable(error));
+        const auto back =
+            KeyedArchive::unarchive(archive, AllowedClasses::AllPropertyListTypes, &error);
+        QVERIFY2(back.has_value(), qPrintable(error));
+        QCOMPARE(*back, value);
+    }
+
+    void archiveParsesWithPlistlib_data() {
+        QTest::addColumn<QVariant>("value");
+        QTest::addColumn<QByteArray>("expectedJson");
+        // The store itself is resolved the same way in encryptedFileFormat.
+        QTest::newRow("array, data and date")
+            << QVariant(QVariantList{qint64(-1), QByteArray("\xab\xcd"),
+                                     QDateTime::fromSecsSinceEpoch(978307200 + 60, Qt::UTC)})
+            << QByteArray(R"([-1, {"data": "abcd"}, {"date": 60.0}])");
+    }
+
+    void archiveParsesWithPlistlib() {
+        QFETCH(QVariant, value);
+        QFETCH(QByteArray, expectedJson);
+        const QByteArray archive = KeyedArchive::archive(value);
+        QVERIFY(!archive.isNull());
+        const auto result = cryptotest::runPython(QString::fromLatin1(kPlistlibResolver), archive);
+        QVERIFY2(result.started, "python3 is required for this cross-check");
+        QVERIFY2(result.exitCode == 0, result.err.constData());
+        QCOMPARE(jsonOf(result.out), jsonOf(expectedJson));
+    }
+
+    void archiveSharesEqualStrings() {
+        const QVariantMap map{{QStringLiteral("a"), QStringLiteral("x")},
+                              {QStringLiteral("b"), QStringLiteral("x")},
+                              {QStringLiteral("x"), QStringLiteral("a")}};
+        const auto result = cryptotest::runPython(
+            QStringLiteral("import sys, plistlib\n"
+                           "o = plistlib.loads(sys.stdin.buffer.read())['$objects']\n"
+                           "print(sum(1 for x in o if isinstance(x, str)))\n"),
+            KeyedArchive::archive(map));
+        QCOMPARE(result.exitCode, 0);
+        // "$null", "a", "b", "x": each string once in the object table.
+        QCOMPARE(result.out.trimmed(), QByteArray("4"));
+    }
+
+    void archiveRefusesValuesWithoutForm_data() {
+        QTest::addColumn<QVariant>("value");
+        QTest::newRow("point") << QVariant(QVariantMap{{QStringLiteral("p"), QPoint(1, 2)}});
+        QTest::newRow("null value") << QVariant(QVariantMap{{QStringLiteral("n"), QVariant()}});
+        QTest::newRow("string with a zero character") << QVariant(
+            QVariantMap{{QStringLiteral("z"), QString(QStringLiteral("a")) + QChar(u'\0')}});
+        QTest::newRow("unsigned beyond signed range")
+            << QVariant(QVariantMap{{QStringLiteral("u"), quint64(1) << 63}});
+        QTest::newRow("nothing") << QVariant();
+    }
+
+    void archiveRefusesValuesWithoutForm() {
+        QFETCH(QVariant, value);
+        QString error;
+        QVERIFY(KeyedArchive::archive(value, &error).isNull());
+        QVERIFY(!error.isEmpty());
+    }
+
+    void systemArchiverFixtureReadsBack() {
+        // Written by the other desktop system's own keyed archiver (see
+        // tests/data/README): {"int": 1, "string": "string", "array": [true,
+        // "Hello, World!", 42]} under the top-level key "$0", in XML form.
+        const QByteArray bytes =
+            readAll(cryptotest::dataPath(QStringLiteral("system_archiver_dict.xml")));
+        QVERIFY(!bytes.isEmpty());
+        QString error;
+        const auto value = KeyedArchive::unarchiveTopObject(
+            bytes, QStringLiteral("$0"), AllowedClasses::AllPropertyListTypes, &error);
+        QVERIFY2(value.has_value(), qPrintable(error));
+        const QVariantMap expected{
+            {QStringLiteral("int"), qint64(1)},
+            {QStringLiteral("string"), QStringLiteral("string")},
+            {QStringLiteral("array"),
+             QVariantList{true, QStringLiteral("Hello, World!"), qint64(42)}}};
+        QCOMPARE(*value, QVariant(expected));
+        // It holds an array, so the dictionary-string-number reader refuses it whole.
+        QVERIFY(!KeyedArchive::unarchiveTopObject(bytes, QStringLiteral("$0"),
+                                                  AllowedClasses::DictionariesStringsNumbers)
+                     .has_value());
+        // And it has no "root".
+        QVERIFY(!KeyedArchive::unarchive(bytes, AllowedClasses::AllPropertyListTypes).has_value());
+    }
+
+    void unarchiveRejectsMalformed_data() {
+        QTest::addColumn<QByteArray>("xml");
+        auto archive = [](const QByteArray& objects,
+                          const QByteArray& top =
+                              "<key>root</key><dict><key>CF$UID</key><integer>1</integer></dict>") {
+            return "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>"
+                   "<key>$archiver</key><string>NSKeyedArchiver</string><key>$version</"
+                   "key><integer>100000</integer>"
+                   "<key>$top</key><dict>" +
+                   top + "</dict><key>$objects</key><array><string>$null</string>" + objects +
+                   "</array></dict></plist>";
+        };
+        const QByteArray dictClass =
+            "<dict><key>$classname</key><string>NSDictionary</string><key>$classes</"
+            "key><array><string>NSDictionary</string><string>NSObject</string></array></dict>";
+        auto uid = [](int n) {
+            return "<dict><key>CF$UID</key><integer>" + QByteArray::number(n) + "</integer></dict>";
+        };
+        QTest::newRow("not a property list") << QByteArray("garbage");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("wrong archiver")
+            << QByteArray(archive("<string>x</string>")).replace("NSKeyedArchiver", "Other");
+        QTest::newRow("no root") << archive("<string>x</string>", "<key>other</key>" + uid(1));
+        QTest::newRow("root out of range")
+            << archive("<string>x</string>", "<key>root</key>" + uid(9));
+        QTest::newRow("root is $null") << archive("<string>x</string>", "<key>root</key>" + uid(0));
+        QTest::newRow("self-referencing dictionary")
+            << archive("<dict><key>$class</key>" + uid(2) + "<key>NS.keys</key><array>" + uid(3) +
+                       "</array><key>NS.objects</key><array>" + uid(1) + "</array></dict>" +
+                       dictClass + "<string>k</string>");
+        QTest::newRow("key that is not a string")
+            << archive("<dict><key>$class</key>" + uid(2) + "<key>NS.keys</key><array>" + uid(3) +
+                       "</array><key>NS.objects</key><array>" + uid(3) + "</array></dict>" +
+                       dictClass + "<integer>5</integer>");
+        QTest::newRow("keys and objects of different counts") << archive(
+            "<dict><key>$class</key>" + uid(2) + "<key>NS.keys</key><array>" + uid(3) +
+            "</array><key>NS.objects</key><array/></dict>" + dictClass + "<string>k</string>");
+        QTest::newRow("unknown class")
+            << archive("<dict><key>$class</key>" + uid(2) +
+                       "</dict><dict><key>$classname</key><string>NSColor</string>"
+                       "<key>$classes</key><array><string>NSColor</string></array></dict>");
+        QTest::newRow("object without class") << archive("<dict><key>NS.keys</key><array/></dict>");
+        QTest::newRow("class reference out of range")
+            << archive("<dict><key>$class</key>" + uid(40) + "</dict>");
+    }
+
+    void unarchiveRejectsMalformed() {
+        QFETCH(QByteArray, xml);
+        QString error;
+        QVERIFY(!KeyedArchive::unarchive(xml, AllowedClasses::AllPropertyListTypes, &error)
+                     .has_value());
+        QVERIFY(!error.isEmpty());
+    }
+
+    void allowedClasses_data() {
+        QTest::addColumn<QVariant>("value");
+        QTest::addColumn<bool>("allowed");
+        QTest::newRow("dictionaries, strings, numbers") << QVariant(sampleStore()) << true;
+        QTest::newRow("array inside")
+            << QVariant(QVariantMap{{QStringLiteral("a"), QVariantList{qint64(1)}}}) << false;
+        QTest::newRow("date deep inside")
+            << QVariant(QVariantMap{
+                   {QStringLiteral("n"),
+                    QVariantMap{{QStringLiteral("d"), QDateTime::currentDateTimeUtc()}}}})
+            << false;
+        QTest::newRow("data inside")
+            << QVariant(QVariantMap{{QStringLiteral("b"), QByteArray("x")}}) << false;
+    }
+
+    void allowedClasses() {
+        QFETCH(QVariant, value);
+        QFETCH(bool, allowed);
+        const QByteArray archive = KeyedArchive::archive(value);
+        QVERIFY(!archive.isNull());
+        QCOMPARE(KeyedArchive::unarchive(archive, AllowedClasses::DictionariesStringsNumbers)
+                     .has_value(),
+                 allowed);
+        QVERIFY(KeyedArchive::unarchive(archive, AllowedClasses::AllPropertyListTypes).has_value());
+    }
+
+    void encryptedFileRoundTrip() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("pub.dat"));
+        QVERIFY(ZQSecurityUtil::writeDict(sampleStore(), path, true));
+        const auto first = ZQSecurityUtil::dictionaryWithContentsOfAESFile(path);
+        QVERIFY(first.has_value());
+        QCOMPARE(*first, sampleStore());
+        // Rewriting replaces the contents.
+        QVariantMap changed = *first;
+        changed.insert(QStringLiteral("count"), qint64(43));
+        QVERIFY(ZQSecurityUtil::writeDict(changed, path, false));
+        QCOMPARE(ZQSecurityUtil::dictionaryWithContentsOfAESFile(path),
+                 std::optional<QVariantMap>(changed));
+        // No temporary files left behind.
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("pub.dat")});
+    }
+
+    void encryptedFileFormat() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("accs.dat"));
+        QVERIFY(ZQSecurityUtil::writeDict(sampleStore(), path));
+        const QByteArray text = readAll(path);
+        // One line of Base64, no line breaks.
+        QVERIFY(!text.contains('\n'));
+        QVERIFY(!text.contains('\r'));
+        QVERIFY(QByteArray::fromBase64(text, QByteArray::AbortOnBase64DecodingErrors).size() > 0);
+        // The openssl command line decrypts it with the default key and IV into a
+        // binary keyed archive that plistlib resolves.
+        const auto decrypted = cryptotest::run(
+            cryptotest::openssl(),
+            {QStringLiteral("enc"), QStringLiteral("-d"), QStringLiteral("-aes-256-cbc"),
+             QStringLiteral("-K"),
+             QString::fromLatin1(QByteArray("p4r7t2w9k1m6q3z8x5c0v7b2n9h4j6l1").toHex()),
+             QStringLiteral("-iv"), QString::fromLatin1(QByteArray("hzqowmrtyfdkc5bn").toHex())},
+            QByteArray::fromBase64(text));
+        QCOMPARE(decrypted.exitCode, 0);
+        QVERIFY(decrypted.out.startsWith("bplist00"));
+        const auto resolved =
+            cryptotest::runPython(QString::fromLatin1(kPlistlibResolver), decrypted.out);
+        QVERIFY2(resolved.exitCode == 0, resolved.err.constData());
+        QCOMPARE(jsonOf(resolved.out), jsonOf(QJsonDocument::fromVariant(sampleStore()).toJson()));
+    }
+
+    void plainFileMigratesOnFirstRead_data() {
+        QTest::addColumn<QString>("format");
+        QTest::newRow("XML property list") << QStringLiteral("FMT_XML");
+        QTest::newRow("binary property list") << QStringLiteral("FMT_BINARY");
+    }
+
+    void plainFileMigratesOnFirstRead() {
+        QFETCH(QString, format);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("pub.dat"));
+        // An old plain file, written by Python's plistlib.
+        const auto plain = cryptotest::runPython(
+            QStringLiteral(
+                "import sys, plistlib\n"
+                "v = {'version': '1.0', 'count': 3, 'nested': {'a': 'b', 'f': 1.5}, 'on': True}\n"
+                "sys.stdout.buffer.write(plistlib.dumps(v, fmt=plistlib.%1))\n")
+                .arg(format));
+        QCOMPARE(plain.exitCode, 0);
+        writeAll(path, plain.out);
+        const QVariantMap expected{
+            {QStringLiteral("version"), QStringLiteral("1.0")},
+            {QStringLiteral("count"), qint64(3)},
+            {QStringLiteral("nested"),
+             QVariantMap{{QStringLiteral("a"), QStringLiteral("b")}, {QStringLiteral("f"), 1.5}}},
+            {QStringLiteral("on"), true}};
+        const auto first = ZQSecurityUtil::dictionaryWithContentsOfAESFile(path);
+        QCOMPARE(first, std::optional<QVariantMap>(expected));
+        // The file is encrypted now.
+        const QByteArray after = readAll(path);
+        QVERIFY(after != plain.out);
+        QVERIFY(!after.startsWith("<?xml"));
+        QVERIFY(!after.startsWith("bplist"));
+        QVERIFY(!AES256DecryptWithKey(dataWithBase64EncodedBytes(after), nullptr, 32, nullptr)
+                     .isNull());
+        // The second read decrypts the encrypted form.
+        QCOMPARE(ZQSecurityUtil::dictionaryWithContentsOfAESFile(path),
+                 std::optional<QVariantMap>(expected));
+    }
+
+    void unreadableFilesGiveNothing_data() {
+        QTest::addColumn<QByteArray>("contents");  // null: no file at all
+        QTest::newRow("missing file") << QByteArray();
+        QTest::newRow("empty file") << QByteArray("");
+        QTest::newRow("random text")
+            << QByteArray("The quick brown fox jumps over the lazy dog 1234567890");
+        QTest::newRow("Base64 of noise")
+            << QByteArray("AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8=");
+        QTest::newRow("invalid UTF-8") << QByteArray("\xff\xfe\xfd\xfc");
+        QTest::newRow("plain property list array") << QByteArray(
+            "<?xml version=\"1.0\"?><plist "
+            "version=\"1.0\"><array><string>a</string></array></plist>");
+        const QByteArray archive =
+            KeyedArchive::archive(QVariantMap{{QStringLiteral("k"), QStringLiteral("v")}});
+        const QByteArray otherKey(32, 'z');
+        QTest::newRow("encrypted under another key")
+            << base64EncodedString(AES256EncryptWithKey(archive, otherKey.constData(), 32, nullptr))
+                   .toUtf8();
+        QTest::newRow("encrypted archive of a string, not a dictionary")
+            << base64EncodedString(AES256EncryptWithKey(KeyedArchive::archive(QStringLiteral("s")),
+                                                        nullptr, 32, nullptr))
+                   .toUtf8();
+    }
+
+    void unreadableFilesGiveNothing() {
+        QFETCH(QByteArray, contents);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("store.dat"));
+        if (!contents.isNull()) {
+            writeAll(path, contents);
+        }
+        QVERIFY(!ZQSecurityUtil::dictionaryWithContentsOfAESFile(path).has_value());
+        // Nothing was migrated or rewritten.
+        if (!contents.isNull()) {
+            QCOMPARE(readAll(path), contents);
+        }
+    }
+
+    void disallowedValuesWriteButDoNotReadBack_data() {
+        QTest::addColumn<QVariant>("value");
+        QTest::newRow("array") << QVariant(QVariantList{QStringLiteral("a")});
+        QTest::newRow("date") << QVariant(QDateTime::fromSecsSinceEpoch(1600000000, Qt::UTC));
+        QTest::newRow("data") << QVariant(QByteArray("bytes"));
+    }
+
+    void disallowedValuesWriteButDoNotReadBack() {
+        QFETCH(QVariant, value);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("store.dat"));
+        QVariantMap store = sampleStore();
+        store.insert(QStringLiteral("extra"), value);
+        QVERIFY(ZQSecurityUtil::writeDict(store, path));
+        QVERIFY(!ZQSecurityUtil::dictionaryWithContentsOfAESFile(path).has_value());
+    }
+
+    void failedWriteLeavesOldFile() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("pub.dat"));
+        QVERIFY(ZQSecurityUtil::writeDict(sampleStore(), path));
+        const QByteArray before = readAll(path);
+        // A value that cannot be archived: nothing is written.
+        QVERIFY(!ZQSecurityUtil::writeDict({{QStringLiteral("p"), QPoint(1, 1)}}, path));
+        QCOMPARE(readAll(path), before);
+        // A path whose folder is a file.
+        const QString blocked = dir.filePath(QStringLiteral("pub.dat/inner.dat"));
+        QVERIFY(!ZQSecurityUtil::writeDict(sampleStore(), blocked));
+        QCOMPARE(readAll(path), before);
+        // A path that is a folder.
+        QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("folder")));
+        QVERIFY(!ZQSecurityUtil::writeDict(sampleStore(), dir.filePath(QStringLiteral("folder"))));
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("pub.dat")});
+        QCOMPARE(ZQSecurityUtil::dictionaryWithContentsOfAESFile(path),
+                 std::optional<QVariantMap>(sampleStore()));
+    }
+
+    void zeroCharacterKeysAreRefused_data() {
+        QTest::addColumn<QString>("seed");
+        // Found by fuzzing: the property-list library aborted the process on
+        // dictionary keys holding a zero character.
+        QTest::newRow("binary, ASCII key") << QStringLiteral("key_with_zero.bplist");
+        QTest::newRow("binary, UTF-16 key") << QStringLiteral("key_with_zero_utf16.bplist");
+        QTest::newRow("XML, character reference")
+            << QStringLiteral("key_with_zero_reference.plist");
+    }
+
+    void zeroCharacterKeysAreRefused() {
+        QFETCH(QString, seed);
+        const QByteArray bytes =
+            readAll(cryptotest::dataPath(QStringLiteral("fuzz/aes_file/") + seed));
+        QVERIFY(!bytes.isEmpty());
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("pub.dat"));
+        writeAll(path, bytes);
+        QVERIFY(!ZQSecurityUtil::dictionaryWithContentsOfAESFile(path).has_value());
+        QCOMPARE(readAll(path), bytes);
+        QVERIFY(!KeyedArchive::unarchive(bytes, AllowedClasses::AllPropertyListTypes).has_value());
+    }
+
+    void writeCreatesMissingFolders() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("Vesko/InputMethod/VeskoPY/pub.dat"));
+        QVERIFY(ZQSecurityUtil::writeDict(sampleStore(), path));
+        QCOMPARE(ZQSecurityUtil::dictionaryWithContentsOfAESFile(path),
+                 std::optional<QVariantMap>(sampleStore()));
+    }
 };
-
-void TestSecurityUtil::archiveRoundTrip_data() {
-    QTest::addColumn<QVariant>("value");
-    QTest::newRow("store") << QVariant(sampleStore());
-    QTest::newRow("empty dictionary") << QVariant(QVariantMap());
-    QTest::newRow("array with everything") << QVariant(
-        QVariantList{QStringLiteral("s"), qint64(1), 2.5, true, QByteArray("\x00\x01", 2),
-                     QDateTime::fromMSecsSinceEpoch(1700000000123, Qt::UTC), QVariantList{},
-                     QVariantMap{{QStringLiteral("k"), QVariantList{qint64(3)}}}});
-    QTest::newRow("extreme integers")
-        << QVariant(QVariantMap{{QStringLiteral("min"), std::numeric_limits<qint64>::min()},
-                                {QStringLiteral("max"), std::numeric_limits<qint64>::max()},
-                                {QStringLiteral("zero"), qint64(0)}});
-}
-
-void TestSecurityUtil::archiveRoundTrip() {
-    QFETCH(QVariant, value);
-    QString error;
-    const QByteArray archive = KeyedArchive::archive(value, &error);
-    QVERIFY2(!archive.isNull(), qPrintable(error));
-    const auto back =
-        KeyedArchive::unarchive(archive, AllowedClasses::AllPropertyListTypes, &error);
-    QVERIFY2(back.has_value(), qPrintable(error));
-    QCOMPARE(*back, value);
-}
-
-void TestSecurityUtil::archiveParsesWithPlistlib_data() {
-    QTest::addColumn<QVariant>("value");
-    QTest::addColumn<QByteArray>("expectedJson");
-    // The store itself is resolved the same way in encryptedFileFormat.
-    QTest::newRow("array, data and date")
-        << QVariant(QVariantList{qint64(-1), QByteArray("\xab\xcd"),
-                                 QDateTime::fromSecsSinceEpoch(978307200 + 60, Qt::UTC)})
-        << QByteArray(R"([-1, {"data": "abcd"}, {"date": 60.0}])");
-}
-
-void TestSecurityUtil::archiveParsesWithPlistlib() {
-    QFETCH(QVariant, value);
-    QFETCH(QByteArray, expectedJson);
-    const QByteArray archive = KeyedArchive::archive(value);
-    QVERIFY(!archive.isNull());
-    const auto result = cryptotest::runPython(QString::fromLatin1(kPlistlibResolver), archive);
-    QVERIFY2(result.started, "python3 is required for this cross-check");
-    QVERIFY2(result.exitCode == 0, result.err.constData());
-    QCOMPARE(jsonOf(result.out), jsonOf(expectedJson));
-}
-
-void TestSecurityUtil::archiveSharesEqualStrings() {
-    const QVariantMap map{{QStringLiteral("a"), QStringLiteral("x")},
-                          {QStringLiteral("b"), QStringLiteral("x")},
-                          {QStringLiteral("x"), QStringLiteral("a")}};
-    const auto result = cryptotest::runPython(
-        QStringLiteral("import sys, plistlib\n"
-                       "o = plistlib.loads(sys.stdin.buffer.read())['$objects']\n"
-                       "print(sum(1 for x in o if isinstance(x, str)))\n"),
-        KeyedArchive::archive(map));
-    QCOMPARE(result.exitCode, 0);
-    // "$null", "a", "b", "x": each string once in the object table.
-    QCOMPARE(result.out.trimmed(), QByteArray("4"));
-}
-
-void TestSecurityUtil::archiveRefusesValuesWithoutForm_data() {
-    QTest::addColumn<QVariant>("value");
-    QTest::newRow("point") << QVariant(QVariantMap{{QStringLiteral("p"), QPoint(1, 2)}});
-    QTest::newRow("null value") << QVariant(QVariantMap{{QStringLiteral("n"), QVariant()}});
-    QTest::newRow("string with a zero character") << QVariant(
-        QVariantMap{{QStringLiteral("z"), QString(QStringLiteral("a")) + QChar(u'\0')}});
-    QTest::newRow("unsigned beyond signed range")
-        << QVariant(QVariantMap{{QStringLiteral("u"), quint64(1) << 63}});
-    QTest::newRow("nothing") << QVariant();
-}
-
-void TestSecurityUtil::archiveRefusesValuesWithoutForm() {
-    QFETCH(QVariant, value);
-    QString error;
-    QVERIFY(KeyedArchive::archive(value, &error).isNull());
-    QVERIFY(!error.isEmpty());
-}
-
-void TestSecurityUtil::systemArchiverFixtureReadsBack() {
-    // Written by the other desktop system's own keyed archiver (see
-    // tests/data/README): {"int": 1, "string": "string", "array": [true,
-    // "Hello, World!", 42]} under the top-level key "$0", in XML form.
-    const QByteArray bytes =
-        readAll(cryptotest::dataPath(QStringLiteral("system_archiver_dict.xml")));
-    QVERIFY(!bytes.isEmpty());
-    QString error;
-    const auto value = KeyedArchive::unarchiveTopObject(
-        bytes, QStringLiteral("$0"), AllowedClasses::AllPropertyListTypes, &error);
-    QVERIFY2(value.has_value(), qPrintable(error));
-    const QVariantMap expected{
-        {QStringLiteral("int"), qint64(1)},
-        {QStringLiteral("string"), QStringLiteral("string")},
-        {QStringLiteral("array"), QVariantList{true, QStringLiteral("Hello, World!"), qint64(42)}}};
-    QCOMPARE(*value, QVariant(expected));
-    // It holds an array, so the dictionary-string-number reader refuses it whole.
-    QVERIFY(!KeyedArchive::unarchiveTopObject(bytes, QStringLiteral("$0"),
-                                              AllowedClasses::DictionariesStringsNumbers)
-                 .has_value());
-    // And it has no "root".
-    QVERIFY(!KeyedArchive::unarchive(bytes, AllowedClasses::AllPropertyListTypes).has_value());
-}
-
-void TestSecurityUtil::unarchiveRejectsMalformed_data() {
-    QTest::addColumn<QByteArray>("xml");
-    auto archive = [](const QByteArray& objects,
-                      const QByteArray& top =
-                          "<key>root</key><dict><key>CF$UID</key><integer>1</integer></dict>") {
-        return "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict>"
-               "<key>$archiver</key><string>NSKeyedArchiver</string><key>$version</"
-               "key><integer>100000</integer>"
-               "<key>$top</key><dict>" +
-               top + "</dict><key>$objects</key><array><string>$null</string>" + objects +
-               "</array></dict></plist>";
-    };
-    const QByteArray dictClass =
-        "<dict><key>$classname</key><string>NSDictionary</string><key>$classes</"
-        "key><array><string>NSDictionary</string><string>NSObject</string></array></dict>";
-    auto uid = [](int n) {
-        return "<dict><key>CF$UID</key><integer>" + QByteArray::number(n) + "</integer></dict>";
-    };
-    QTest::newRow("not a property list") << QByteArray("garbage");
-    QTest::newRow("empty") << QByteArray();
-    QTest::newRow("wrong archiver")
-        << QByteArray(archive("<string>x</string>")).replace("NSKeyedArchiver", "Other");
-    QTest::newRow("no root") << archive("<string>x</string>", "<key>other</key>" + uid(1));
-    QTest::newRow("root out of range") << archive("<string>x</string>", "<key>root</key>" + uid(9));
-    QTest::newRow("root is $null") << archive("<string>x</string>", "<key>root</key>" + uid(0));
-    QTest::newRow("self-referencing dictionary")
-        << archive("<dict><key>$class</key>" + uid(2) + "<key>NS.keys</key><array>" + uid(3) +
-                   "</array><key>NS.objects</key><array>" + uid(1) + "</array></dict>" + dictClass +
-                   "<string>k</string>");
-    QTest::newRow("key that is not a string")
-        << archive("<dict><key>$class</key>" + uid(2) + "<key>NS.keys</key><array>" + uid(3) +
-                   "</array><key>NS.objects</key><array>" + uid(3) + "</array></dict>" + dictClass +
-                   "<integer>5</integer>");
-    QTest::newRow("keys and objects of different counts") << archive(
-        "<dict><key>$class</key>" + uid(2) + "<key>NS.keys</key><array>" + uid(3) +
-        "</array><key>NS.objects</key><array/></dict>" + dictClass + "<string>k</string>");
-    QTest::newRow("unknown class")
-        << archive("<dict><key>$class</key>" + uid(2) +
-                   "</dict><dict><key>$classname</key><string>NSColor</string>"
-                   "<key>$classes</key><array><string>NSColor</string></array></dict>");
-    QTest::newRow("object without class") << archive("<dict><key>NS.keys</key><array/></dict>");
-    QTest::newRow("class reference out of range")
-        << archive("<dict><key>$class</key>" + uid(40) + "</dict>");
-}
-
-void TestSecurityUtil::unarchiveRejectsMalformed() {
-    QFETCH(QByteArray, xml);
-    QString error;
-    QVERIFY(
-        !KeyedArchive::unarchive(xml, AllowedClasses::AllPropertyListTypes, &error).has_value());
-    QVERIFY(!error.isEmpty());
-}
-
-void TestSecurityUtil::allowedClasses_data() {
-    QTest::addColumn<QVariant>("value");
-    QTest::addColumn<bool>("allowed");
-    QTest::newRow("dictionaries, strings, numbers") << QVariant(sampleStore()) << true;
-    QTest::newRow("array inside") << QVariant(QVariantMap{
-                                         {QStringLiteral("a"), QVariantList{qint64(1)}}})
-                                  << false;
-    QTest::newRow("date deep inside")
-        << QVariant(
-               QVariantMap{{QStringLiteral("n"),
-                            QVariantMap{{QStringLiteral("d"), QDateTime::currentDateTimeUtc()}}}})
-        << false;
-    QTest::newRow("data inside") << QVariant(QVariantMap{{QStringLiteral("b"), QByteArray("x")}})
-                                 << false;
-}
-
-void TestSecurityUtil::allowedClasses() {
-    QFETCH(QVariant, value);
-    QFETCH(bool, allowed);
-    const QByteArray archive = KeyedArchive::archive(value);
-    QVERIFY(!archive.isNull());
-    QCOMPARE(
-        KeyedArchive::unarchive(archive, AllowedClasses::DictionariesStringsNumbers).has_value(),
-        allowed);
-    QVERIFY(KeyedArchive::unarchive(archive, AllowedClasses::AllPropertyListTypes).has_value());
-}
-
-void TestSecurityUtil::encryptedFileRoundTrip() {
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("pub.dat"));
-    QVERIFY(ZQSecurityUtil::writeDict(sampleStore(), path, true));
-    const auto first = ZQSecurityUtil::dictionaryWithContentsOfAESFile(path);
-    QVERIFY(first.has_value());
-    QCOMPARE(*first, sampleStore());
-    // Rewriting replaces the contents.
-    QVariantMap changed = *first;
-    changed.insert(QStringLiteral("count"), qint64(43));
-    QVERIFY(ZQSecurityUtil::writeDict(changed, path, false));
-    QCOMPARE(ZQSecurityUtil::dictionaryWithContentsOfAESFile(path),
-             std::optional<QVariantMap>(changed));
-    // No temporary files left behind.
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("pub.dat")});
-}
-
-void TestSecurityUtil::encryptedFileFormat() {
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("accs.dat"));
-    QVERIFY(ZQSecurityUtil::writeDict(sampleStore(), path));
-    const QByteArray text = readAll(path);
-    // One line of Base64, no line breaks.
-    QVERIFY(!text.contains('\n'));
-    QVERIFY(!text.contains('\r'));
-    QVERIFY(QByteArray::fromBase64(text, QByteArray::AbortOnBase64DecodingErrors).size() > 0);
-    // The openssl command line decrypts it with the default key and IV into a
-    // binary keyed archive that plistlib resolves.
-    const auto decrypted = cryptotest::run(
-        cryptotest::openssl(),
-        {QStringLiteral("enc"), QStringLiteral("-d"), QStringLiteral("-aes-256-cbc"),
-         QStringLiteral("-K"),
-         QString::fromLatin1(QByteArray("p4r7t2w9k1m6q3z8x5c0v7b2n9h4j6l1").toHex()),
-         QStringLiteral("-iv"), QString::fromLatin1(QByteArray("hzqowmrtyfdkc5bn").toHex())},
-        QByteArray::fromBase64(text));
-    QCOMPARE(decrypted.exitCode, 0);
-    QVERIFY(decrypted.out.startsWith("bplist00"));
-    const auto resolved =
-        cryptotest::runPython(QString::fromLatin1(kPlistlibResolver), decrypted.out);
-    QVERIFY2(resolved.exitCode == 0, resolved.err.constData());
-    QCOMPARE(jsonOf(resolved.out), jsonOf(QJsonDocument::fromVariant(sampleStore()).toJson()));
-}
-
-void TestSecurityUtil::plainFileMigratesOnFirstRead_data() {
-    QTest::addColumn<QString>("format");
-    QTest::newRow("XML property list") << QStringLiteral("FMT_XML");
-    QTest::newRow("binary property list") << QStringLiteral("FMT_BINARY");
-}
-
-void TestSecurityUtil::plainFileMigratesOnFirstRead() {
-    QFETCH(QString, format);
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("pub.dat"));
-    // An old plain file, written by Python's plistlib.
-    const auto plain = cryptotest::runPython(
-        QStringLiteral(
-            "import sys, plistlib\n"
-            "v = {'version': '1.0', 'count': 3, 'nested': {'a': 'b', 'f': 1.5}, 'on': True}\n"
-            "sys.stdout.buffer.write(plistlib.dumps(v, fmt=plistlib.%1))\n")
-            .arg(format));
-    QCOMPARE(plain.exitCode, 0);
-    writeAll(path, plain.out);
-    const QVariantMap expected{
-        {QStringLiteral("version"), QStringLiteral("1.0")},
-        {QStringLiteral("count"), qint64(3)},
-        {QStringLiteral("nested"),
-         QVariantMap{{QStringLiteral("a"), QStringLiteral("b")}, {QStringLiteral("f"), 1.5}}},
-        {QStringLiteral("on"), true}};
-    const auto first = ZQSecurityUtil::dictionaryWithContentsOfAESFile(path);
-    QCOMPARE(first, std::optional<QVariantMap>(expected));
-    // The file is encrypted now.
-    const QByteArray after = readAll(path);
-    QVERIFY(after != plain.out);
-    QVERIFY(!after.startsWith("<?xml"));
-    QVERIFY(!after.startsWith("bplist"));
-    QVERIFY(
-        !AES256DecryptWithKey(dataWithBase64EncodedBytes(after), nullptr, 32, nullptr).isNull());
-    // The second read decrypts the encrypted form.
-    QCOMPARE(ZQSecurityUtil::dictionaryWithContentsOfAESFile(path),
-             std::optional<QVariantMap>(expected));
-}
-
-void TestSecurityUtil::unreadableFilesGiveNothing_data() {
-    QTest::addColumn<QByteArray>("contents");  // null: no file at all
-    QTest::newRow("missing file") << QByteArray();
-    QTest::newRow("empty file") << QByteArray("");
-    QTest::newRow("random text") << QByteArray(
-        "The quick brown fox jumps over the lazy dog 1234567890");
-    QTest::newRow("Base64 of noise") << QByteArray("AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8=");
-    QTest::newRow("invalid UTF-8") << QByteArray("\xff\xfe\xfd\xfc");
-    QTest::newRow("plain property list array") << QByteArray(
-        "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><string>a</string></array></plist>");
-    const QByteArray archive =
-        KeyedArchive::archive(QVariantMap{{QStringLiteral("k"), QStringLiteral("v")}});
-    const QByteArray otherKey(32, 'z');
-    QTest::newRow("encrypted under another key")
-        << base64EncodedString(AES256EncryptWithKey(archive, otherKey.constData(), 32, nullptr))
-               .toUtf8();
-    QTest::newRow("encrypted archive of a string, not a dictionary")
-        << base64EncodedString(AES256EncryptWithKey(KeyedArchive::archive(QStringLiteral("s")),
-                                                    nullptr, 32, nullptr))
-               .toUtf8();
-}
-
-void TestSecurityUtil::unreadableFilesGiveNothing() {
-    QFETCH(QByteArray, contents);
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("store.dat"));
-    if (!contents.isNull()) {
-        writeAll(path, contents);
-    }
-    QVERIFY(!ZQSecurityUtil::dictionaryWithContentsOfAESFile(path).has_value());
-    // Nothing was migrated or rewritten.
-    if (!contents.isNull()) {
-        QCOMPARE(readAll(path), contents);
-    }
-}
-
-void TestSecurityUtil::disallowedValuesWriteButDoNotReadBack_data() {
-    QTest::addColumn<QVariant>("value");
-    QTest::newRow("array") << QVariant(QVariantList{QStringLiteral("a")});
-    QTest::newRow("date") << QVariant(QDateTime::fromSecsSinceEpoch(1600000000, Qt::UTC));
-    QTest::newRow("data") << QVariant(QByteArray("bytes"));
-}
-
-void TestSecurityUtil::disallowedValuesWriteButDoNotReadBack() {
-    QFETCH(QVariant, value);
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("store.dat"));
-    QVariantMap store = sampleStore();
-    store.insert(QStringLiteral("extra"), value);
-    QVERIFY(ZQSecurityUtil::writeDict(store, path));
-    QVERIFY(!ZQSecurityUtil::dictionaryWithContentsOfAESFile(path).has_value());
-}
-
-void TestSecurityUtil::failedWriteLeavesOldFile() {
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("pub.dat"));
-    QVERIFY(ZQSecurityUtil::writeDict(sampleStore(), path));
-    const QByteArray before = readAll(path);
-    // A value that cannot be archived: nothing is written.
-    QVERIFY(!ZQSecurityUtil::writeDict({{QStringLiteral("p"), QPoint(1, 1)}}, path));
-    QCOMPARE(readAll(path), before);
-    // A path whose folder is a file.
-    const QString blocked = dir.filePath(QStringLiteral("pub.dat/inner.dat"));
-    QVERIFY(!ZQSecurityUtil::writeDict(sampleStore(), blocked));
-    QCOMPARE(readAll(path), before);
-    // A path that is a folder.
-    QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("folder")));
-    QVERIFY(!ZQSecurityUtil::writeDict(sampleStore(), dir.filePath(QStringLiteral("folder"))));
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("pub.dat")});
-    QCOMPARE(ZQSecurityUtil::dictionaryWithContentsOfAESFile(path),
-             std::optional<QVariantMap>(sampleStore()));
-}
-
-void TestSecurityUtil::zeroCharacterKeysAreRefused_data() {
-    QTest::addColumn<QString>("seed");
-    // Found by fuzzing: the property-list library aborted the process on
-    // dictionary keys holding a zero character.
-    QTest::newRow("binary, ASCII key") << QStringLiteral("key_with_zero.bplist");
-    QTest::newRow("binary, UTF-16 key") << QStringLiteral("key_with_zero_utf16.bplist");
-    QTest::newRow("XML, character reference") << QStringLiteral("key_with_zero_reference.plist");
-}
-
-void TestSecurityUtil::zeroCharacterKeysAreRefused() {
-    QFETCH(QString, seed);
-    const QByteArray bytes = readAll(cryptotest::dataPath(QStringLiteral("fuzz/aes_file/") + seed));
-    QVERIFY(!bytes.isEmpty());
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("pub.dat"));
-    writeAll(path, bytes);
-    QVERIFY(!ZQSecurityUtil::dictionaryWithContentsOfAESFile(path).has_value());
-    QCOMPARE(readAll(path), bytes);
-    QVERIFY(!KeyedArchive::unarchive(bytes, AllowedClasses::AllPropertyListTypes).has_value());
-}
-
-void TestSecurityUtil::writeCreatesMissingFolders() {
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("Vesko/InputMethod/VeskoPY/pub.dat"));
-    QVERIFY(ZQSecurityUtil::writeDict(sampleStore(), path));
-    QCOMPARE(ZQSecurityUtil::dictionaryWithContentsOfAESFile(path),
-             std::optional<QVariantMap>(sampleStore()));
-}
 
 QTEST_GUILESS_MAIN(TestSecurityUtil)
 #include "tst_securityutil.moc"
