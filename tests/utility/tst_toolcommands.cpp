@@ -59,6 +59,13 @@ private:
         return result;
     }
 
+    // A `log` subcommand that must succeed; its JSON answer.
+    QJsonObject log(const QStringList& args) {
+        const Run result = run(QStringList{"log"} + args);
+        [&] { QCOMPARE(result.status, 0); }();
+        return result.json();
+    }
+
 private slots:
     void init() {
         _root = std::make_unique<QTemporaryDir>();
@@ -69,7 +76,7 @@ private slots:
 
     // One row each way: the library's answers as a JSON object, absent ones as null.
     void systemInfo() {
-        Run result = run({QStringLiteral("system-info")});
+        Run result = run({"system-info"});
         QCOMPARE(result.status, 0);
         QJsonObject info = result.json();
         QCOMPARE(info.size(), 9);
@@ -84,7 +91,7 @@ private slots:
             QVariantMap{{"CFBundleFullVersion", "6.9.2"}, {"ZQQuDao", "1234"}}));
         QVERIFY(writeBytes(path(QStringLiteral("/system/sys/class/dmi/id/product_name")),
                            "Precision 5570\n"));
-        result = run({QStringLiteral("system-info")});
+        result = run({"system-info"});
         QCOMPARE(result.status, 0);
         info = result.json();
         QCOMPARE(info.value("GetQuDao").toString(), QStringLiteral("1234"));
@@ -93,37 +100,26 @@ private slots:
     }
 
     void logConfigurationRoundTrip() {
-        Run result = run({QStringLiteral("log"), QStringLiteral("show")});
-        QCOMPARE(result.status, 0);
-        QCOMPARE(result.json().value("exists").toBool(), false);
-        QVERIFY(result.json().value("logconfig").isNull());
-        QCOMPARE(result.json().value("path").toString(), configPath());
+        QJsonObject shown = log({"show"});
+        QCOMPARE(shown.value("exists").toBool(), false);
+        QVERIFY(shown.value("logconfig").isNull());
+        QCOMPARE(shown.value("path").toString(), configPath());
 
-        result = run({QStringLiteral("log"), QStringLiteral("enable"), QStringLiteral("29")});
-        QCOMPARE(result.status, 0);
-        QCOMPARE(result.json().value("logconfig").toArray(), QJsonArray{29});
-        result = run({QStringLiteral("log"), QStringLiteral("enable"), QStringLiteral("88")});
-        QCOMPARE(result.json().value("logconfig").toArray(), (QJsonArray{29, 88}));
-        result = run({QStringLiteral("log"), QStringLiteral("set"), QStringLiteral("maxcount"),
-                      QStringLiteral("0")});
-        QCOMPARE(result.status, 0);
-        QCOMPARE(result.json().value("maxcount").toInt(), 500);  // below 1 reads as 500
+        QCOMPARE(log({"enable", "29"}).value("logconfig").toArray(), QJsonArray{29});
+        QCOMPARE(log({"enable", "88"}).value("logconfig").toArray(), (QJsonArray{29, 88}));
+        QCOMPARE(log({"set", "maxcount", "0"}).value("maxcount").toInt(), 500);  // below 1: 500
         QCOMPARE(platform::Plist::readDictionary(configPath())->value("maxcount"),
                  QVariant(qint64(0)));
-        result = run({QStringLiteral("log"), QStringLiteral("disable"), QStringLiteral("29")});
-        QCOMPARE(result.json().value("logconfig").toArray(), QJsonArray{88});
-        result = run({QStringLiteral("log"), QStringLiteral("clear")});
-        QCOMPARE(result.status, 0);
-        QVERIFY(result.json().value("logconfig").isNull());
-        result = run({QStringLiteral("log"), QStringLiteral("show")});
-        QCOMPARE(result.json().value("exists").toBool(), true);
-        QCOMPARE(result.json().value("readable").toBool(), true);
+        QCOMPARE(log({"disable", "29"}).value("logconfig").toArray(), QJsonArray{88});
+        QVERIFY(log({"clear"}).value("logconfig").isNull());
+        shown = log({"show"});
+        QCOMPARE(shown.value("exists").toBool(), true);
+        QCOMPARE(shown.value("readable").toBool(), true);
     }
 
     void recordedEntriesReachTheToolsOwnLog() {
-        QCOMPARE(
-            run({QStringLiteral("log"), QStringLiteral("enable"), QStringLiteral("29")}).status, 0);
-        QCOMPARE(run({QStringLiteral("system-info")}).status, 0);
+        QCOMPARE(run({"log", "enable", "29"}).status, 0);
+        QCOMPARE(run({"system-info"}).status, 0);
         const auto lines = platform::Plist::readArray(
             path(QStringLiteral("/tmp/com.vesko.inputmethod/macime_vesko-tool.log")));
         QVERIFY(lines);
@@ -140,13 +136,12 @@ private slots:
             QVariantMap{{"logconfig", QVariantList{29}}}, platform::Plist::Format::Binary);
         const QByteArray truncated = binary.left(binary.size() - 6);
         QVERIFY(writeBytes(configPath(), truncated));
-        const Run result =
-            run({QStringLiteral("log"), QStringLiteral("enable"), QStringLiteral("88")});
+        const Run result = run({"log", "enable", "88"});
         QCOMPARE(result.status, 1);
         QVERIFY(result.out.isEmpty());
         QVERIFY2(result.err.contains("vesko-tool: "), result.err.constData());
         QCOMPARE(readBytes(configPath()), truncated);
-        const Run show = run({QStringLiteral("log"), QStringLiteral("show")});
+        const Run show = run({"log", "show"});
         QCOMPARE(show.status, 0);
         QCOMPARE(show.json().value("readable").toBool(), false);
     }
