@@ -150,18 +150,14 @@ private slots:
 
         const QByteArray full = R"([["CreateSession", {}], ["SelectSources",
             {"types": 1, "multiple": false}], ["Start", {}], ["Close", {}]])";
-        QTest::newRow("user answers")
-            << QByteArray(R"({"sourceTypes": 7})") << B("wayland") << full;
+        QTest::newRow("user answers") << B(R"({"sourceTypes": 7})") << B("wayland") << full;
         QTest::newRow("user cancels")
-            << QByteArray(R"({"sourceTypes": 7, "responses": {"Start": 1}})") << B("wayland")
-            << full;
+            << B(R"({"sourceTypes": 7, "responses": {"Start": 1}})") << B("wayland") << full;
         QTest::newRow("session refused")
-            << QByteArray(R"({"sourceTypes": 7, "responses": {"CreateSession": 2}})")
-            << B("wayland") << QByteArray(R"([["CreateSession", {}]])");
-        QTest::newRow("x11 asks nothing")
-            << QByteArray(R"({"sourceTypes": 7})") << B("x11") << QByteArray("[]");
-        QTest::newRow("no ScreenCast portal")
-            << QByteArray("{}") << B("wayland") << QByteArray("[]");
+            << B(R"({"sourceTypes": 7, "responses": {"CreateSession": 2}})") << B("wayland")
+            << B(R"([["CreateSession", {}]])");
+        QTest::newRow("x11 asks nothing") << B(R"({"sourceTypes": 7})") << B("x11") << B("[]");
+        QTest::newRow("no ScreenCast portal") << B("{}") << B("wayland") << B("[]");
     }
     void screenCastRequest() {
         QFETCH(QByteArray, services);
