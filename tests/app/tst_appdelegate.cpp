@@ -23,9 +23,6 @@ namespace {
 const QString kLoad = QStringLiteral("kVeskoNotifyLoadXibInZQAssistPanel");
 const QString kName = QStringLiteral("kVeskoPreferencesXibName");
 const QString kSentinel = QStringLiteral("zq-test-sentinel");
-}  // namespace
-
-namespace {
 
 // method name -> argument signatures of org.freedesktop.Application in an introspection document.
 QMap<QString, QStringList> applicationMethods(const QByteArray& xml) {
@@ -416,7 +413,23 @@ private slots:
     }
 
 private:
-    void start(const QStringList& arguments, const QStringList& missing = {}, bool serve = false);
+    void start(const QStringList& arguments, const QStringList& missing = {}, bool serve = false) {
+        _center = std::make_unique<DistributedNotificationCenter>(QDBusConnection::sessionBus());
+        _center->addObserver(this, kSentinel,
+                             [this](const QString&, const QVariantMap&) { ++_sentinelsSeen; });
+        _config = std::make_unique<ZQAssistConfig>();
+        _registry = recordingRegistry(&_log, missing);
+        AppDelegate::Dependencies deps;
+        deps.notificationCenter = _center.get();
+        deps.config = _config.get();
+        deps.registry = &_registry;
+        deps.serveApplicationInterface = serve;
+        _delegate = std::make_unique<AppDelegate>(
+            QStringList{QStringLiteral("/opt/ZQAssistPanel")} + arguments, deps);
+        _terminated =
+            std::make_unique<QSignalSpy>(_delegate.get(), &AppDelegate::terminateRequested);
+        _delegate->applicationDidFinishLaunching();
+    }
     void post(const QVariantMap& payload) { QVERIFY(_poster->post(kLoad, payload)); }
 
     // Returns once every notification posted before has been delivered.
@@ -460,23 +473,6 @@ private:
     int _sentinelsPosted = 0;
     int _sentinelsSeen = 0;
 };
-
-void TestAppDelegate::start(const QStringList& arguments, const QStringList& missing, bool serve) {
-    _center = std::make_unique<DistributedNotificationCenter>(QDBusConnection::sessionBus());
-    _center->addObserver(this, kSentinel,
-                         [this](const QString&, const QVariantMap&) { ++_sentinelsSeen; });
-    _config = std::make_unique<ZQAssistConfig>();
-    _registry = recordingRegistry(&_log, missing);
-    AppDelegate::Dependencies deps;
-    deps.notificationCenter = _center.get();
-    deps.config = _config.get();
-    deps.registry = &_registry;
-    deps.serveApplicationInterface = serve;
-    _delegate = std::make_unique<AppDelegate>(
-        QStringList{QStringLiteral("/opt/ZQAssistPanel")} + arguments, deps);
-    _terminated = std::make_unique<QSignalSpy>(_delegate.get(), &AppDelegate::terminateRequested);
-    _delegate->applicationDidFinishLaunching();
-}
 
 int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
