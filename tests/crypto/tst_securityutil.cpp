@@ -17,6 +17,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <memory>
+
 using namespace zq::crypto;
 using KeyedArchive::AllowedClasses;
 
@@ -97,7 +99,13 @@ QVariant jsonOf(const QByteArray& text) {
 class TestSecurityUtil : public QObject {
     Q_OBJECT
 
+private:
+    std::unique_ptr<QTemporaryDir> _dir;
+    QString file(const char* name) const { return _dir->filePath(QString::fromLatin1(name)); }
+
 private slots:
+    void init() { _dir = std::make_unique<QTemporaryDir>(); }
+
     void archiveRoundTrip_data() {
         QTest::addColumn<QVariant>("value");
         QTest::newRow("store") << QVariant(sampleStore());
@@ -123,39 +131,26 @@ private slots:
         QCOMPARE(*back, value);
     }
 
-    void archiveParsesWithPlistlib_data() {
-        QTest::addColumn<QVariant>("value");
-        QTest::addColumn<QByteArray>("expectedJson");
-        // The store itself is resolved the same way in encryptedFileFormat.
-        QTest::newRow("array, data and date")
-            << QVariant(QVariantList{qint64(-1), QByteArray("\xab\xcd"),
-                                     QDateTime::fromSecsSinceEpoch(978307200 + 60, Qt::UTC)})
-            << QByteArray(R"([-1, {"data": "abcd"}, {"date": 60.0}])");
-    }
-
     void archiveParsesWithPlistlib() {
-        QFETCH(QVariant, value);
-        QFETCH(QByteArray, expectedJson);
-        const QByteArray archive = KeyedArchive::archive(value);
-        QVERIFY(!archive.isNull());
-        const auto result = cryptotest::runPython(QString::fromLatin1(kPlistlibResolver), archive);
+        // The store itself is resolved the same way in encryptedFileFormat.
+        const QVariant value(QVariantList{qint64(-1), QByteArray("\xab\xcd"),
+                                          QDateTime::fromSecsSinceEpoch(978307200 + 60, Qt::UTC)});
+        const auto result = cryptotest::runPython(QString::fromLatin1(kPlistlibResolver),
+                                                  KeyedArchive::archive(value));
         QVERIFY2(result.started, "python3 is required for this cross-check");
         QVERIFY2(result.exitCode == 0, result.err.constData());
-        QCOMPARE(jsonOf(result.out), jsonOf(expectedJson));
-    }
-
-    void archiveSharesEqualStrings() {
+        QCOMPARE(jsonOf(result.out), jsonOf(R"([-1, {"data": "abcd"}, {"date": 60.0}])"));
+        // Equal strings are shared: "$null", "a", "b", "x" once each in the object table.
         const QVariantMap map{{QStringLiteral("a"), QStringLiteral("x")},
                               {QStringLiteral("b"), QStringLiteral("x")},
                               {QStringLiteral("x"), QStringLiteral("a")}};
-        const auto result = cryptotest::runPython(
+        const auto strings = cryptotest::runPython(
             QStringLiteral("import sys, plistlib\n"
                            "o = plistlib.loads(sys.stdin.buffer.read())['$objects']\n"
                            "print(sum(1 for x in o if isinstance(x, str)))\n"),
             KeyedArchive::archive(map));
-        QCOMPARE(result.exitCode, 0);
-        // "$null", "a", "b", "x": each string once in the object table.
-        QCOMPARE(result.out.trimmed(), QByteArray("4"));
+        QCOMPARE(strings.exitCode, 0);
+        QCOMPARE(strings.out.trimmed(), QByteArray("4"));
     }
 
     void archiveRefusesValuesWithoutForm_data() {
@@ -219,6 +214,12 @@ private slots:
         auto uid = [](int n) {
             return "<dict><key>CF$UID</key><integer>" + QByteArray::number(n) + "</integer></dict>";
         };
+        // A dictionary of class 2 with key 3 and the given objects, then its class and `rest`.
+        auto dictionary = [&](const QByteArray& objects, const QByteArray& rest) {
+            return archive("<dict><key>$class</key>" + uid(2) + "<key>NS.keys</key><array>" +
+                           uid(3) + "</array><key>NS.objects</key>" + objects + "</dict>" +
+                           dictClass + rest);
+        };
         QTest::newRow("not a property list") << QByteArray("garbage");
         QTest::newRow("empty") << QByteArray();
         QTest::newRow("wrong archiver")
@@ -228,16 +229,11 @@ private slots:
             << archive("<string>x</string>", "<key>root</key>" + uid(9));
         QTest::newRow("root is $null") << archive("<string>x</string>", "<key>root</key>" + uid(0));
         QTest::newRow("self-referencing dictionary")
-            << archive("<dict><key>$class</key>" + uid(2) + "<key>NS.keys</key><array>" + uid(3) +
-                       "</array><key>NS.objects</key><array>" + uid(1) + "</array></dict>" +
-                       dictClass + "<string>k</string>");
+            << dictionary("<array>" + uid(1) + "</array>", "<string>k</string>");
         QTest::newRow("key that is not a string")
-            << archive("<dict><key>$class</key>" + uid(2) + "<key>NS.keys</key><array>" + uid(3) +
-                       "</array><key>NS.objects</key><array>" + uid(3) + "</array></dict>" +
-                       dictClass + "<integer>5</integer>");
-        QTest::newRow("keys and objects of different counts") << archive(
-            "<dict><key>$class</key>" + uid(2) + "<key>NS.keys</key><array>" + uid(3) +
-            "</array><key>NS.objects</key><array/></dict>" + dictClass + "<string>k</string>");
+            << dictionary("<array>" + uid(3) + "</array>", "<integer>5</integer>");
+        QTest::newRow("keys and objects of different counts")
+            << dictionary("<array/>", "<string>k</string>");
         QTest::newRow("unknown class")
             << archive("<dict><key>$class</key>" + uid(2) +
                        "</dict><dict><key>$classname</key><string>NSColor</string>"
@@ -282,8 +278,8 @@ private slots:
     }
 
     void encryptedFileRoundTrip() {
-        QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("pub.dat"));
+        // Missing folders are created.
+        const QString path = file("Vesko/InputMethod/VeskoPY/pub.dat");
         QVERIFY(ZQSecurityUtil::writeDict(sampleStore(), path, true));
         const auto first = ZQSecurityUtil::dictionaryWithContentsOfAESFile(path);
         QVERIFY(first.has_value());
@@ -295,12 +291,12 @@ private slots:
         QCOMPARE(ZQSecurityUtil::dictionaryWithContentsOfAESFile(path),
                  std::optional<QVariantMap>(changed));
         // No temporary files left behind.
-        QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("pub.dat")});
+        QCOMPARE(QDir(QFileInfo(path).path()).entryList(QDir::Files),
+                 QStringList{QStringLiteral("pub.dat")});
     }
 
     void encryptedFileFormat() {
-        QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("accs.dat"));
+        const QString path = file("accs.dat");
         QVERIFY(ZQSecurityUtil::writeDict(sampleStore(), path));
         const QByteArray text = readAll(path);
         // One line of Base64, no line breaks.
@@ -311,10 +307,9 @@ private slots:
         // binary keyed archive that plistlib resolves.
         const auto decrypted = cryptotest::run(
             cryptotest::openssl(),
-            {QStringLiteral("enc"), QStringLiteral("-d"), QStringLiteral("-aes-256-cbc"),
-             QStringLiteral("-K"),
-             QString::fromLatin1(QByteArray("p4r7t2w9k1m6q3z8x5c0v7b2n9h4j6l1").toHex()),
-             QStringLiteral("-iv"), QString::fromLatin1(QByteArray("hzqowmrtyfdkc5bn").toHex())},
+            {"enc", "-d", "-aes-256-cbc", "-K",
+             QString::fromLatin1(QByteArray("p4r7t2w9k1m6q3z8x5c0v7b2n9h4j6l1").toHex()), "-iv",
+             QString::fromLatin1(QByteArray("hzqowmrtyfdkc5bn").toHex())},
             QByteArray::fromBase64(text));
         QCOMPARE(decrypted.exitCode, 0);
         QVERIFY(decrypted.out.startsWith("bplist00"));
@@ -324,43 +319,37 @@ private slots:
         QCOMPARE(jsonOf(resolved.out), jsonOf(QJsonDocument::fromVariant(sampleStore()).toJson()));
     }
 
-    void plainFileMigratesOnFirstRead_data() {
-        QTest::addColumn<QString>("format");
-        QTest::newRow("XML property list") << QStringLiteral("FMT_XML");
-        QTest::newRow("binary property list") << QStringLiteral("FMT_BINARY");
-    }
-
     void plainFileMigratesOnFirstRead() {
-        QFETCH(QString, format);
-        QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("pub.dat"));
-        // An old plain file, written by Python's plistlib.
-        const auto plain = cryptotest::runPython(
-            QStringLiteral(
-                "import sys, plistlib\n"
-                "v = {'version': '1.0', 'count': 3, 'nested': {'a': 'b', 'f': 1.5}, 'on': True}\n"
-                "sys.stdout.buffer.write(plistlib.dumps(v, fmt=plistlib.%1))\n")
-                .arg(format));
-        QCOMPARE(plain.exitCode, 0);
-        writeAll(path, plain.out);
-        const QVariantMap expected{
-            {QStringLiteral("version"), QStringLiteral("1.0")},
-            {QStringLiteral("count"), qint64(3)},
-            {QStringLiteral("nested"),
-             QVariantMap{{QStringLiteral("a"), QStringLiteral("b")}, {QStringLiteral("f"), 1.5}}},
-            {QStringLiteral("on"), true}};
-        const auto first = ZQSecurityUtil::dictionaryWithContentsOfAESFile(path);
-        QCOMPARE(first, std::optional<QVariantMap>(expected));
-        // The file is encrypted now.
-        const QByteArray after = readAll(path);
-        QVERIFY(after != plain.out);
-        QVERIFY(!after.startsWith("<?xml"));
-        QVERIFY(!after.startsWith("bplist"));
-        QVERIFY(!AES256DecryptWithKey(dataWithBase64EncodedBytes(after), nullptr, 32, nullptr)
-                     .isNull());
-        // The second read decrypts the encrypted form.
-        QCOMPARE(ZQSecurityUtil::dictionaryWithContentsOfAESFile(path),
-                 std::optional<QVariantMap>(expected));
+        for (const char* format : {"FMT_XML", "FMT_BINARY"}) {
+            const QString path = file("pub.dat");
+            // An old plain file, written by Python's plistlib.
+            const auto plain = cryptotest::runPython(
+                QStringLiteral("import sys, plistlib\n"
+                               "v = {'version': '1.0', 'count': 3, 'nested': {'a': 'b', 'f': 1.5}, "
+                               "'on': True}\n"
+                               "sys.stdout.buffer.write(plistlib.dumps(v, fmt=plistlib.%1))\n")
+                    .arg(QLatin1String(format)));
+            QCOMPARE(plain.exitCode, 0);
+            writeAll(path, plain.out);
+            const QVariantMap expected{
+                {QStringLiteral("version"), QStringLiteral("1.0")},
+                {QStringLiteral("count"), qint64(3)},
+                {QStringLiteral("nested"), QVariantMap{{QStringLiteral("a"), QStringLiteral("b")},
+                                                       {QStringLiteral("f"), 1.5}}},
+                {QStringLiteral("on"), true}};
+            const auto first = ZQSecurityUtil::dictionaryWithContentsOfAESFile(path);
+            QCOMPARE(first, std::optional<QVariantMap>(expected));
+            // The file is encrypted now.
+            const QByteArray after = readAll(path);
+            QVERIFY(after != plain.out);
+            QVERIFY(!after.startsWith("<?xml"));
+            QVERIFY(!after.startsWith("bplist"));
+            QVERIFY(!AES256DecryptWithKey(dataWithBase64EncodedBytes(after), nullptr, 32, nullptr)
+                         .isNull());
+            // The second read decrypts the encrypted form.
+            QCOMPARE(ZQSecurityUtil::dictionaryWithContentsOfAESFile(path),
+                     std::optional<QVariantMap>(expected));
+        }
     }
 
     void unreadableFilesGiveNothing_data() {
@@ -389,8 +378,7 @@ private slots:
 
     void unreadableFilesGiveNothing() {
         QFETCH(QByteArray, contents);
-        QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("store.dat"));
+        const QString path = file("store.dat");
         if (!contents.isNull()) {
             writeAll(path, contents);
         }
@@ -401,39 +389,33 @@ private slots:
         }
     }
 
-    void disallowedValuesWriteButDoNotReadBack_data() {
-        QTest::addColumn<QVariant>("value");
-        QTest::newRow("array") << QVariant(QVariantList{QStringLiteral("a")});
-        QTest::newRow("date") << QVariant(QDateTime::fromSecsSinceEpoch(1600000000, Qt::UTC));
-        QTest::newRow("data") << QVariant(QByteArray("bytes"));
-    }
-
     void disallowedValuesWriteButDoNotReadBack() {
-        QFETCH(QVariant, value);
-        QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("store.dat"));
-        QVariantMap store = sampleStore();
-        store.insert(QStringLiteral("extra"), value);
-        QVERIFY(ZQSecurityUtil::writeDict(store, path));
-        QVERIFY(!ZQSecurityUtil::dictionaryWithContentsOfAESFile(path).has_value());
+        const QString path = file("store.dat");
+        for (const QVariant& value : {QVariant(QVariantList{QStringLiteral("a")}),
+                                      QVariant(QDateTime::fromSecsSinceEpoch(1600000000, Qt::UTC)),
+                                      QVariant(QByteArray("bytes"))}) {
+            QVariantMap store = sampleStore();
+            store.insert(QStringLiteral("extra"), value);
+            QVERIFY(ZQSecurityUtil::writeDict(store, path));
+            QVERIFY2(!ZQSecurityUtil::dictionaryWithContentsOfAESFile(path), value.typeName());
+        }
     }
 
     void failedWriteLeavesOldFile() {
-        QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("pub.dat"));
+        const QString path = file("pub.dat");
         QVERIFY(ZQSecurityUtil::writeDict(sampleStore(), path));
         const QByteArray before = readAll(path);
         // A value that cannot be archived: nothing is written.
         QVERIFY(!ZQSecurityUtil::writeDict({{QStringLiteral("p"), QPoint(1, 1)}}, path));
         QCOMPARE(readAll(path), before);
         // A path whose folder is a file.
-        const QString blocked = dir.filePath(QStringLiteral("pub.dat/inner.dat"));
+        const QString blocked = file(("pub.dat/inner.dat"));
         QVERIFY(!ZQSecurityUtil::writeDict(sampleStore(), blocked));
         QCOMPARE(readAll(path), before);
         // A path that is a folder.
-        QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("folder")));
-        QVERIFY(!ZQSecurityUtil::writeDict(sampleStore(), dir.filePath(QStringLiteral("folder"))));
-        QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("pub.dat")});
+        QVERIFY(QDir(_dir->path()).mkdir(QStringLiteral("folder")));
+        QVERIFY(!ZQSecurityUtil::writeDict(sampleStore(), file(("folder"))));
+        QCOMPARE(QDir(_dir->path()).entryList(QDir::Files), QStringList{QStringLiteral("pub.dat")});
         QCOMPARE(ZQSecurityUtil::dictionaryWithContentsOfAESFile(path),
                  std::optional<QVariantMap>(sampleStore()));
     }
@@ -453,20 +435,11 @@ private slots:
         const QByteArray bytes =
             readAll(cryptotest::dataPath(QStringLiteral("fuzz/aes_file/") + seed));
         QVERIFY(!bytes.isEmpty());
-        QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("pub.dat"));
+        const QString path = file("pub.dat");
         writeAll(path, bytes);
         QVERIFY(!ZQSecurityUtil::dictionaryWithContentsOfAESFile(path).has_value());
         QCOMPARE(readAll(path), bytes);
         QVERIFY(!KeyedArchive::unarchive(bytes, AllowedClasses::AllPropertyListTypes).has_value());
-    }
-
-    void writeCreatesMissingFolders() {
-        QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("Vesko/InputMethod/VeskoPY/pub.dat"));
-        QVERIFY(ZQSecurityUtil::writeDict(sampleStore(), path));
-        QCOMPARE(ZQSecurityUtil::dictionaryWithContentsOfAESFile(path),
-                 std::optional<QVariantMap>(sampleStore()));
     }
 };
 
