@@ -47,6 +47,13 @@ inline bool prepareMachine() {
     return ok;
 }
 
+// The query every call carries: device, version, channel and system, each
+// name with `prefix` in front.
+inline QString commonQuery(const QString& prefix = {}) {
+    return QStringLiteral("%1h=%2&%1v=%3&%1r=%4&%1os=%5")
+        .arg(prefix, kDeviceId, kImVersion, kChannel, kSystemVersion);
+}
+
 inline bool onMainThread() {
     return QThread::currentThread() == QCoreApplication::instance()->thread();
 }
