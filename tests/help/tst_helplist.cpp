@@ -51,6 +51,25 @@ void request(Kind kind, const std::optional<QString>& version, QObject* context,
     }
 }
 
+// What the local read delivered (it completes before it returns).
+struct LocalRead {
+    int calls = 0;
+    bool expand = false;
+    std::optional<QString> version;
+    std::optional<ZQHelpInfoDataList> list;
+    std::optional<QString> error;
+};
+
+LocalRead readLocal() {
+    LocalRead r;
+    ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
+        [&r](bool expand, const std::optional<QString>& version,
+             const std::optional<ZQHelpInfoDataList>& list, const std::optional<QString>& error) {
+            r = {r.calls + 1, expand, version, list, error};
+        });
+    return r;
+}
+
 QByteArray pngBytes(int w, int h) {
     QImage image(w, h, QImage::Format_RGB32);
     image.fill(Qt::darkCyan);
@@ -205,21 +224,19 @@ private slots:
         const QJsonArray entries = _service.entries("/mac_feed_tpl", mark);
         QCOMPARE(entries.size(), 1);
         const QJsonObject e = entries[0].toObject();
-        const QString query = QStringLiteral("h=%1&v=%2&r=%3&os=%4&hv=%5")
-                                  .arg(helptest::kDeviceId, helptest::kImVersion,
-                                       helptest::kChannel, helptest::kSystemVersion, hv);
         if (kind == Kind::Wall) {
             QCOMPARE(e.value("method").toString(), QString("POST"));
             QCOMPARE(e.value("path").toString(), QString("/q"));
             const QJsonObject d = e.value("decrypted").toObject();
             QCOMPARE(d.value("u").toString(), _service.baseUrl() + "/mac_feed_tpl");
-            QCOMPARE(d.value("g").toString(), query);
+            QCOMPARE(d.value("g").toString(), helptest::commonQuery() + "&hv=" + hv);
             QCOMPARE(d.value("fields").toArray(), (QJsonArray{"u", "g", "k", "v"}));
         } else {
             QCOMPARE(e.value("method").toString(), QString("GET"));
-            QCOMPARE(argsOf(e.value("args").toArray()).value("hv"), hv);
-            QCOMPARE(argsOf(e.value("args").toArray()).value("h"), helptest::kDeviceId);
-            QCOMPARE(argsOf(e.value("args").toArray()).value("os"), helptest::kSystemVersion);
+            const auto args = argsOf(e.value("args").toArray());
+            QCOMPARE(args.value("h"), helptest::kDeviceId);
+            QCOMPARE(args.value("os"), helptest::kSystemVersion);
+            QCOMPARE(args.value("hv"), hv);
             QCOMPARE(e.value("body").toObject().value("len").toInt(), 0);
             verifyNoCacheOrLengthFields(e);
         }
@@ -351,11 +368,9 @@ private slots:
         QCOMPARE(stored[6].toMap().keys(), (QStringList{"brief", "id", "image", "title", "type"}));
         QCOMPARE(stored[6].toMap().value("type"), QVariant("2"));
         QVERIFY(!QFileInfo::exists(cacheFolder() + "/helpinfo_9.png"));
-        ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
-            [&](bool, const auto&, const std::optional<ZQHelpInfoDataList>& list, const auto&) {
-                QVERIFY(list.has_value() && !list->isEmpty());
-                QCOMPARE(list->at(0), o.list->at(0));
-            });
+        const LocalRead local = readLocal();
+        QVERIFY(local.list.has_value() && !local.list->isEmpty());
+        QCOMPARE(local.list->at(0), o.list->at(0));
     }
 
     void emptyOrMissingList_data() {
@@ -413,11 +428,7 @@ private slots:
         QCOMPARE(calls[0].expandFirst, expand);
         QCOMPARE(platform::Plist::readDictionary(cacheFile())->value("expandFirst"),
                  QVariant(stored));
-        // The local read takes the stored text's boolean value.
-        bool localExpand = !expand;
-        ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
-            [&](bool e, const auto&, const auto&, const auto&) { localExpand = e; });
-        QCOMPARE(localExpand, expand);
+        QCOMPARE(readLocal().expand, expand);  // the stored text's boolean value
     }
 
     void faults_data() {
@@ -529,20 +540,6 @@ private slots:
 
     // --- the cache --------------------------------------------------------------
 
-    void localReadWithoutCache() {
-        QList<std::optional<QString>> errors;
-        ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
-            [&](bool expand, const std::optional<QString>& version,
-                const std::optional<ZQHelpInfoDataList>& list,
-                const std::optional<QString>& error) {
-                QVERIFY(!expand);
-                QCOMPARE(version, std::nullopt);
-                QVERIFY(!list.has_value());
-                errors << error;
-            });
-        QCOMPARE(errors, (QList<std::optional<QString>>{QString("no data")}));
-    }
-
     void localReadFiltersBySuffixOnly() {
         const QVariantList list{
             QVariantMap{{"id", "1"}, {"type", "4"}, {"title", "t"}, {"image", "http://h/a.png"}},
@@ -552,23 +549,18 @@ private slots:
         QVERIFY(platform::Plist::writeFile(
             cacheFile(),
             QVariantMap{{"expandFirst", " +0001"}, {"version", "7"}, {"helplist", list}}));
-        int calls = 0;
-        ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
-            [&](bool expand, const std::optional<QString>& version,
-                const std::optional<ZQHelpInfoDataList>& entries,
-                const std::optional<QString>& error) {
-                ++calls;
-                QVERIFY(expand);
-                QCOMPARE(version, std::optional<QString>("7"));
-                QCOMPARE(error, std::nullopt);
-                QCOMPARE(idsOf(*entries), (QStringList{"1", "3"}));
-            });
-        QCOMPARE(calls, 1);
+        const LocalRead local = readLocal();
+        QCOMPARE(local.calls, 1);
+        QVERIFY(local.expand);
+        QCOMPARE(local.version, std::optional<QString>("7"));
+        QCOMPARE(local.error, std::nullopt);
+        QCOMPARE(idsOf(*local.list), (QStringList{"1", "3"}));
     }
 
     void localReadOfBrokenCache_data() {
-        QTest::addColumn<QByteArray>("content");
-        QTest::newRow("empty file") << QByteArray();
+        QTest::addColumn<QByteArray>("content");  // null: no file
+        QTest::newRow("no cache") << QByteArray();
+        QTest::newRow("empty file") << QByteArray("");
         QTest::newRow("not a property list") << QByteArray("{\"version\": 3}");
         QTest::newRow("truncated")
             << platform::Plist::serialize(QVariantMap{{"version", "3"}}).left(60);
@@ -577,11 +569,14 @@ private slots:
 
     void localReadOfBrokenCache() {
         QFETCH(QByteArray, content);
-        QVERIFY(writeFile(cacheFile(), content));
-        std::optional<QString> error;
-        ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
-            [&](bool, const auto&, const auto&, const std::optional<QString>& e) { error = e; });
-        QCOMPARE(error, std::optional<QString>("no data"));
+        QVERIFY(content.isNull() || writeFile(cacheFile(), content));
+        const LocalRead local = readLocal();
+        QCOMPARE(local.calls, 1);
+        QCOMPARE(local.error, std::optional<QString>("no data"));
+        QVERIFY(!local.expand);
+        QCOMPARE(local.version, std::nullopt);
+        QVERIFY(!local.list.has_value());
+        QCOMPARE(QFile::exists(cacheFile()), !content.isNull());
         QCOMPARE(readFile(cacheFile()), content);
     }
 
@@ -779,23 +774,13 @@ private slots:
     void seedFillsMissingCache() {
         ZQHelpListInfoDataManager::checkUserHelpInfoFile();
         QCOMPARE(readFile(cacheFile()), readFile(":/help/helpInfo.plist"));
-        ZQHelpInfoDataList entries;
-        bool expand = false;
-        std::optional<QString> version;
-        ZQHelpListInfoDataManager::getHelpListInfoFromLocalPlist(
-            [&](bool e, const std::optional<QString>& v,
-                const std::optional<ZQHelpInfoDataList>& list,
-                const std::optional<QString>& error) {
-                QCOMPARE(error, std::nullopt);
-                expand = e;
-                version = v;
-                entries = list.value_or(ZQHelpInfoDataList{});
-            });
-        QVERIFY(expand);
-        QCOMPARE(version, std::optional<QString>("1"));
-        QCOMPARE(entries.size(), 4);
+        const LocalRead local = readLocal();
+        QCOMPARE(local.error, std::nullopt);
+        QVERIFY(local.expand);
+        QCOMPARE(local.version, std::optional<QString>("1"));
+        QCOMPARE(local.list->size(), 4);
         QSet<qint64> layouts;
-        for (const ZQHelpInfoDataModel& e : entries) {
+        for (const ZQHelpInfoDataModel& e : *local.list) {
             // Every seed entry is one the service would also accept, and its
             // picture is found in the cache without a download.
             QVERIFY2(e.hasRequiredFieldsForLayout(), qPrintable(e.helpId));
@@ -808,7 +793,7 @@ private slots:
         QCOMPARE(layouts, (QSet<qint64>{1, 2, 3}));
         // The seed is older than the service's list, so the first refresh replaces it.
         QList<Outcome> calls;
-        request(Kind::Wall, version, nullptr, &calls);
+        request(Kind::Wall, local.version, nullptr, &calls);
         QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
         QVERIFY(!calls[0].upToDate);
         QVERIFY(!QFileInfo::exists(cacheFolder() + "/helpinfo_1.png"));
