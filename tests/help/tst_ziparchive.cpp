@@ -34,6 +34,13 @@ private:
     Answer _answer;
 };
 
+// An archive to read, with a recording delegate.
+struct Reader {
+    RecordingDelegate delegate;
+    ZipArchive zip;
+    Reader() { zip.setDelegate(&delegate); }
+};
+
 // A delegate that answers nothing: the base class's defaults.
 class SilentDelegate : public ZipArchiveDelegate {};
 
@@ -125,8 +132,7 @@ private slots:
         QVERIFY(zip.CreateZipFile2(path("t.zip")));
         QVERIFY(zip.addFileToZip(path("src.bin"), "src.bin"));
         QVERIFY(zip.CloseZipFile2());
-        const QJsonArray infos =
-            zipsupport::pythonListing(path("t.zip")).value("entries").toArray();
+        const QJsonArray infos = entriesOf("t.zip");
         QCOMPARE(infos.size(), 1);
         QCOMPARE(infos[0].toObject().value("date_time").toString(), expected);
     }
@@ -150,8 +156,7 @@ private slots:
         QVERIFY(zip.CreateZipFile2(path("m.zip")));
         QVERIFY(zip.addFileToZip(path("does-not-exist.png"), "pic_001.png"));
         QVERIFY(zip.CloseZipFile2());
-        const QJsonArray infos =
-            zipsupport::pythonListing(path("m.zip")).value("entries").toArray();
+        const QJsonArray infos = entriesOf("m.zip");
         QCOMPARE(infos.size(), 1);
         QCOMPARE(infos[0].toObject().value("file_size").toInt(), 0);
     }
@@ -165,8 +170,7 @@ private slots:
         QVERIFY(writeAll(path("ok.txt"), "ok"));
         QVERIFY(zip.addFileToZip(path("ok.txt"), "ok.txt"));
         QVERIFY(zip.CloseZipFile2());
-        const QJsonArray infos =
-            zipsupport::pythonListing(path("u.zip")).value("entries").toArray();
+        const QJsonArray infos = entriesOf("u.zip");
         QCOMPARE(infos.size(), 1);
         QCOMPARE(infos[0].toObject().value("name").toString(), QString("ok.txt"));
     }
@@ -179,7 +183,7 @@ private slots:
         QVERIFY(zip.addFileToZip(path("s.txt"), "s.txt"));
         QVERIFY(zip.CloseZipFile2());
         QVERIFY(QFileInfo(path("r.zip")).size() < 5000);
-        QCOMPARE(zipsupport::pythonListing(path("r.zip")).value("entries").toArray().size(), 1);
+        QCOMPARE(entriesOf("r.zip").size(), 1);
 
         QVERIFY(!zip.CreateZipFile2(path("no/such/folder/r.zip")));
         QVERIFY(!zip.addFileToZip(path("s.txt"), "s.txt"));
@@ -194,8 +198,7 @@ private slots:
         QVERIFY(zip.addFileToZip(path("p.bin"), "p.bin"));
         QVERIFY(zip.CloseZipFile2());
 
-        const QJsonObject withPassword = zipsupport::pythonListing(path("p.zip"), "s3cret!");
-        const QJsonObject entry = withPassword.value("entries").toArray().at(0).toObject();
+        const QJsonObject entry = entriesOf("p.zip", "s3cret!").at(0).toObject();
         QCOMPARE(entry.value("flag_bits").toInt() & 1, 1);
         QCOMPARE(QByteArray::fromBase64(entry.value("data").toString().toLatin1()), secret);
         QVERIFY(zipsupport::pythonListing(path("p.zip"), "wrong").contains("error"));
@@ -204,11 +207,7 @@ private slots:
         QVERIFY(zip.CreateZipFile2(path("plain.zip")));
         QVERIFY(zip.addFileToZip(path("p.bin"), "p.bin"));
         QVERIFY(zip.CloseZipFile2());
-        const QJsonObject plain = zipsupport::pythonListing(path("plain.zip"))
-                                      .value("entries")
-                                      .toArray()
-                                      .at(0)
-                                      .toObject();
+        const QJsonObject plain = entriesOf("plain.zip").at(0).toObject();
         QCOMPARE(plain.value("flag_bits").toInt() & 1, 0);
     }
 
@@ -218,7 +217,7 @@ private slots:
         QVERIFY(zip.CreateZipFile2(path("n.zip"), QString::fromUtf8("密码")));
         QVERIFY(!zip.addFileToZip(path("n.bin"), "n.bin"));
         QVERIFY(zip.CloseZipFile2());
-        QCOMPARE(zipsupport::pythonListing(path("n.zip")).value("entries").toArray().size(), 0);
+        QCOMPARE(entriesOf("n.zip").size(), 0);
     }
 
     void destructorClosesOpenArchive() {
@@ -240,13 +239,11 @@ private slots:
         source.add(QString::fromUtf8("图片/说明.txt"), "unicode name");
         QVERIFY(source.write(path("py.zip")));
 
-        ZipArchive zip;
-        RecordingDelegate delegate;
-        zip.setDelegate(&delegate);
-        QVERIFY(zip.UnzipOpenFile(path("py.zip")));
-        QVERIFY(zip.UnzipFileTo(path("out"), false));
-        QVERIFY(zip.UnzipCloseFile());
-        QCOMPARE(delegate.messages, QStringList());
+        Reader r;
+        QVERIFY(r.zip.UnzipOpenFile(path("py.zip")));
+        QVERIFY(r.zip.UnzipFileTo(path("out"), false));
+        QVERIFY(r.zip.UnzipCloseFile());
+        QCOMPARE(r.delegate.messages, QStringList());
         QCOMPARE(readAll(path("out/a/b.txt")), QByteArray("backslashed"));
         QVERIFY(QFileInfo(path("out/dir")).isDir());
         QCOMPARE(readAll(path("out/dir/sub/c.txt")), QByteArray("deep"));
@@ -303,21 +300,18 @@ private slots:
     void unsafeNamesAreNotExtracted_data() {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("escapesTo");  // relative to the temporary folder
-        QTest::newRow("parent") << "../evil.txt"
-                                << "evil.txt";
-        QTest::newRow("parent inside") << "a/../../evil.txt"
-                                       << "evil.txt";
-        QTest::newRow("backslash parent") << "..\\..\\evil.txt"
-                                          << "../evil.txt";
-        QTest::newRow("mixed separators") << "a\\..\\../evil.txt"
-                                          << "evil.txt";
-        QTest::newRow("absolute") << path("abs/evil.txt") << "abs/evil.txt";
-        QTest::newRow("absolute backslash")
-            << "\\" + path("abs2/evil.txt").mid(1).replace('/', '\\') << "abs2/evil.txt";
-        QTest::newRow("parent folder entry") << "../evildir/"
-                                             << "evildir";
-        QTest::newRow("bare parent") << ".."
-                                     << "";
+        const auto row = [](const char* name, const QString& entry, const char* escapesTo) {
+            QTest::newRow(name) << entry << QString(escapesTo);
+        };
+        row("parent", "../evil.txt", "evil.txt");
+        row("parent inside", "a/../../evil.txt", "evil.txt");
+        row("backslash parent", "..\\..\\evil.txt", "../evil.txt");
+        row("mixed separators", "a\\..\\../evil.txt", "evil.txt");
+        row("absolute", path("abs/evil.txt"), "abs/evil.txt");
+        row("absolute backslash", "\\" + path("abs2/evil.txt").mid(1).replace('/', '\\'),
+            "abs2/evil.txt");
+        row("parent folder entry", "../evildir/", "evildir");
+        row("bare parent", "..", "");
     }
 
     void unsafeNamesAreNotExtracted() {
@@ -329,20 +323,18 @@ private slots:
         source.add("after.txt", "2");
         QVERIFY(source.write(path("slip.zip")));
 
-        RecordingDelegate delegate;
-        ZipArchive zip;
-        zip.setDelegate(&delegate);
-        QVERIFY(zip.UnzipOpenFile(path("slip.zip")));
+        Reader r;
+        QVERIFY(r.zip.UnzipOpenFile(path("slip.zip")));
         QVERIFY(QDir().mkpath(path("target/inner")));
-        QVERIFY(zip.UnzipFileTo(path("target/inner"), true));
+        QVERIFY(r.zip.UnzipFileTo(path("target/inner"), true));
         QCOMPARE(readAll(path("target/inner/before.txt")), QByteArray("1"));
         QCOMPARE(readAll(path("target/inner/after.txt")), QByteArray("2"));
         if (!escapesTo.isEmpty()) {
             QVERIFY(!QFileInfo::exists(path(escapesTo)));
             QVERIFY(!QFileInfo::exists(path("target/" + escapesTo)));
         }
-        QCOMPARE(delegate.messages.size(), 1);
-        QVERIFY(delegate.messages[0].contains("outside the target folder"));
+        QCOMPARE(r.delegate.messages.size(), 1);
+        QVERIFY(r.delegate.messages[0].contains("outside the target folder"));
     }
 
     void symlinkedFolderDoesNotLeadOutside() {
@@ -354,15 +346,13 @@ private slots:
         source.add("link/evil2.txt", "escaped");
         source.add("ok.txt", "ok");
         QVERIFY(source.write(path("l.zip")));
-        RecordingDelegate delegate;
-        ZipArchive zip;
-        zip.setDelegate(&delegate);
-        QVERIFY(zip.UnzipOpenFile(path("l.zip")));
-        QVERIFY(zip.UnzipFileTo(path("target"), true));
+        Reader r;
+        QVERIFY(r.zip.UnzipOpenFile(path("l.zip")));
+        QVERIFY(r.zip.UnzipFileTo(path("target"), true));
         QVERIFY(!QFileInfo::exists(path("outside/new")));
         QVERIFY(!QFileInfo::exists(path("outside/evil2.txt")));
         QCOMPARE(readAll(path("target/ok.txt")), QByteArray("ok"));
-        QCOMPARE(delegate.messages.size(), 2);
+        QCOMPARE(r.delegate.messages.size(), 2);
     }
 
     void symlinkedFileIsNotFollowed() {
@@ -372,13 +362,11 @@ private slots:
         zipsupport::PythonZip source;
         source.add("x.txt", "overwritten");
         QVERIFY(source.write(path("f.zip")));
-        RecordingDelegate delegate;
-        ZipArchive zip;
-        zip.setDelegate(&delegate);
-        QVERIFY(zip.UnzipOpenFile(path("f.zip")));
-        QVERIFY(zip.UnzipFileTo(path("target"), true));
+        Reader r;
+        QVERIFY(r.zip.UnzipOpenFile(path("f.zip")));
+        QVERIFY(r.zip.UnzipFileTo(path("target"), true));
         QCOMPARE(readAll(path("precious.txt")), QByteArray("precious"));
-        QCOMPARE(delegate.messages.size(), 1);
+        QCOMPARE(r.delegate.messages.size(), 1);
     }
 
     void brokenArchives_data() {
@@ -407,31 +395,27 @@ private slots:
         QFETCH(bool, result);
         QFETCH(QStringList, messages);
         QVERIFY(zipsupport::writeDamagedArchive(path("b.zip"), damage));
-        RecordingDelegate delegate;
-        ZipArchive zip;
-        zip.setDelegate(&delegate);
-        QCOMPARE(zip.UnzipOpenFile(path("b.zip")), opens);
-        QCOMPARE(zip.UnzipFileTo(path("out"), true), result);
+        Reader r;
+        QCOMPARE(r.zip.UnzipOpenFile(path("b.zip")), opens);
+        QCOMPARE(r.zip.UnzipFileTo(path("out"), true), result);
         if (opens) {
-            QCOMPARE(delegate.messages, messages);
+            QCOMPARE(r.delegate.messages, messages);
         } else {
             // Nothing open: the walk cannot start.
-            QCOMPARE(delegate.messages, (QStringList{"Failed", "Error occurs"}));
+            QCOMPARE(r.delegate.messages, (QStringList{"Failed", "Error occurs"}));
         }
-        QVERIFY(zip.UnzipCloseFile());
-        QVERIFY(zip.UnzipCloseFile());  // nothing open: still true
+        QVERIFY(r.zip.UnzipCloseFile());
+        QVERIFY(r.zip.UnzipCloseFile());  // nothing open: still true
     }
 
     void corruptEntryKeepsExistingFile() {
         QVERIFY(zipsupport::writeDamagedArchive(path("b.zip"), "data"));
         QVERIFY(writeAll(path("out/victim.txt"), "kept"));
-        RecordingDelegate delegate;
-        ZipArchive zip;
-        zip.setDelegate(&delegate);
-        QVERIFY(zip.UnzipOpenFile(path("b.zip")));
-        QVERIFY(zip.UnzipFileTo(path("out"), true));
+        Reader r;
+        QVERIFY(r.zip.UnzipOpenFile(path("b.zip")));
+        QVERIFY(r.zip.UnzipFileTo(path("out"), true));
         QCOMPARE(readAll(path("out/victim.txt")), QByteArray("kept"));
-        QCOMPARE(delegate.messages, QStringList{"Failed to reading zip file"});
+        QCOMPARE(r.delegate.messages, QStringList{"Failed to reading zip file"});
     }
 
     void readsOwnEncryptedArchive() {
@@ -472,20 +456,18 @@ private slots:
         QVERIFY(writeAll(path("src/tiny.txt"), "hi"));
         QVERIFY(zipsupport::writeInfoZipEncrypted(path("iz.zip"), path("src"),
                                                   {"big.txt", "tiny.txt"}, "Secret-42"));
-        ZipArchive zip;
-        RecordingDelegate delegate;
-        zip.setDelegate(&delegate);
-        QVERIFY(zip.UnzipOpenFile(path("iz.zip"), password));
-        const bool extracted = zip.UnzipFileTo(path("out"), true);
+        Reader r;
+        QVERIFY(r.zip.UnzipOpenFile(path("iz.zip"), password));
+        const bool extracted = r.zip.UnzipFileTo(path("out"), true);
         if (readable) {
             QVERIFY(extracted);
-            QCOMPARE(delegate.messages, QStringList());
+            QCOMPARE(r.delegate.messages, QStringList());
             QCOMPARE(readAll(path("out/big.txt")), big);
             QCOMPARE(readAll(path("out/tiny.txt")), QByteArray("hi"));
         } else {
             // Never the plain bytes: the wrong key either fails the open or the
             // entry's check.
-            QVERIFY(!delegate.messages.isEmpty());
+            QVERIFY(!r.delegate.messages.isEmpty());
             QVERIFY(readAll(path("out/big.txt")) != big);
         }
     }
@@ -498,36 +480,36 @@ private slots:
         source.add("dir\\win.txt", "w");
         source.add("dir/inner.bin", QByteArray(9000, 'q'));
         QVERIFY(source.write(path("d.zip")));
-        ZipArchive zip;
-        RecordingDelegate delegate;
-        zip.setDelegate(&delegate);
-        QVERIFY(zip.UnzipOpenFile(path("d.zip")));
-        const QVariantMap dict = zip.UnzipToDict();
+        Reader r;
+        QVERIFY(r.zip.UnzipOpenFile(path("d.zip")));
+        const QVariantMap dict = r.zip.UnzipToDict();
         QCOMPARE(dict.keys(), (QStringList{"dir/inner.bin", "dir\\win.txt", "top.txt"}));
         QCOMPARE(dict.value("dir/inner.bin").toByteArray(), QByteArray(9000, 'q'));
-        QCOMPARE(delegate.messages, QStringList());
+        QCOMPARE(r.delegate.messages, QStringList());
     }
 
     void unzipToDictReportsBrokenEntries() {
         QVERIFY(zipsupport::writeDamagedArchive(path("e.zip"), "central-signature"));
-        RecordingDelegate delegate;
-        ZipArchive zip;
-        zip.setDelegate(&delegate);
-        QVERIFY(zip.UnzipOpenFile(path("e.zip")));
-        QVERIFY(zip.UnzipToDict().isEmpty());
-        QCOMPARE(delegate.messages,
+        Reader r;
+        QVERIFY(r.zip.UnzipOpenFile(path("e.zip")));
+        QVERIFY(r.zip.UnzipToDict().isEmpty());
+        QCOMPARE(r.delegate.messages,
                  (QStringList{QString::fromUtf8("出错了"), QString::fromUtf8("不能打开该压缩包")}));
-        QVERIFY(zip.UnzipCloseFile());
+        QVERIFY(r.zip.UnzipCloseFile());
 
-        delegate.messages.clear();
+        r.delegate.messages.clear();
         QVERIFY(zipsupport::writeDamagedArchive(path("l.zip"), "local-signature"));
-        QVERIFY(zip.UnzipOpenFile(path("l.zip")));
-        QVERIFY(zip.UnzipToDict().isEmpty());
-        QCOMPARE(delegate.messages, QStringList{QString::fromUtf8("不能打开该压缩包")});
+        QVERIFY(r.zip.UnzipOpenFile(path("l.zip")));
+        QVERIFY(r.zip.UnzipToDict().isEmpty());
+        QCOMPARE(r.delegate.messages, QStringList{QString::fromUtf8("不能打开该压缩包")});
     }
 
 private:
     QString path(const QString& name) const { return _dir->filePath(name); }
+    // The entries of an archive as Python's zipfile reads them.
+    QJsonArray entriesOf(const QString& name, const QString& password = {}) const {
+        return zipsupport::pythonListing(path(name), password).value("entries").toArray();
+    }
     std::unique_ptr<QTemporaryDir> _dir;
 };
 
