@@ -50,33 +50,24 @@ private slots:
         QTest::addColumn<int>("plainRequests");
 
         const QString service = QString::fromUtf8("如何切换到Vesko输入法？");
-        QTest::newRow("no cache, service list")
-            << "none"
-            << ""
-            << "" << false << "(null)" << 0 << 9 << service << "3" << 0 << 0;
-        QTest::newRow("wall fails, plain list")
-            << "none"
-            << "garbage"
-            << "" << false << "(null)" << 0 << 9 << service << "3" << 0 << 1;
-        QTest::newRow("both fail, no cache") << "none"
-                                             << "garbage"
-                                             << "garbage" << false << "(null)" << 0 << 0 << ""
-                                             << "" << -1 << 1;
-        QTest::newRow("seed replaced") << "seed"
-                                       << ""
-                                       << "" << false << "1" << 4 << 9 << service << "3" << 0 << 0;
-        QTest::newRow("both fail, seed kept open") << "seed"
-                                                   << "garbage"
-                                                   << "garbage" << false << "1" << 4 << 4 << ""
-                                                   << "1" << 0 << 1;
-        QTest::newRow("cache up to date") << "newer"
-                                          << ""
-                                          << "" << false << "9" << 2 << 2 << "cached"
-                                          << "9" << -1 << 0;
-        QTest::newRow("newer empty list keeps rows") << "seed"
-                                                     << ""
-                                                     << "" << true << "1" << 4 << 4 << ""
-                                                     << "1" << 0 << 0;
+        const auto row = [](const char* name, const char* cache, const char* wallFault,
+                            const char* plainFault, bool emptyList, const char* sentVersion,
+                            int rowsAtStart, int rows, const QString& firstTitle,
+                            const char* version, int openRow, int plainRequests) {
+            QTest::newRow(name) << cache << wallFault << plainFault << emptyList << sentVersion
+                                << rowsAtStart << rows << firstTitle << version << openRow
+                                << plainRequests;
+        };
+        row("no cache, service list", "none", "", "", false, "(null)", 0, 9, service, "3", 0, 0);
+        row("wall fails, plain list", "none", "garbage", "", false, "(null)", 0, 9, service, "3", 0,
+            1);
+        row("both fail, no cache", "none", "garbage", "garbage", false, "(null)", 0, 0, "", "", -1,
+            1);
+        row("seed replaced", "seed", "", "", false, "1", 4, 9, service, "3", 0, 0);
+        row("both fail, seed kept open", "seed", "garbage", "garbage", false, "1", 4, 4, "", "1", 0,
+            1);
+        row("cache up to date", "newer", "", "", false, "9", 2, 2, "cached", "9", -1, 0);
+        row("newer empty list keeps rows", "seed", "", "", true, "1", 4, 4, "", "1", 0, 0);
     }
 
     void loading() {
