@@ -8,6 +8,7 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDeadlineTimer>
+#include <QDebug>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -30,6 +31,15 @@ inline bool syncWithBus(const QDBusConnection& bus) {
         QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
         QStringLiteral("org.freedesktop.DBus"), QStringLiteral("GetId"));
     return bus.call(getId, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage;
+}
+
+// The value with the type of every nested value spelt out. QVariant's ==
+// takes 1 for 1.0; this text does not (though it rounds doubles, so compare
+// both where they matter).
+inline QString typedText(const QVariant& value) {
+    QString text;
+    QDebug(&text) << value;
+    return text;
 }
 
 // Runs a program to its end (tests only: the test thread may block).

@@ -68,45 +68,12 @@ struct Notification {
     QVariantMap userInfo;
 };
 
-// Same value and same type at every level.
-bool sameTyped(const QVariant& a, const QVariant& b) {
-    if (a.metaType() != b.metaType()) {
-        return false;
-    }
-    if (a.metaType().id() == QMetaType::QVariantMap) {
-        const QVariantMap ma = a.toMap();
-        const QVariantMap mb = b.toMap();
-        if (ma.keys() != mb.keys()) {
-            return false;
-        }
-        for (auto it = ma.cbegin(); it != ma.cend(); ++it) {
-            if (!sameTyped(it.value(), mb.value(it.key()))) {
-                return false;
-            }
-        }
-        return true;
-    }
-    return a == b;
-}
-
-QString describeMap(const QVariantMap& map) {
-    QStringList parts;
-    for (auto it = map.cbegin(); it != map.cend(); ++it) {
-        parts.append(
-            QStringLiteral("%1=%2(%3)")
-                .arg(it.key(), it.value().toString(), QString::fromLatin1(it.value().typeName())));
-    }
-    return parts.join(QStringLiteral(", "));
-}
-
 }  // namespace
 
 class TestSiblingApps : public QObject {
     Q_OBJECT
 
 private slots:
-    // ---------------------------------------------------------------------------
-    // Fixture
 
     void initTestCase() {
         QVERIFY2(QDBusConnection::sessionBus().isConnected(), "the test runs on a private bus");
@@ -116,9 +83,8 @@ private slots:
         // The system version is read once per process: make it 10.13.6 before
         // anything asks, so that the touch-bar rule applies.
         QVERIFY(platform::Plist::writeFile(
-            _systemRoot.filePath(QStringLiteral("System/Library/CoreServices/SystemVersion.plist")),
-            QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.13.6")},
-                        {QStringLiteral("ProductBuildVersion"), QStringLiteral("17G66")}}));
+            _systemRoot.filePath("System/Library/CoreServices/SystemVersion.plist"),
+            QVariantMap{{"ProductVersion", "10.13.6"}, {"ProductBuildVersion", "17G66"}}));
         qputenv("VESKO_SYSTEM_ROOT", _systemRoot.path().toUtf8());
 
         ZQLogManager* log = ZQLogManager::sharedInstance();
@@ -158,9 +124,6 @@ private slots:
         _listener.reset();
         QDBusConnection::disconnectFromBus(QString::fromLatin1(kListenerConnection));
     }
-
-    // ---------------------------------------------------------------------------
-    // Process table
 
     void indexesOutsideTheTable_data() {
         QTest::addColumn<qint64>("index");
@@ -257,7 +220,7 @@ private slots:
         QTest::addColumn<bool>("serverCounts");
         QTest::addColumn<bool>("expected");
 
-        const QString server = QStringLiteral("/usr/libexec/TouchBarServer");
+        const QString server = "/usr/libexec/TouchBarServer";
         const QString agent = QStringLiteral(
             "/System/Library/CoreServices/ControlStrip.app/Contents/MacOS/TouchBarAgent");
         QTest::newRow("server, 10.13 or later") << server << qint64(6) << true << true;
@@ -283,13 +246,10 @@ private slots:
     void touchBarServerOnThisSystem() {
         // This process reads its system version as 10.13.6 (initTestCase).
         QVERIFY(!isVeskoProcessExist(6));
-        MarkerProcess server(QStringLiteral("/usr/libexec/TouchBarServer"));
+        MarkerProcess server("/usr/libexec/TouchBarServer");
         QVERIFY(server.isStarted());
         QVERIFY(isVeskoProcessExist(6));
     }
-
-    // ---------------------------------------------------------------------------
-    // Openers
 
     void opener_data() {
         QTest::addColumn<Invoke>("invoke");
@@ -303,12 +263,12 @@ private slots:
         QTest::addColumn<QStringList>("logRunning");
         QTest::addColumn<QStringList>("logLaunched");
 
-        const QString load = QStringLiteral("kVeskoNotifyLoadXibInZQAssistPanel");
-        const QString page = QStringLiteral("kVeskoPreferencesXibName");
+        const QString load = "kVeskoNotifyLoadXibInZQAssistPanel";
+        const QString page = "kVeskoPreferencesXibName";
         const QString panel = designBundle(zq::utility::kAssistPanelBundle);
-        const QStringList beg{QStringLiteral("beg")};
-        const QStringList begLaunched{QStringLiteral("beg"), QStringLiteral("launch success")};
-        const QStringList launched{QStringLiteral("launch success")};
+        const QStringList beg{"beg"};
+        const QStringList begLaunched{"beg", "launch success"};
+        const QStringList launched{"launch success"};
 
         const auto add = [](const char* name, const Invoke& invoke, qint64 index,
                             const QString& notification, const QVariantMap& payload,
@@ -332,114 +292,91 @@ private slots:
         }
         add(
             "accessibility", [] { CallAccessibilityAuthorizeToVeskoPreference(2, 1); }, 4, load,
-            {{page, QStringLiteral("ZQAccesAuthorize")},
-             {QStringLiteral("AccesAction"), QStringLiteral("2")},
-             {QStringLiteral("AccesType"), QStringLiteral("1")}},
-            panel, {"-ZQAccesAuthorize", "-2", "-1"}, "CallAccessibilityAuthorizeToVeskoPreference",
-            beg, begLaunched);
-        add(
-            "accessibility, negative action",
-            [] { CallAccessibilityAuthorizeToVeskoPreference(-1, 0); }, 4, load,
-            {{page, QStringLiteral("ZQAccesAuthorize")},
-             {QStringLiteral("AccesAction"), QStringLiteral("-1")},
-             {QStringLiteral("AccesType"), QStringLiteral("0")}},
-            panel, {"-ZQAccesAuthorize", "--1", "-0"},
-            "CallAccessibilityAuthorizeToVeskoPreference", beg, begLaunched);
+            {{page, "ZQAccesAuthorize"}, {"AccesAction", "2"}, {"AccesType", "1"}}, panel,
+            {"-ZQAccesAuthorize", "-2", "-1"}, "CallAccessibilityAuthorizeToVeskoPreference", beg,
+            begLaunched);
         add(
             "update detail",
             [] {
-                CallUpdateDetailToVeskoPreference(QStringLiteral("/tmp/Vesko 6.10.pkg"),
-                                                  QStringLiteral("UpdateByPkg"),
-                                                  QStringLiteral("6.10.0"));
+                CallUpdateDetailToVeskoPreference(
+                    "/tmp/Vesko 6.10.pkg", QStringLiteral("UpdateByPkg"), QStringLiteral("6.10.0"));
             },
             4, load,
-            {{page, QStringLiteral("ZQUpdateDetail")},
-             {QStringLiteral("UpdatePkgPath"), QStringLiteral("/tmp/Vesko 6.10.pkg")},
-             {QStringLiteral("UpdateMode"), QStringLiteral("UpdateByPkg")},
-             {QStringLiteral("UpdateVersion"), QStringLiteral("6.10.0")}},
+            {{page, "ZQUpdateDetail"},
+             {"UpdatePkgPath", "/tmp/Vesko 6.10.pkg"},
+             {"UpdateMode", "UpdateByPkg"},
+             {"UpdateVersion", "6.10.0"}},
             panel, {"-ZQUpdateDetail", "-/tmp/Vesko 6.10.pkg", "-UpdateByPkg", "-6.10.0"},
             "CallUpdateDetailToVeskoPreference", beg, begLaunched);
         add(
             "update detail without a package",
             [] {
-                CallUpdateDetailToVeskoPreference(QString(), QStringLiteral("Silent"),
-                                                  QStringLiteral("6.10.0"));
+                CallUpdateDetailToVeskoPreference(QString(), "Silent", QStringLiteral("6.10.0"));
             },
             4, load,
-            {{page, QStringLiteral("ZQUpdateDetail")},
-             {QStringLiteral("UpdatePkgPath"), QStringLiteral("")},
-             {QStringLiteral("UpdateMode"), QStringLiteral("Silent")},
-             {QStringLiteral("UpdateVersion"), QStringLiteral("6.10.0")}},
+            {{page, "ZQUpdateDetail"},
+             {"UpdatePkgPath", ""},
+             {"UpdateMode", "Silent"},
+             {"UpdateVersion", "6.10.0"}},
             panel, {"-ZQUpdateDetail", "-", "-Silent", "-6.10.0"},
             "CallUpdateDetailToVeskoPreference", beg, begLaunched);
         add(
             "authorisation", [] { CallAuthPanel(5, 13); }, 4, load,
-            {{page, QStringLiteral("ZQAuthorize")},
-             {QStringLiteral("ZQAuthorizeType"), QStringLiteral("5")},
-             {QStringLiteral("ZQAuthorizeSourceType"), QStringLiteral("13")}},
+            {{page, "ZQAuthorize"}, {"ZQAuthorizeType", "5"}, {"ZQAuthorizeSourceType", "13"}},
             panel, {"-ZQAuthorize", "-5", "-13"}, "CallAuthPanel", beg, begLaunched);
 
         const QString preference = designBundle(zq::utility::kPreferenceBundle);
-        const QString changeView = QStringLiteral("kVeskoNotifyChangeViewInVeskoPreference");
+        const QString changeView = "kVeskoNotifyChangeViewInVeskoPreference";
         add(
             "preferences with a tab",
             [] {
                 CallPreferenceToVeskoPreference(
-                    {{QStringLiteral("keyPreferenceTab"), QStringLiteral("2")},
-                     {QStringLiteral("keyShowSpeechStatusItemAlert"), QStringLiteral("1")}});
+                    {{"keyPreferenceTab", "2"}, {"keyShowSpeechStatusItemAlert", "1"}});
             },
             3, changeView,
-            {{page, QStringLiteral("ZQPreferences")},
-             {QStringLiteral("keyPreferenceTab"), QStringLiteral("2")},
-             {QStringLiteral("keyShowSpeechStatusItemAlert"), QStringLiteral("1")}},
+            {{page, "ZQPreferences"},
+             {"keyPreferenceTab", "2"},
+             {"keyShowSpeechStatusItemAlert", "1"}},
             preference, {"-ZQPreferences", "-2", "-1", "-0", "-0"},
             "CallPreferenceToVeskoPreference", beg, begLaunched);
         add(
             "preferences without a tab",
             [] {
-                CallPreferenceToVeskoPreference(
-                    {{QStringLiteral("keyShowSpeechStatusItemAlert"), QStringLiteral("1")}});
+                CallPreferenceToVeskoPreference({{"keyShowSpeechStatusItemAlert", "1"}});
             },
-            3, changeView,
-            {{page, QStringLiteral("ZQPreferences")},
-             {QStringLiteral("keyShowSpeechStatusItemAlert"), QStringLiteral("1")}},
+            3, changeView, {{page, "ZQPreferences"}, {"keyShowSpeechStatusItemAlert", "1"}},
             preference, {"-ZQPreferences"}, "CallPreferenceToVeskoPreference", beg, begLaunched);
         add(
             "preferences, numbers and a page of the caller's",
             [] {
-                CallPreferenceToVeskoPreference(
-                    {{QStringLiteral("keyPreferenceTab"), qint64(3)},
-                     {QStringLiteral("keyShowPicCustumItemAlert"), true},
-                     {QStringLiteral("kVeskoPreferencesXibName"), QStringLiteral("ZQSkin")}});
+                CallPreferenceToVeskoPreference({{"keyPreferenceTab", qint64(3)},
+                                                 {"keyShowPicCustumItemAlert", true},
+                                                 {"kVeskoPreferencesXibName", "ZQSkin"}});
             },
             3, changeView,
-            {{page, QStringLiteral("ZQSkin")},
-             {QStringLiteral("keyPreferenceTab"), qint64(3)},
-             {QStringLiteral("keyShowPicCustumItemAlert"), true}},
+            {{page, "ZQSkin"},
+             {"keyPreferenceTab", qint64(3)},
+             {"keyShowPicCustumItemAlert", true}},
             preference, {"-ZQPreferences", "-3", "-0", "-0", "-1"},
             "CallPreferenceToVeskoPreference", beg, begLaunched);
 
         const QString statPanel = designBundle(zq::utility::kInputStatPanelBundle);
-        const QString statView = QStringLiteral("kVeskoNotifyChangeViewInInputStat");
+        const QString statView = "kVeskoNotifyChangeViewInInputStat";
         add(
             "input statistics",
             [] {
-                CallInputStatPanel({{QStringLiteral("keyInputStatTab"), QStringLiteral("2")},
-                                    {QStringLiteral("from"), QStringLiteral("menu")}});
+                CallInputStatPanel({{"keyInputStatTab", "2"}, {"from", "menu"}});
             },
-            8, statView,
-            {{QStringLiteral("keyInputStatTab"), QStringLiteral("2")},
-             {QStringLiteral("from"), QStringLiteral("menu")}},
-            statPanel, {"2"}, "CallInputStatPanel", {}, launched);
+            8, statView, {{"keyInputStatTab", "2"}, {"from", "menu"}}, statPanel, {"2"},
+            "CallInputStatPanel", {}, launched);
         add(
             "input statistics without a tab", [] { CallInputStatPanel({}); }, 8, statView, {},
             statPanel, {}, "CallInputStatPanel", {}, launched);
 
         add(
-            "screenshot", [] { CallScreenshotApp(QStringLiteral("kVeskoNotifyScreenShotOCR")); },
-            14, QStringLiteral("kVeskoNotifyScreenShotOCR"), {},
-            designBundle(zq::utility::kTextRecognitionBundle), {"-kVeskoNotifyScreenShotOCR"},
-            "CallScreenshotApp", {}, launched);
+            "screenshot", [] { CallScreenshotApp("kVeskoNotifyScreenShotOCR"); }, 14,
+            "kVeskoNotifyScreenShotOCR", {}, designBundle(zq::utility::kTextRecognitionBundle),
+            {"-kVeskoNotifyScreenShotOCR"}, "CallScreenshotApp", {}, launched);
     }
 
     void opener() {
@@ -472,8 +409,7 @@ private slots:
             const QList<Notification> got = seenBeforeMarker();
             QCOMPARE(got.size(), 1);
             QCOMPARE(got.constFirst().name, notification);
-            QVERIFY2(sameTyped(got.constFirst().userInfo, payload),
-                     qPrintable(describeMap(got.constFirst().userInfo)));
+            QCOMPARE(zq::test::typedText(got.constFirst().userInfo), zq::test::typedText(payload));
             QCOMPARE(logEntries(function), logRunning);
             QVERIFY2(!QFile::exists(zq::test::recordedArgumentsFile(local)),
                      "nothing was launched");
@@ -521,7 +457,7 @@ private slots:
         // Nothing is installed under this case's install root.
         QVERIFY(!isVeskoProcessExist(4));
         CallZQAssistantPanelPage(0);
-        CallInputStatPanel({{QStringLiteral("keyInputStatTab"), QStringLiteral("1")}});
+        CallInputStatPanel({{"keyInputStatTab", "1"}});
         QCOMPARE(logEntries(QStringLiteral("CallZQAssistantPanelPage")),
                  (QStringList{"beg", "launch failed"}));
         QCOMPARE(logEntries(QStringLiteral("CallInputStatPanel")), QStringList{"launch failed"});
@@ -541,70 +477,54 @@ private slots:
         QVERIFY(QDir(zq::utility::pluginFolder()).removeRecursively());
     }
 
-    // ---------------------------------------------------------------------------
-    // Skin shop and screen recording
-
-    void skinShopRunning_data() {
+    void skinShop_data() {
+        QTest::addColumn<bool>("running");
         QTest::addColumn<qint64>("launchFrom");
         QTest::addColumn<QString>("url");
-        QTest::addColumn<QString>("expectedUrl");
-        QTest::newRow("address") << qint64(4) << "https://skin.vesko.example/shop?id=7"
-                                 << "https://skin.vesko.example/shop?id=7";
-        QTest::newRow("empty address") << qint64(0) << ""
-                                       << "";
-        QTest::newRow("no address") << qint64(-2) << QString() << "";
+        QTest::addColumn<QStringList>("arguments");  // of the launch, when not running
+        const QString address = "https://skin.vesko.example/shop?id=7";
+        QTest::newRow("running, address") << true << qint64(4) << address << QStringList();
+        QTest::newRow("running, empty address") << true << qint64(0) << "" << QStringList();
+        QTest::newRow("running, no address") << true << qint64(-2) << QString() << QStringList();
+        QTest::newRow("not running, address")
+            << false << qint64(4) << address << QStringList{"-4", "-" + address};
+        QTest::newRow("not running, empty address")
+            << false << qint64(0) << "" << QStringList{"-0", "-"};
     }
 
-    void skinShopRunning() {
-        QFETCH(qint64, launchFrom);
-        QFETCH(QString, url);
-        QFETCH(QString, expectedUrl);
-
-        QDBusConnection shop = QDBusConnection::connectToBus(
-            QDBusConnection::SessionBus, QString::fromLatin1(kSkinShopConnection));
-        FakeApplication application;
-        QVERIFY(shop.registerObject(QStringLiteral("/com/vesko/ZQSkinManager"), &application,
-                                    QDBusConnection::ExportAllSlots));
-        QVERIFY(shop.registerService(VeskoSkinShopBundleIdentifier()));
-
-        const QString local = localBundle(zq::utility::kSkinManagerBundle);
-        QVERIFY(zq::test::makeRecordingBundle(local));
-        CallSkinShopApp(launchFrom, url);
-
-        QVERIFY(drainNotifications());
-        const QList<Notification> got = seenBeforeMarker();
-        QCOMPARE(got.size(), 1);
-        QCOMPARE(got.constFirst().name, QStringLiteral("kVeskoNotifyLaunchSkinShop"));
-        QVERIFY2(sameTyped(got.constFirst().userInfo,
-                           QVariantMap{{QStringLiteral("launchFrom"), QString::number(launchFrom)},
-                                       {QStringLiteral("urlString"), expectedUrl}}),
-                 qPrintable(describeMap(got.constFirst().userInfo)));
-        QTRY_COMPARE(application.activations, 1);
-        QVERIFY(logEntries(QStringLiteral("CallSkinShopApp")).isEmpty());
-        QVERIFY(!QFile::exists(zq::test::recordedArgumentsFile(local)));
-    }
-
-    void skinShopNotRunning_data() {
-        QTest::addColumn<qint64>("launchFrom");
-        QTest::addColumn<QString>("url");
-        QTest::addColumn<QStringList>("arguments");
-        QTest::newRow("address") << qint64(4) << "https://skin.vesko.example/s"
-                                 << QStringList{"-4", "-https://skin.vesko.example/s"};
-        QTest::newRow("empty address") << qint64(0) << "" << QStringList{"-0", "-"};
-    }
-
-    void skinShopNotRunning() {
+    void skinShop() {
+        QFETCH(bool, running);
         QFETCH(qint64, launchFrom);
         QFETCH(QString, url);
         QFETCH(QStringList, arguments);
+        FakeApplication application;
+        if (running) {
+            QDBusConnection shop = QDBusConnection::connectToBus(
+                QDBusConnection::SessionBus, QString::fromLatin1(kSkinShopConnection));
+            QVERIFY(shop.registerObject("/com/vesko/ZQSkinManager", &application,
+                                        QDBusConnection::ExportAllSlots));
+            QVERIFY(shop.registerService(VeskoSkinShopBundleIdentifier()));
+        }
         const QString local = localBundle(zq::utility::kSkinManagerBundle);
         QVERIFY(zq::test::makeRecordingBundle(local));
         CallSkinShopApp(launchFrom, url);
-        QTRY_VERIFY(zq::test::recordedArguments(local).has_value());
-        QCOMPARE(*zq::test::recordedArguments(local), arguments);
-        QCOMPARE(logEntries(QStringLiteral("CallSkinShopApp")), QStringList{"launch success"});
+        if (!running) {
+            QTRY_VERIFY(zq::test::recordedArguments(local).has_value());
+            QCOMPARE(*zq::test::recordedArguments(local), arguments);
+        }
         QVERIFY(drainNotifications());
-        QVERIFY(seenBeforeMarker().isEmpty());
+        const QList<Notification> got = seenBeforeMarker();
+        QCOMPARE(got.size(), running ? 1 : 0);
+        if (running) {
+            QCOMPARE(got.constFirst().name, QStringLiteral("kVeskoNotifyLaunchSkinShop"));
+            QCOMPARE(zq::test::typedText(got.constFirst().userInfo),
+                     zq::test::typedText(QVariantMap{{"launchFrom", QString::number(launchFrom)},
+                                                     {"urlString", url}}));
+            QTRY_COMPARE(application.activations, 1);
+            QVERIFY(!QFile::exists(zq::test::recordedArgumentsFile(local)));
+        }
+        QCOMPARE(logEntries("CallSkinShopApp"),
+                 running ? QStringList() : QStringList{"launch success"});
     }
 
     void screenRecordAuth_data() {
@@ -613,8 +533,8 @@ private slots:
 
         // Through the settings-page table: the desktop's addresses, never the
         // input method's own (no desktop has a handler for those).
-        const QUrl localPane(QStringLiteral("settings://security"));
-        const QUrl localPrivacy(QStringLiteral("settings://privacy/screen-recording"));
+        const QUrl localPane("settings://security");
+        const QUrl localPrivacy("settings://privacy/screen-recording");
         QTest::newRow("settings not running") << false << QList<QUrl>{localPrivacy};
         QTest::newRow("settings running") << true << QList<QUrl>{localPane, localPrivacy};
     }
@@ -628,7 +548,7 @@ private slots:
             opened.append(url);
             return true;
         });
-        const QString ini = _scratch.filePath(QStringLiteral("panes.ini"));
+        const QString ini = _scratch.filePath("panes.ini");
         QFile file(ini);
         QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         file.write(
@@ -655,14 +575,10 @@ private slots:
         QVERIFY(logEntries(QStringLiteral("CallSystemScreenRecordAuth")).isEmpty());
     }
 
-    // ---------------------------------------------------------------------------
-    // Notification helpers
-
     void notificationHelpers() {
-        SendDistributedNotification(QStringLiteral("kZQTestNone"));
-        SendDistributedNotification(QStringLiteral("kZQTestNull"), std::nullopt);
-        SendDistributedNotification(QStringLiteral("kZQTestPayload"),
-                                    QVariantMap{{QStringLiteral("log"), QStringLiteral("行")}});
+        SendDistributedNotification("kZQTestNone");
+        SendDistributedNotification("kZQTestNull", std::nullopt);
+        SendDistributedNotification("kZQTestPayload", QVariantMap{{"log", "行"}});
         QVERIFY(drainNotifications());
         const QList<Notification> got = seenBeforeMarker();
         QCOMPARE(got.size(), 3);
@@ -676,12 +592,11 @@ private slots:
         QObject context;
         QList<Notification> local;
         platform::NotificationCenter::defaultCenter()->addObserver(
-            &context, QStringLiteral("kZQTestLocal"),
-            [&local](const QString& name, const QVariantMap& userInfo) {
+            &context, "kZQTestLocal", [&local](const QString& name, const QVariantMap& userInfo) {
                 local.append({name, userInfo});
             });
-        SendNotification(QStringLiteral("kZQTestLocal"), QVariantMap{{QStringLiteral("k"), 1}});
-        SendNotification(QStringLiteral("kZQTestLocal"));
+        SendNotification("kZQTestLocal", QVariantMap{{"k", 1}});
+        SendNotification("kZQTestLocal");
         QCOMPARE(local.size(), 2);
         QCOMPARE(local.at(0).userInfo.value(QStringLiteral("k")), QVariant(1));
         QVERIFY(local.at(1).userInfo.isEmpty());
@@ -691,13 +606,12 @@ private slots:
 
     void notificationFromAnotherThread() {
         QThread* worker = QThread::create([] {
-            SendDistributedNotification(QStringLiteral("kZQTestFromWorker"),
-                                        QVariantMap{{QStringLiteral("n"), qint64(1)}});
+            SendDistributedNotification("kZQTestFromWorker", QVariantMap{{"n", qint64(1)}});
         });
         worker->start();
         QVERIFY(worker->wait(10000));
         delete worker;
-        QTRY_VERIFY(seen(QStringLiteral("kZQTestFromWorker")));
+        QTRY_VERIFY(seen("kZQTestFromWorker"));
     }
 
     void uploadUserSettings() {
@@ -706,14 +620,10 @@ private slots:
         const QList<Notification> got = seenBeforeMarker();
         QCOMPARE(got.size(), 1);
         QCOMPARE(got.constFirst().name, QStringLiteral("kVeskoNotifySyncConfigClosePreference"));
-        QVERIFY(sameTyped(got.constFirst().userInfo,
-                          QVariantMap{{QStringLiteral("sync_setting"), true},
-                                      {QStringLiteral("sync_phrase"), false},
-                                      {QStringLiteral("sync_expression"), false}}));
+        QCOMPARE(zq::test::typedText(got.constFirst().userInfo),
+                 zq::test::typedText(QVariantMap{
+                     {"sync_setting", true}, {"sync_phrase", false}, {"sync_expression", false}}));
     }
-
-    // ---------------------------------------------------------------------------
-    // Addresses
 
     void urlAddress_data() {
         QTest::addColumn<QString>("text");
@@ -771,9 +681,6 @@ private slots:
         QCOMPARE(opened.constFirst().toEncoded(), expected);
     }
 
-    // ---------------------------------------------------------------------------
-    // Administrator rights
-
     void doAppleScript_data() {
         QTest::addColumn<QString>("command");  // FILE stands for an output file
         QTest::addColumn<bool>("expected");
@@ -795,7 +702,7 @@ private slots:
         QFETCH(QByteArray, output);
 
         // The helper records that it was used, then runs its arguments as pkexec would.
-        const QString helper = _scratch.filePath(QStringLiteral("grant"));
+        const QString helper = _scratch.filePath("grant");
         {
             QFile script(helper);
             QVERIFY(script.open(QIODevice::WriteOnly | QIODevice::Truncate));
@@ -806,9 +713,9 @@ private slots:
         QFile::remove(helper + QStringLiteral(".used"));
         zq::utility::setPrivilegeHelper({helper});
 
-        const QString file = _scratch.filePath(QStringLiteral("out.txt"));
+        const QString file = _scratch.filePath("out.txt");
         QFile::remove(file);
-        command.replace(QStringLiteral("FILE"), file);
+        command.replace("FILE", file);
 
         QCOMPARE(::doAppleScript(command), expected);
         QFile used(helper + QStringLiteral(".used"));
@@ -824,8 +731,8 @@ private slots:
     }
 
     void doAppleScriptWithoutHelper() {
-        zq::utility::setPrivilegeHelper({_scratch.filePath(QStringLiteral("no-such-helper"))});
-        const QString file = _scratch.filePath(QStringLiteral("never.txt"));
+        zq::utility::setPrivilegeHelper({_scratch.filePath("no-such-helper")});
+        const QString file = _scratch.filePath("never.txt");
         QVERIFY(!::doAppleScript(QStringLiteral("touch '%1'").arg(file)));
         QVERIFY(!QFile::exists(file));
     }
@@ -833,8 +740,8 @@ private slots:
     void doAppleScriptKeepsEventsFlowing() {
         // The command waits for a line that only a timer of this thread writes:
         // it can finish only if this thread keeps handling events meanwhile.
-        zq::utility::setPrivilegeHelper({QStringLiteral("/usr/bin/env")});
-        const QString fifo = _scratch.filePath(QStringLiteral("answer.fifo"));
+        zq::utility::setPrivilegeHelper({"/usr/bin/env"});
+        const QString fifo = _scratch.filePath("answer.fifo");
         QFile::remove(fifo);
         QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
         int writer = -1;
@@ -852,8 +759,8 @@ private slots:
     }
 
     void runPrivilegedCommand() {
-        zq::utility::setPrivilegeHelper({QStringLiteral("/usr/bin/env")});
-        const QString file = _scratch.filePath(QStringLiteral("async.txt"));
+        zq::utility::setPrivilegeHelper({"/usr/bin/env"});
+        const QString file = _scratch.filePath("async.txt");
         QFile::remove(file);
 
         QObject context;
@@ -870,14 +777,13 @@ private slots:
         QCOMPARE(doneThread, QCoreApplication::instance()->thread());
 
         std::optional<bool> failed;
-        zq::utility::runPrivilegedCommand(QStringLiteral("exit 1"), &context,
-                                          [&](bool ok) { failed = ok; });
+        zq::utility::runPrivilegedCommand("exit 1", &context, [&](bool ok) { failed = ok; });
         QTRY_VERIFY(failed.has_value());
         QVERIFY(!*failed);
 
         // A command whose context goes away still runs to its end; only the
         // completion is dropped.
-        const QString late = _scratch.filePath(QStringLiteral("late.txt"));
+        const QString late = _scratch.filePath("late.txt");
         QFile::remove(late);
         bool called = false;
         {
