@@ -52,8 +52,7 @@ public slots:
         for (const QDBusMessage& message : std::as_const(held)) {
             QDBusConnection::connectToBus(QDBusConnection::SessionBus,
                                           QString::fromLatin1(kServerConnection))
-                .send(
-                    message.createReply(QVariant::fromValue(QDBusVariant(QStringLiteral("late")))));
+                .send(message.createReply(QVariant::fromValue(QDBusVariant("late"))));
         }
         held.clear();
     }
@@ -81,14 +80,13 @@ public:
     }
     bool start() {
         return _bus.isConnected() &&
-               _bus.registerObject(QStringLiteral("/"), &_server,
-                                   QDBusConnection::ExportAllSlots) &&
-               _bus.registerService(QStringLiteral("com.vesko.NotifyServer"));
+               _bus.registerObject("/", &_server, QDBusConnection::ExportAllSlots) &&
+               _bus.registerService("com.vesko.NotifyServer");
     }
     void stop() {
         if (_bus.isConnected()) {
-            _bus.unregisterService(QStringLiteral("com.vesko.NotifyServer"));
-            _bus.unregisterObject(QStringLiteral("/"));
+            _bus.unregisterService("com.vesko.NotifyServer");
+            _bus.unregisterObject("/");
         }
     }
     NotifyServer& server() { return _server; }
@@ -126,9 +124,9 @@ private slots:
                 continue;
             }
             if (reader.name() == u"interface") {
-                interfaceName = reader.attributes().value(QStringLiteral("name")).toString();
+                interfaceName = reader.attributes().value("name").toString();
             } else if (reader.name() == u"method") {
-                methods.append(reader.attributes().value(QStringLiteral("name")).toString());
+                methods.append(reader.attributes().value("name").toString());
             } else if (reader.name() == u"arg") {
                 ++argumentCounts[methods.constLast()];
             }
@@ -166,15 +164,14 @@ private slots:
         QTRY_COMPARE(harness.server().feedbackClicks.load(), 1);
         QTRY_COMPARE(harness.server().evaluationClicks.load(), 2);
 
-        const std::optional<QVariantList> count = proxy->call(QStringLiteral("getUserDictNum"));
+        const std::optional<QVariantList> count = proxy->call("getUserDictNum");
         QVERIFY(count.has_value());
         QCOMPARE(count->size(), 1);
         QCOMPARE(count->constFirst().toLongLong(), qint64(4096));
 
-        const std::optional<QVariantList> first =
-            proxy->call(QStringLiteral("getFirstResultWithPy"),
-                        {QVariant::fromValue(QDBusVariant(QStringLiteral("zhong"))),
-                         QVariant::fromValue(QDBusVariant(QStringLiteral("中")))});
+        const std::optional<QVariantList> first = proxy->call(
+            "getFirstResultWithPy",
+            {QVariant::fromValue(QDBusVariant("zhong")), QVariant::fromValue(QDBusVariant("中"))});
         QVERIFY(first.has_value());
         QCOMPARE(first->constFirst().toString(), QStringLiteral("zhong|中"));
 
@@ -204,8 +201,7 @@ private slots:
 
         bool sent = false;
         QThread* caller = QThread::create([proxy, &sent] {
-            sent = proxy->send(QStringLiteral("getCloudStateData")) &&
-                   proxy->send(QStringLiteral("clickCommitFeedbackStatistics"));
+            sent = proxy->send("getCloudStateData") && proxy->send("clickCommitFeedbackStatistics");
         });
         caller->start();
         const bool returned = caller->wait(10000);

@@ -11,18 +11,16 @@
 #include <QThread>
 #include <QUuid>
 
+#include <algorithm>
+
 using namespace platform;
 
 namespace {
 
 bool listed(const QString& text) {
     const QStringList lines = ProcessList::commandLines();
-    for (const QString& line : lines) {
-        if (line.contains(text)) {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(lines.cbegin(), lines.cend(),
+                       [&text](const QString& line) { return line.contains(text); });
 }
 
 }  // namespace
@@ -87,7 +85,7 @@ private slots:
     void launchRefusesWhatCannotRun() {
         QFETCH(QString, kind);
         QTemporaryDir dir;
-        const QString bundle = dir.filePath(QStringLiteral("Broken.app"));
+        const QString bundle = dir.filePath("Broken.app");
         const QString executable = zq::test::bundleExecutable(bundle);
         if (kind == u"empty") {
             QVERIFY(QDir().mkpath(bundle + QStringLiteral("/Contents/MacOS")));
@@ -117,17 +115,15 @@ private slots:
             outcomes.append(ok);
             doneThreads.append(QThread::currentThread());
         };
-        Workspace::openUrl(QUrl(QStringLiteral("https://vesko.example/a")), &context, done);
-        Workspace::openUrl(QUrl(QStringLiteral("nohandler:x")), &context, done);
-        Workspace::openUrl(
-            QUrl(QStringLiteral("https://vesko.example/b")));  // no context, no completion
+        Workspace::openUrl(QUrl("https://vesko.example/a"), &context, done);
+        Workspace::openUrl(QUrl("nohandler:x"), &context, done);
+        Workspace::openUrl(QUrl("https://vesko.example/b"));  // no context, no completion
         QVERIFY2(opened.isEmpty(), "the handler runs on a later turn of the event loop");
         QVERIFY(outcomes.isEmpty());
 
         QTRY_COMPARE(opened.size(), 3);
         QCOMPARE(opened, (QList<QUrl>{QUrl(QStringLiteral("https://vesko.example/a")),
-                                      QUrl(QStringLiteral("nohandler:x")),
-                                      QUrl(QStringLiteral("https://vesko.example/b"))}));
+                                      QUrl("nohandler:x"), QUrl("https://vesko.example/b")}));
         QCOMPARE(outcomes, (QList<bool>{true, false}));
         for (QThread* thread : std::as_const(doneThreads) + handlerThreads) {
             QCOMPARE(thread, QCoreApplication::instance()->thread());
@@ -139,12 +135,12 @@ private slots:
         int completions = 0;
         {
             QObject context;
-            Workspace::openUrl(QUrl(QStringLiteral("https://vesko.example/gone")), &context,
+            Workspace::openUrl(QUrl("https://vesko.example/gone"), &context,
                                [&](bool) { ++completions; });
         }
         QObject survivor;
         bool survivorDone = false;
-        Workspace::openUrl(QUrl(QStringLiteral("https://vesko.example/kept")), &survivor,
+        Workspace::openUrl(QUrl("https://vesko.example/kept"), &survivor,
                            [&](bool) { survivorDone = true; });
         QTRY_VERIFY(survivorDone);
         QCOMPARE(completions, 0);
