@@ -55,12 +55,10 @@ private slots:
         QTest::newRow("one character after the value") << line + u'"' << kRawUUID << kIdentifier;
         // The value fits, but nothing follows it: only the raw reading takes it.
         QTest::newRow("ends right after the value") << line.chopped(1) << kRawUUID << "";
-        QTest::newRow("value cut short") << line.chopped(2) << ""
-                                         << "";
-        QTest::newRow("no key") << QStringLiteral("\"IOPlatformSerialNumber\" = \"C02XX\"\n") << ""
-                                << "";
-        QTest::newRow("empty") << QString() << ""
-                               << "";
+        QTest::newRow("value cut short") << line.chopped(2) << QString() << QString();
+        QTest::newRow("no key") << QStringLiteral("\"IOPlatformSerialNumber\" = \"C02XX\"\n")
+                                << QString() << QString();
+        QTest::newRow("empty") << QString() << QString() << QString();
         QTest::newRow("first occurrence counts")
             << QStringLiteral("\"IOPlatformUUID\" = \"11111111-2222-3333-4444-555555555555\"\n") +
                    line + u'\n'
