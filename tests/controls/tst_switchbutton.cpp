@@ -173,14 +173,14 @@ private slots:
         QTest::mouseMove(window_, QPoint(290, 5));
         QTest::mouseMove(switch_, QPoint(20, 10));
         QTest::mouseMove(window_, QPoint(290, 95));
-        QCOMPARE(recorder.reports.size(), 2);
-        QCOMPARE(recorder.reports.at(0), qMakePair(true, switch_));
-        QCOMPARE(recorder.reports.at(1), qMakePair(false, switch_));
+        const QList<QPair<bool, ZQCustomSwitchButton*>> enteredAndLeft{{true, switch_},
+                                                                       {false, switch_}};
+        QCOMPARE(recorder.reports, enteredAndLeft);
         // A delegate without the interface is simply not told.
         QObject plain;
         switch_->setHoverDelegate(&plain);
         QTest::mouseMove(switch_, QPoint(20, 10));
-        QCOMPARE(recorder.reports.size(), 2);
+        QCOMPARE(recorder.reports, enteredAndLeft);
     }
 
     void widthFitting_data() {
