@@ -35,19 +35,31 @@ Fields splitBody(const QByteArray& body) {
     return fields;
 }
 
-QString hex(const unsigned char* bytes, int length) {
-    return QString::fromLatin1(QByteArray(reinterpret_cast<const char*>(bytes), length).toHex());
+QByteArray bytes(const unsigned char* data, int length) {
+    return QByteArray(reinterpret_cast<const char*>(data), length);
+}
+
+QString hex(const unsigned char* data, int length) {
+    return QString::fromLatin1(bytes(data, length).toHex());
+}
+
+// Points the deployment configuration at a file of `text`.
+void useConfiguration(const QString& path, const QByteArray& text) {
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
+    file.close();
+    qputenv("VESKO_CONFIG", path.toLocal8Bit());
+    platform::Configuration::reload();
 }
 
 // Decrypts one field with the openssl command line and inflates it with
 // Python's zlib (raw DEFLATE).
 QByteArray opensslOpenField(const QByteArray& base64, const unsigned char* key,
                             const unsigned char* iv) {
-    const auto decrypted = cryptotest::run(
-        cryptotest::openssl(),
-        {QStringLiteral("enc"), QStringLiteral("-d"), QStringLiteral("-aes-256-cbc"),
-         QStringLiteral("-K"), hex(key, 32), QStringLiteral("-iv"), hex(iv, 16)},
-        QByteArray::fromBase64(base64, QByteArray::AbortOnBase64DecodingErrors));
+    const auto decrypted =
+        cryptotest::run(cryptotest::openssl(),
+                        {"enc", "-d", "-aes-256-cbc", "-K", hex(key, 32), "-iv", hex(iv, 16)},
+                        QByteArray::fromBase64(base64, QByteArray::AbortOnBase64DecodingErrors));
     if (decrypted.exitCode != 0) {
         return "<openssl failed>";
     }
@@ -64,9 +76,8 @@ QByteArray opensslOpenField(const QByteArray& base64, const unsigned char* key,
 QByteArray opensslUnwrap(const QByteArray& base64) {
     const auto result =
         cryptotest::run(cryptotest::openssl(),
-                        {QStringLiteral("pkeyutl"), QStringLiteral("-decrypt"),
-                         QStringLiteral("-inkey"), cryptotest::devPrivateKeyPath(),
-                         QStringLiteral("-pkeyopt"), QStringLiteral("rsa_padding_mode:pkcs1")},
+                        {"pkeyutl", "-decrypt", "-inkey", cryptotest::devPrivateKeyPath(),
+                         "-pkeyopt", "rsa_padding_mode:pkcs1"},
                         QByteArray::fromBase64(base64, QByteArray::AbortOnBase64DecodingErrors));
     return result.exitCode == 0 ? result.out : QByteArray("<openssl failed>");
 }
@@ -85,12 +96,10 @@ QByteArray serviceAnswer(const QByteArray& payload, const unsigned char* keyIv) 
     if (plain.exitCode != 0) {
         return {};
     }
-    const auto encrypted =
-        cryptotest::run(cryptotest::openssl(),
-                        {QStringLiteral("enc"), QStringLiteral("-aes-256-cbc"),
-                         QStringLiteral("-K"), hex(keyIv, 32), QStringLiteral("-iv"),
-                         hex(keyIv + 32, 16), QStringLiteral("-a"), QStringLiteral("-A")},
-                        plain.out);
+    const auto encrypted = cryptotest::run(
+        cryptotest::openssl(),
+        {"enc", "-aes-256-cbc", "-K", hex(keyIv, 32), "-iv", hex(keyIv + 32, 16), "-a", "-A"},
+        plain.out);
     return encrypted.exitCode == 0 ? encrypted.out : QByteArray();
 }
 
@@ -115,14 +124,9 @@ private slots:
     void initTestCase() {
         QVERIFY(!cryptotest::openssl().isEmpty());
         // A deployment configuration of the test's own.
-        const QString ini = _dir.filePath(QStringLiteral("ZQAssistPanel.ini"));
-        QFile file(ini);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(
+        useConfiguration(
+            _dir.filePath(QStringLiteral("ZQAssistPanel.ini")),
             "[Service]\nHost=http://127.0.0.1:8731\nWallHost=http://wall.example.test:9000\n");
-        file.close();
-        qputenv("VESKO_CONFIG", ini.toLocal8Bit());
-        platform::Configuration::reload();
     }
 
     void init() { DataEncryptor::setPublicKey(DataEncryptor::getRsaPublicKey()); }
@@ -194,19 +198,13 @@ private slots:
         }
     }
 
-    void fieldsOpenWithOpenssl_data() {
-        QTest::addColumn<QString>("url");
-        QTest::addColumn<QByteArray>("body");
-        QByteArray tenKb(10 * 1024, Qt::Uninitialized);
-        for (int i = 0; i < tenKb.size(); ++i) {
-            tenKb[i] = char(i * 7919 >> 3);
-        }
-        QTest::newRow("10 KB binary body") << "http://127.0.0.1:8731/api/rec/file.php?x=1" << tenKb;
-    }
-
     void fieldsOpenWithOpenssl() {
-        QFETCH(QString, url);
-        QFETCH(QByteArray, body);
+        // A 10 KB binary body.
+        const QString url = QStringLiteral("http://127.0.0.1:8731/api/rec/file.php?x=1");
+        QByteArray body(10 * 1024, Qt::Uninitialized);
+        for (int i = 0; i < body.size(); ++i) {
+            body[i] = char(i * 7919 >> 3);
+        }
         unsigned char key[32];
         unsigned char iv[16];
         QString newUrl;
@@ -215,14 +213,12 @@ private slots:
                  0);
         const Fields fields = splitBody(newBody);
         // k and v unwrap with the development private key to the request's key and IV.
-        QCOMPARE(opensslUnwrap(fields.values["k"]), QByteArray(reinterpret_cast<char*>(key), 32));
-        QCOMPARE(opensslUnwrap(fields.values["v"]), QByteArray(reinterpret_cast<char*>(iv), 16));
-        const qsizetype mark = url.indexOf(u'?');
-        QCOMPARE(opensslOpenField(fields.values["u"], key, iv), url.left(mark).toUtf8());
-        QCOMPARE(opensslOpenField(fields.values["g"], key, iv), url.mid(mark + 1).toUtf8());
-        if (!body.isEmpty()) {
-            QCOMPARE(opensslOpenField(fields.values["p"], key, iv), body);
-        }
+        QCOMPARE(opensslUnwrap(fields.values["k"]), bytes(key, 32));
+        QCOMPARE(opensslUnwrap(fields.values["v"]), bytes(iv, 16));
+        QCOMPARE(opensslOpenField(fields.values["u"], key, iv),
+                 QByteArray("http://127.0.0.1:8731/api/rec/file.php"));
+        QCOMPARE(opensslOpenField(fields.values["g"], key, iv), QByteArray("x=1"));
+        QCOMPARE(opensslOpenField(fields.values["p"], key, iv), body);
     }
 
     void keyAndIvAreFreshPerRequest() {
@@ -242,31 +238,24 @@ private slots:
         QVERIFY(splitBody(body1).values["u"] != splitBody(body2).values["u"]);
     }
 
-    void emptyUrlWritesNothing() {
+    void refusalsWriteNothing() {
         unsigned char keyIv[48];
         std::memset(keyIv, 0xAB, sizeof keyIv);
         QString newUrl = QStringLiteral("untouched");
         QByteArray newBody("untouched");
+        // An empty address: -1, nothing written.
         QCOMPARE(PingbackUtil::EncryptHttpRequest(QString(), QByteArray("body"), &newUrl, &newBody,
                                                   keyIv),
                  -1);
         QCOMPARE(newUrl, QStringLiteral("untouched"));
-        QCOMPARE(newBody, QByteArray("untouched"));
-        QCOMPARE(QByteArray(reinterpret_cast<char*>(keyIv), 48), QByteArray(48, '\xAB'));
-    }
-
-    void missingPublicKey() {
+        // No public key: 1, only the address written.
         DataEncryptor::setPublicKey(nullptr);
-        unsigned char keyIv[48];
-        std::memset(keyIv, 0xAB, sizeof keyIv);
-        QString newUrl;
-        QByteArray newBody("untouched");
         QCOMPARE(PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x?y=1"), {}, &newUrl,
                                                   &newBody, keyIv),
                  1);
         QCOMPARE(newUrl, QStringLiteral("http://wall.example.test:9000/q"));
         QCOMPARE(newBody, QByteArray("untouched"));
-        QCOMPARE(QByteArray(reinterpret_cast<char*>(keyIv), 48), QByteArray(48, '\xAB'));
+        QCOMPARE(bytes(keyIv, 48), QByteArray(48, '\xAB'));
     }
 
     void partialKeyAndIvCopies() {
@@ -277,9 +266,8 @@ private slots:
                                                   key, 8, nullptr, 16),
                  0);
         // Only 8 key bytes were copied; they are the first 8 of the wrapped key.
-        QCOMPARE(QByteArray(reinterpret_cast<char*>(key + 8), 24), QByteArray(24, '\xCD'));
-        QCOMPARE(opensslUnwrap(splitBody(body).values["k"]).left(8),
-                 QByteArray(reinterpret_cast<char*>(key), 8));
+        QCOMPARE(bytes(key + 8, 24), QByteArray(24, '\xCD'));
+        QCOMPARE(opensslUnwrap(splitBody(body).values["k"]).left(8), bytes(key, 8));
         // Longer output buffers get 32 and 16 bytes, no more.
         unsigned char bigKey[40];
         unsigned char bigIv[20];
@@ -288,19 +276,13 @@ private slots:
         QCOMPARE(PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x"), {}, nullptr, &body,
                                                   bigKey, 40, bigIv, 20),
                  0);
-        QCOMPARE(QByteArray(reinterpret_cast<char*>(bigKey + 32), 8), QByteArray(8, '\xEE'));
-        QCOMPARE(QByteArray(reinterpret_cast<char*>(bigIv + 16), 4), QByteArray(4, '\xEE'));
+        QCOMPARE(bytes(bigKey + 32, 8) + bytes(bigIv + 16, 4), QByteArray(12, '\xEE'));
     }
 
     void endpointFollowsConfiguration() {
-        const QString ini = _dir.filePath(QStringLiteral("https.ini"));
-        QFile file(ini);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("[Service]\nHost=https://service.example.test\n");
-        file.close();
         const QByteArray previous = qgetenv("VESKO_CONFIG");
-        qputenv("VESKO_CONFIG", ini.toLocal8Bit());
-        platform::Configuration::reload();
+        useConfiguration(_dir.filePath(QStringLiteral("https.ini")),
+                         "[Service]\nHost=https://service.example.test\n");
         // The wall falls back to the service host and always speaks plain HTTP.
         QCOMPARE(PingbackUtil::wallEndpoint(), QStringLiteral("http://service.example.test/q"));
         qputenv("VESKO_CONFIG", previous);
@@ -308,29 +290,26 @@ private slots:
         QCOMPARE(PingbackUtil::wallEndpoint(), QStringLiteral("http://wall.example.test:9000/q"));
     }
 
-    void decryptServiceAnswers_data() {
-        QTest::addColumn<QByteArray>("expected");
-        QTest::newRow("1 KB JSON") << payload(1024);
-        QTest::newRow("empty payload") << QByteArray("");
-    }
-
     void decryptServiceAnswers() {
-        QFETCH(QByteArray, expected);
-        unsigned char keyIv[48];
-        QByteArray body;
-        QCOMPARE(
-            PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x"), {}, nullptr, &body, keyIv),
-            0);
-        const QByteArray answer = serviceAnswer(expected, keyIv);
-        QVERIFY(!answer.isEmpty());
-        std::uint32_t size = 12345;
-        const QByteArray plain =
-            PingbackUtil::DecryptHttpRequest(QString::fromLatin1(answer), &size, keyIv);
-        QVERIFY(!plain.isNull());
-        QCOMPARE(plain, expected);
-        QCOMPARE(size, std::uint32_t(expected.size()));
-        // The same from the raw body bytes, with line breaks the decoder skips.
-        QCOMPARE(PingbackUtil::DecryptHttpRequestText(answer + "\r\n", nullptr, keyIv), expected);
+        // A 1 KB JSON payload and an empty one.
+        for (const QByteArray& expected : {payload(1024), QByteArray("")}) {
+            unsigned char keyIv[48];
+            QByteArray body;
+            QCOMPARE(PingbackUtil::EncryptHttpRequest(QStringLiteral("a://h/x"), {}, nullptr, &body,
+                                                      keyIv),
+                     0);
+            const QByteArray answer = serviceAnswer(expected, keyIv);
+            QVERIFY(!answer.isEmpty());
+            std::uint32_t size = 12345;
+            const QByteArray plain =
+                PingbackUtil::DecryptHttpRequest(QString::fromLatin1(answer), &size, keyIv);
+            QVERIFY(!plain.isNull());
+            QCOMPARE(plain, expected);
+            QCOMPARE(size, std::uint32_t(expected.size()));
+            // The same from the raw body bytes, with line breaks the decoder skips.
+            QCOMPARE(PingbackUtil::DecryptHttpRequestText(answer + "\r\n", nullptr, keyIv),
+                     expected);
+        }
     }
 
     void decryptRejects_data() {
