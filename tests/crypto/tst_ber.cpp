@@ -13,11 +13,12 @@ QByteArray hex(const char* text) {
     return QByteArray::fromHex(text);
 }
 
-QString raisedName(const std::function<void()>& call) {
+// The name (or with `reason`, the reason) of the exception `call` raises.
+QString raisedName(const std::function<void()>& call, bool reason = false) {
     try {
         call();
     } catch (const BerException& e) {
-        return e.name();
+        return reason ? e.reason() : e.name();
     }
     return QStringLiteral("<nothing raised>");
 }
@@ -61,7 +62,6 @@ private slots:
         QTest::newRow("0") << 0 << hex("00") << 0;
         QTest::newRow("127: short form") << 127 << hex("7F") << 1;
         QTest::newRow("128: long form") << 128 << hex("8180") << 1;
-        QTest::newRow("200") << 200 << hex("81C8") << 1;
         QTest::newRow("255") << 255 << hex("81FF") << 1;
         QTest::newRow("256") << 256 << hex("820100") << 2;
         QTest::newRow("65536") << 65536 << hex("83010000") << 3;
@@ -82,29 +82,19 @@ private slots:
         QCOMPARE(zeroByteData(), QByteArray(1, '\0'));
     }
 
-    void encodeRefusesOtherTypes() {
+    void encodeRefusesOtherTypesAndHugeLengths() {
         QCOMPARE(raisedName([] { berData(QVariant(42)); }),
                  QStringLiteral("Invalid BER translation"));
         QCOMPARE(raisedName([] {
                      berData(QVariant(QVariantList{QStringLiteral("ok"), 3.5}));
                  }),
                  QStringLiteral("Invalid BER translation"));
-        try {
-            berTag(QVariant(true));
-            QFAIL("nothing raised");
-        } catch (const BerException& e) {
-            QCOMPARE(e.reason(), QStringLiteral("unimplemented for this type"));
-        }
-    }
-
-    void encodeRefusesHugeLengths() {
-        try {
-            lengthStorageData(std::uint64_t(1) << 32);
-            QFAIL("nothing raised");
-        } catch (const BerException& e) {
-            QCOMPARE(e.name(), QStringLiteral("Invalid length value"));
-            QCOMPARE(e.reason(), QStringLiteral("length storage greater than 4 bytes is invalid"));
-        }
+        QCOMPARE(raisedName([] { berTag(QVariant(true)); }, true),
+                 QStringLiteral("unimplemented for this type"));
+        const auto huge = [] { lengthStorageData(std::uint64_t(1) << 32); };
+        QCOMPARE(raisedName(huge), QStringLiteral("Invalid length value"));
+        QCOMPARE(raisedName(huge, true),
+                 QStringLiteral("length storage greater than 4 bytes is invalid"));
         QCOMPARE(lengthStorageData(0xFFFFFFFFu).toHex(), QByteArray("84ffffffff"));
     }
 
@@ -142,6 +132,9 @@ private slots:
         QTest::newRow("nested with long length")
             << hex("308180") + hex("0481") + QByteArray(1, char(125)) + QByteArray(125, 'z')
             << QVariant(QVariantList{QByteArray(125, 'z')});
+        // 0x80 counts as the length 128, not as the indefinite form.
+        QTest::newRow("length byte 0x80")
+            << hex("0480") + QByteArray(128, 'a') << QVariant(QByteArray(128, 'a'));
         QTest::newRow("trailing bytes after the element are ignored")
             << hex("020101FFFF") << QVariant(hex("01"));
     }
@@ -183,6 +176,7 @@ private slots:
         QTest::newRow("empty buffer") << QByteArray();
         QTest::newRow("tag without length") << hex("02");
         QTest::newRow("length past the end") << hex("020501");
+        QTest::newRow("length 0x80 past the end") << hex("0480") + QByteArray(127, 'a');
         QTest::newRow("long length past the end") << hex("0281FF01");
         QTest::newRow("length bytes missing") << hex("028401");
         QTest::newRow("nine length bytes") << hex("0289000000000000000001");
@@ -207,14 +201,6 @@ private slots:
         const QVariant value = QVariantList{
             hex("00FF"), QVariantList{hex("01"), QByteArray(300, 'q')}, QByteArray("")};
         QCOMPARE(berDecode(berData(value)), value);
-    }
-
-    void lengthByte128IsALength() {
-        // 0x80 counts as the length 128, not as the indefinite form.
-        const QByteArray encoded = hex("0480") + QByteArray(128, 'a');
-        QCOMPARE(berDecode(encoded), QVariant(QByteArray(128, 'a')));
-        QCOMPARE(raisedName([] { berParse(hex("0480") + QByteArray(127, 'a')); }),
-                 QStringLiteral("Invalid BER translation"));
     }
 
     void tagNames_data() {
@@ -264,15 +250,12 @@ private slots:
         QVERIFY(parsed->isEqual(*berParse(collection.berData())));
     }
 
-    void printVisitorShort() {
-        BERPrintVisitor visitor;
-        acceptBERVisitor(QVariant::fromValue(berParse(hex("3006020105020106"))), visitor);
-        QCOMPARE(visitor.string, QStringLiteral("SEQ_CONSTR ( INTEGER 05, INTEGER 06 )"));
-        QCOMPARE(visitor.indentLevel, 0u);
-        QVERIFY(visitor.isIndenting);
-    }
-
-    void printVisitorLong() {
+    void printVisitor() {
+        BERPrintVisitor flat;
+        acceptBERVisitor(QVariant::fromValue(berParse(hex("3006020105020106"))), flat);
+        QCOMPARE(flat.string, QStringLiteral("SEQ_CONSTR ( INTEGER 05, INTEGER 06 )"));
+        QCOMPARE(flat.indentLevel, 0u);
+        QVERIFY(flat.isIndenting);
         // Contents of more than 20 bytes: one element per line, indented. A short
         // collection switches indenting off before it indents itself, so it
         // starts at the line's beginning.
