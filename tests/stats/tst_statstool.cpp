@@ -49,6 +49,13 @@ Run tool(const QStringList& args, const QByteArray& input = {}) {
     return run;
 }
 
+// The JSON answer of a command that must succeed.
+QJsonDocument answer(const QStringList& args) {
+    const Run run = tool(args);
+    [&] { QVERIFY2(run.status == 0, run.err.constData()); }();
+    return run.json();
+}
+
 QByteArray fileBytes(const QString& path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
@@ -83,21 +90,19 @@ private slots:
 
     // Refused input and unreadable stores: status 1, the file left as it was.
     void refused_data() {
+        using B = QByteArray;
         QTest::addColumn<QString>("command");
-        QTest::addColumn<QByteArray>(
-            "input");  // written to the store for "read", piped for "write"
+        // Written to the store for "read", piped for "write".
+        QTest::addColumn<QByteArray>("input");
         QTest::addColumn<QByteArray>("message");
-        QTest::newRow("array value")
-            << "write" << QByteArray(R"({"a": [1]})") << QByteArray("arrays");
-        QTest::newRow("nested null")
-            << "write" << QByteArray(R"({"a": {"b": null}})") << QByteArray("null");
-        QTest::newRow("top-level array")
-            << "write" << QByteArray("[]") << QByteArray("JSON object");
-        QTest::newRow("not JSON") << "write" << QByteArray("{oops") << QByteArray("not JSON");
-        QTest::newRow("read empty") << "read" << QByteArray() << QByteArray();
-        QTest::newRow("read random text") << "read" << QByteArray("hello, world") << QByteArray();
+        QTest::newRow("array value") << "write" << B(R"({"a": [1]})") << B("arrays");
+        QTest::newRow("nested null") << "write" << B(R"({"a": {"b": null}})") << B("null");
+        QTest::newRow("top-level array") << "write" << B("[]") << B("JSON object");
+        QTest::newRow("not JSON") << "write" << B("{oops") << B("not JSON");
+        QTest::newRow("read empty") << "read" << B() << B();
+        QTest::newRow("read random text") << "read" << B("hello, world") << B();
         QTest::newRow("read Base64 of nothing useful")
-            << "read" << QByteArray("AAAAAAAAAAAAAAAAAAAAAA==") << QByteArray();
+            << "read" << B("AAAAAAAAAAAAAAAAAAAAAA==") << B();
     }
 
     void refused() {
@@ -133,27 +138,22 @@ private slots:
     }
 
     void storeValues() {
-        Run run = tool({"store", "pub", "set", "VeskoInputNewVersion", "3.2.1"});
-        QCOMPARE(run.status, 0);
+        answer({"store", "pub", "set", "VeskoInputNewVersion", "3.2.1"});
         QCOMPARE(ZQPubStatistician::getPubDataByKey("VeskoInputNewVersion").toString(),
                  QString("3.2.1"));
-        run = tool({"store", "pub", "set", "flags", R"({"a": 1})", "--json"});
-        QCOMPARE(run.status, 0);
+        answer({"store", "pub", "set", "flags", R"({"a": 1})", "--json"});
         QCOMPARE(ZQPubStatistician::getPubDataByKey("flags").toMap(), (QVariantMap{{"a", 1}}));
-        run = tool({"store", "pub", "get", "VeskoInputNewVersion"});
         QCOMPARE(
-            run.json().object(),
+            answer({"store", "pub", "get", "VeskoInputNewVersion"}).object(),
             (QJsonObject{{"store", "pub"}, {"key", "VeskoInputNewVersion"}, {"value", "3.2.1"}}));
-        QCOMPARE(tool({"store", "pub", "unset", "flags"}).status, 0);
+        answer({"store", "pub", "unset", "flags"});
         QVERIFY(!ZQPubStatistician::getPubDataByKey("flags").isValid());
-        run = tool({"store", "pub", "get", "flags"});
-        QVERIFY(run.json().object().value("value").isNull());
+        QVERIFY(answer({"store", "pub", "get", "flags"}).object().value("value").isNull());
         QCOMPARE(tool({"store", "pub", "set", "list", "[1]", "--json"}).status, 1);
         QCOMPARE(tool({"store", "nope", "get", "x"}).status, 2);
         QCOMPARE(tool({"store", "pub", "get"}).status, 2);
 
-        run = tool({"store", "accs", "set", "kCurrentUser", "alice"});
-        QCOMPARE(run.status, 0);
+        answer({"store", "accs", "set", "kCurrentUser", "alice"});
         QCOMPARE(tool({"store", "accs", "path"}).out.trimmed(),
                  (zq::utility::accountFolderRoot() + "/accs.dat").toUtf8());
     }
@@ -165,15 +165,15 @@ private slots:
         QCOMPARE(run.status, 1);
         QVERIFY2(run.err.contains("folder does not exist"), run.err.constData());
         QVERIFY(QDir().mkpath(zq::utility::userDataFolder()));
-        run = tool({"store", "cloud", "set", "ZQSettingLogFinishedTime", "1700000000", "--json"});
-        QCOMPARE(run.status, 0);
-        QCOMPARE(run.json().object().value("value").toInteger(), 1700000000);
+        const QJsonObject set =
+            answer({"store", "cloud", "set", "ZQSettingLogFinishedTime", "1700000000", "--json"})
+                .object();
+        QCOMPARE(set.value("value").toInteger(), 1700000000);
     }
 
     void reportAndAudit() {
-        const Run run = tool({"analytics", "report", "mac_clck", "mac_icon=13", "mac_v=fake"});
-        QCOMPARE(run.status, 0);
-        const QJsonObject event = run.json().object();
+        const QJsonObject event =
+            answer({"analytics", "report", "mac_clck", "mac_icon=13", "mac_v=fake"}).object();
         QCOMPARE(event.value("outcome").toString(), QString("delivered"));
         QCOMPARE(event.value("code").toString(), QString("mac_clck"));
         const QJsonObject params = event.value("params").toObject();
@@ -185,9 +185,7 @@ private slots:
         QCOMPARE(stored.at(0).toObject().value("event").toObject().value("id").toString(),
                  event.value("id").toString());
 
-        const Run audit = tool({"analytics", "audit"});
-        QCOMPARE(audit.status, 0);
-        const QJsonArray attempts = audit.json().array();
+        const QJsonArray attempts = answer({"analytics", "audit"}).array();
         QCOMPARE(attempts.size(), 1);
         const QJsonObject attempt = attempts.at(0).toObject();
         QCOMPARE(
@@ -206,23 +204,21 @@ private slots:
                                   QJsonDocument(event.toJson()).toJson(), 100));
         }
         QCOMPARE(tool({"analytics", "queue"}).json().array().size(), 1);
-        Run run = tool({"analytics", "disable"});
-        QCOMPARE(run.status, 0);
-        QCOMPARE(run.json().object().value("removed").toInt(), 1);
-        QCOMPARE(run.json().object().value("enabled").toBool(), false);
+        const QJsonObject disabled = answer({"analytics", "disable"}).object();
+        QCOMPARE(disabled.value("removed").toInt(), 1);
+        QCOMPARE(disabled.value("enabled").toBool(), false);
         QCOMPARE(zq::stats::analyticsUserChoice(), std::optional<bool>(false));
         QCOMPARE(tool({"analytics", "queue"}).json().array().size(), 0);
 
         const int sentBefore = static_cast<int>(_service.analyticsEvents().size());
-        run = tool({"analytics", "report", "mac_clck", "mac_icon=2"});
+        const Run run = tool({"analytics", "report", "mac_clck", "mac_icon=2"});
         QCOMPARE(run.status, 1);
         QVERIFY(run.err.contains("switched off"));
         QCOMPARE(_service.analyticsEvents().size(), sentBefore);
 
-        run = tool({"analytics", "enable"});
-        QCOMPARE(run.status, 0);
-        QCOMPARE(run.json().object().value("enabled").toBool(), true);
-        QCOMPARE(run.json().object().value("user").toBool(), true);
+        const QJsonObject enabled = answer({"analytics", "enable"}).object();
+        QCOMPARE(enabled.value("enabled").toBool(), true);
+        QCOMPARE(enabled.value("user").toBool(), true);
     }
 
 private:
