@@ -14,6 +14,17 @@
 
 using namespace zq::crypto;
 
+namespace {
+
+unsigned long crc(unsigned long start, const QByteArray& data) {
+    return zq::crypto::crc32(start, reinterpret_cast<const unsigned char*>(data.constData()),
+                             std::uint32_t(data.size()));
+}
+
+const QString kMd5OfAbc = QStringLiteral("900150983cd24fb0d6963f7d28e17f72");
+
+}  // namespace
+
 class TestCodecs : public QObject {
     Q_OBJECT
 
@@ -41,7 +52,7 @@ private slots:
         QCOMPARE(dataWithBase64EncodedBytes(encoded.toLatin1()), plain);
     }
 
-    void base64EmptyInputEdges() {
+    void base64Edges() {
         // The wrapped encoder gives nil, the second encoder "".
         QVERIFY(base64EncodedString(QByteArray()).isNull());
         QVERIFY(base64EncodedStringWithWrapWidth(QByteArray(""), 76).isNull());
@@ -50,6 +61,11 @@ private slots:
         QVERIFY(empty.isEmpty());
         QVERIFY(!Base64(QString()).isNull());
         QVERIFY(Base64(QString()).isEmpty());
+        // Strings are encoded as UTF-8.
+        const QString text = QString::fromUtf8("中文 and ASCII");
+        QCOMPARE(Base64(text), QString::fromLatin1(text.toUtf8().toBase64()));
+        // A byte with the top bit set must not be folded onto an ASCII letter.
+        QCOMPARE(dataWithBase64EncodedBytes(QByteArray("Zm9v\xc1YmFy")), QByteArray("foobar"));
     }
 
     void base64Wrapping_data() {
@@ -142,24 +158,13 @@ private slots:
         }
     }
 
-    void base64OfStringIsUtf8() {
-        const QString text = QString::fromUtf8("中文 and ASCII");
-        QCOMPARE(Base64(text), QString::fromLatin1(text.toUtf8().toBase64()));
-    }
-
-    void base64BytesDecoderSkipsNonAscii() {
-        // A byte with the top bit set must not be folded onto an ASCII letter.
-        QCOMPARE(dataWithBase64EncodedBytes(QByteArray("Zm9v\xc1YmFy")), QByteArray("foobar"));
-    }
-
     void md5Rfc1321_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("digest");
         // RFC 1321 appendix A.5 test suite.
         QTest::newRow("empty") << ""
                                << "d41d8cd98f00b204e9800998ecf8427e";
-        QTest::newRow("abc") << "abc"
-                             << "900150983cd24fb0d6963f7d28e17f72";
+        QTest::newRow("abc") << "abc" << kMd5OfAbc;
         QTest::newRow("digits")
             << "12345678901234567890123456789012345678901234567890123456789012345678901234567890"
             << "57edf4a22be3c955ac49da2e2107b67a";
@@ -175,56 +180,54 @@ private slots:
         }
     }
 
-    void md5MissingInputs() {
+    void md5MissingInputsAndZeroCharacters() {
         QVERIFY(getMD5FromMemory(QByteArray()).isNull());
         QVERIFY(getMD5FromMemory(QByteArray("")).isNull());
         QVERIFY(getMD5FromNSString(QString()).isNull());
         QVERIFY(getMD5(QStringLiteral("/nonexistent/folder/file")).isNull());
         QCOMPARE(MD5Encrypt(QStringLiteral("")),
                  QStringLiteral("d41d8cd98f00b204e9800998ecf8427e"));
-    }
-
-    void md5CutsAtZeroCharacter() {
+        // The string forms stop at a zero character; the buffer form digests every byte.
         const QString withZero = QStringLiteral("abc") + QChar(u'\0') + QStringLiteral("def");
-        QCOMPARE(MD5Encrypt(withZero), QStringLiteral("900150983cd24fb0d6963f7d28e17f72"));
-        QCOMPARE(getMD5FromNSString(withZero), QStringLiteral("900150983cd24fb0d6963f7d28e17f72"));
-        // The buffer form digests every byte.
-        QVERIFY(getMD5FromMemory(withZero.toUtf8()) !=
-                QStringLiteral("900150983cd24fb0d6963f7d28e17f72"));
-    }
-
-    void md5OfFile_data() {
-        QTest::addColumn<int>("size");
-        QTest::newRow("empty file") << 0;
-        QTest::newRow("exactly one read") << 256;
-        QTest::newRow("one read and a byte") << 257;
-        QTest::newRow("many reads") << 100000;
+        QCOMPARE(MD5Encrypt(withZero), kMd5OfAbc);
+        QCOMPARE(getMD5FromNSString(withZero), kMd5OfAbc);
+        QVERIFY(getMD5FromMemory(withZero.toUtf8()) != kMd5OfAbc);
     }
 
     void md5OfFile() {
-        QFETCH(int, size);
+        // Empty, exactly one read, one read and a byte, many reads.
         QTemporaryDir dir;
         QVERIFY(dir.isValid());
         const QString path = dir.filePath(QStringLiteral("f.bin"));
-        QByteArray data(size, Qt::Uninitialized);
-        for (int i = 0; i < size; ++i) {
-            data[i] = char((i * 131) ^ (i >> 3));
+        for (const int size : {0, 256, 257, 100000}) {
+            QByteArray data(size, Qt::Uninitialized);
+            for (int i = 0; i < size; ++i) {
+                data[i] = char((i * 131) ^ (i >> 3));
+            }
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            file.write(data);
+            file.close();
+            QCOMPARE(getMD5(path),
+                     QString::fromLatin1(
+                         QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex()));
         }
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(data);
-        file.close();
-        const QString expected =
-            QString::fromLatin1(QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex());
-        QCOMPARE(getMD5(path), expected);
     }
 
-    void crc32CheckValue() {
-        const QByteArray digits("123456789");
-        QCOMPARE(
-            zq::crypto::crc32(0, reinterpret_cast<const unsigned char*>(digits.constData()), 9),
-            0xCBF43926ul);
-        QCOMPARE(zq::crypto::crc32(0, reinterpret_cast<const unsigned char*>(""), 0), 0ul);
+    void crc32KnownValues() {
+        const QByteArray fox("The quick brown fox jumps over the lazy dog");
+        QCOMPARE(crc(0, "123456789"), 0xCBF43926ul);
+        QCOMPARE(crc(0, fox), 0x414FA339ul);
+        QCOMPARE(crc(0, ""), 0ul);
+        QCOMPARE(zq::crypto::crc32(0x12345678, nullptr, 10), 0ul);
+        QCOMPARE(zq::crypto::crc32(0, nullptr, 0), 0ul);
+        // Continued across chunks.
+        const QByteArray data = fox.repeated(10);
+        unsigned long running = 0;
+        for (qsizetype offset = 0; offset < data.size(); offset += 13) {
+            running = crc(running, data.mid(offset, 13));
+        }
+        QCOMPARE(running, crc(0, data));
     }
 
     void crc32MatchesZlib_data() {
@@ -248,29 +251,6 @@ private slots:
         const unsigned long ours = zq::crypto::crc32(start, bytes, std::uint32_t(length));
         QCOMPARE(ours, ::crc32(start, bytes, uInt(length)));
         QCOMPARE(ours >> 32, 0ul);
-    }
-
-    void crc32ContinuesAcrossChunks() {
-        const QByteArray data =
-            QByteArray("The quick brown fox jumps over the lazy dog").repeated(10);
-        const auto* bytes = reinterpret_cast<const unsigned char*>(data.constData());
-        const unsigned long whole = zq::crypto::crc32(0, bytes, std::uint32_t(data.size()));
-        unsigned long running = 0;
-        for (qsizetype offset = 0; offset < data.size(); offset += 13) {
-            const auto chunk = std::uint32_t(qMin<qsizetype>(13, data.size() - offset));
-            running = zq::crypto::crc32(running, bytes + offset, chunk);
-        }
-        QCOMPARE(running, whole);
-        QCOMPARE(zq::crypto::crc32(0,
-                                   reinterpret_cast<const unsigned char*>(
-                                       "The quick brown fox jumps over the lazy dog"),
-                                   43),
-                 0x414FA339ul);
-    }
-
-    void crc32NullBuffer() {
-        QCOMPARE(zq::crypto::crc32(0x12345678, nullptr, 10), 0ul);
-        QCOMPARE(zq::crypto::crc32(0, nullptr, 0), 0ul);
     }
 };
 
