@@ -102,7 +102,19 @@ private slots:
     }
 
 private:
-    xcb_window_t window(const char* wmClass, size_t classSize, const char* title, bool mapped);
+    xcb_window_t window(const char* wmClass, size_t classSize, const char* title, bool mapped) {
+        const xcb_window_t id = xcb_generate_id(_x);
+        xcb_create_window(_x, XCB_COPY_FROM_PARENT, id, _screen->root, 0, 0, 100, 100, 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, _screen->root_visual, 0, nullptr);
+        xcb_change_property(_x, XCB_PROP_MODE_REPLACE, id, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+                            uint32_t(classSize), wmClass);
+        xcb_change_property(_x, XCB_PROP_MODE_REPLACE, id, atom("_NET_WM_NAME"),
+                            atom("UTF8_STRING"), 8, uint32_t(strlen(title)), title);
+        if (mapped) {
+            xcb_map_window(_x, id);
+        }
+        return id;
+    }
     xcb_atom_t atom(const char* name) {
         xcb_intern_atom_reply_t* reply = xcb_intern_atom_reply(
             _x, xcb_intern_atom(_x, 0, uint16_t(strlen(name)), name), nullptr);
@@ -114,21 +126,6 @@ private:
     xcb_connection_t* _x = nullptr;
     xcb_screen_t* _screen = nullptr;
 };
-
-xcb_window_t TestIMDataHelpers::window(const char* wmClass, size_t classSize, const char* title,
-                                       bool mapped) {
-    const xcb_window_t id = xcb_generate_id(_x);
-    xcb_create_window(_x, XCB_COPY_FROM_PARENT, id, _screen->root, 0, 0, 100, 100, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, _screen->root_visual, 0, nullptr);
-    xcb_change_property(_x, XCB_PROP_MODE_REPLACE, id, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
-                        uint32_t(classSize), wmClass);
-    xcb_change_property(_x, XCB_PROP_MODE_REPLACE, id, atom("_NET_WM_NAME"), atom("UTF8_STRING"), 8,
-                        uint32_t(strlen(title)), title);
-    if (mapped) {
-        xcb_map_window(_x, id);
-    }
-    return id;
-}
 
 QTEST_GUILESS_MAIN(TestIMDataHelpers)
 #include "tst_imdatahelpers.moc"
