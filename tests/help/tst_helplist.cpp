@@ -141,7 +141,9 @@ private slots:
                                {"brief", "b"},
                                {"detail", "d"},
                                {"image", "http://h/p.png"}};
-        auto with = [&](const QVariantMap& changes) {
+        // `full` with `changes` applied (an invalid value removes the key).
+        const auto row = [&full](const char* name, const QVariantMap& changes, qint64 dataType,
+                                 const char* suffix, bool accepted) {
             QVariantMap m = full;
             for (auto it = changes.cbegin(); it != changes.cend(); ++it) {
                 if (it.value().isValid()) {
@@ -150,41 +152,27 @@ private slots:
                     m.remove(it.key());
                 }
             }
-            return m;
+            QTest::newRow(name) << m << dataType << (suffix ? QVariant(suffix) : QVariant())
+                                << accepted;
         };
-        QTest::newRow("type 1 complete")
-            << with({{"type", 1}}) << qint64(1) << QVariant(".png") << true;
-        QTest::newRow("type 1 without detail") << with({{"type", 1}, {"detail", QVariant()}})
-                                               << qint64(1) << QVariant(".png") << false;
-        QTest::newRow("type 1 empty brief")
-            << with({{"type", 1}, {"brief", ""}}) << qint64(1) << QVariant(".png") << false;
-        QTest::newRow("type 2 without detail") << with({{"type", "2"}, {"detail", QVariant()}})
-                                               << qint64(2) << QVariant(".png") << true;
-        QTest::newRow("type 2 without brief")
-            << with({{"type", 2}, {"brief", QVariant()}}) << qint64(2) << QVariant(".png") << false;
-        QTest::newRow("type 3 without brief") << with({{"type", 3.7}, {"brief", QVariant()}})
-                                              << qint64(3) << QVariant(".png") << true;
-        QTest::newRow("type 3 without title")
-            << with({{"type", 3}, {"title", QVariant()}}) << qint64(3) << QVariant(".png") << false;
-        QTest::newRow("type 4") << with({{"type", 4}}) << qint64(4) << QVariant(".png") << false;
-        QTest::newRow("type as text with spaces")
-            << with({{"type", " 1"}}) << qint64(1) << QVariant(".png") << true;
-        QTest::newRow("type null") << with({{"type", QVariant::fromValue(nullptr)}}) << qint64(0)
-                                   << QVariant(".png") << false;
-        QTest::newRow("jpg") << with({{"type", 1}, {"image", "http://h/p.jpg"}}) << qint64(1)
-                             << QVariant(".jpg") << true;
-        QTest::newRow("gif") << with({{"type", 1}, {"image", "http://h/p.gif"}}) << qint64(1)
-                             << QVariant(".gif") << true;
-        QTest::newRow("jpeg") << with({{"type", 1}, {"image", "http://h/p.jpeg"}}) << qint64(1)
-                              << QVariant() << false;
-        QTest::newRow("upper case")
-            << with({{"type", 1}, {"image", "http://h/p.PNG"}}) << qint64(1) << QVariant() << false;
-        QTest::newRow("only the suffix")
-            << with({{"type", 1}, {"image", ".png"}}) << qint64(1) << QVariant() << false;
-        QTest::newRow("five characters")
-            << with({{"type", 1}, {"image", "a.png"}}) << qint64(1) << QVariant(".png") << true;
-        QTest::newRow("no image") << with({{"type", 1}, {"image", QVariant()}}) << qint64(1)
-                                  << QVariant() << false;
+        const QVariant gone;
+        row("type 1 complete", {{"type", 1}}, 1, ".png", true);
+        row("type 1 without detail", {{"type", 1}, {"detail", gone}}, 1, ".png", false);
+        row("type 1 empty brief", {{"type", 1}, {"brief", ""}}, 1, ".png", false);
+        row("type 2 without detail", {{"type", "2"}, {"detail", gone}}, 2, ".png", true);
+        row("type 2 without brief", {{"type", 2}, {"brief", gone}}, 2, ".png", false);
+        row("type 3 without brief", {{"type", 3.7}, {"brief", gone}}, 3, ".png", true);
+        row("type 3 without title", {{"type", 3}, {"title", gone}}, 3, ".png", false);
+        row("type 4", {{"type", 4}}, 4, ".png", false);
+        row("type as text with spaces", {{"type", " 1"}}, 1, ".png", true);
+        row("type null", {{"type", QVariant::fromValue(nullptr)}}, 0, ".png", false);
+        row("jpg", {{"type", 1}, {"image", "http://h/p.jpg"}}, 1, ".jpg", true);
+        row("gif", {{"type", 1}, {"image", "http://h/p.gif"}}, 1, ".gif", true);
+        row("jpeg", {{"type", 1}, {"image", "http://h/p.jpeg"}}, 1, nullptr, false);
+        row("upper case", {{"type", 1}, {"image", "http://h/p.PNG"}}, 1, nullptr, false);
+        row("only the suffix", {{"type", 1}, {"image", ".png"}}, 1, nullptr, false);
+        row("five characters", {{"type", 1}, {"image", "a.png"}}, 1, ".png", true);
+        row("no image", {{"type", 1}, {"image", gone}}, 1, nullptr, false);
     }
 
     void modelFromDictionary() {
@@ -194,10 +182,8 @@ private slots:
         QFETCH(bool, accepted);
         const ZQHelpInfoDataModel model(dictionary);
         QCOMPARE(model.dataType, dataType);
-        QCOMPARE(model.imageSuffix.has_value(), suffix.isValid());
-        if (suffix.isValid()) {
-            QCOMPARE(*model.imageSuffix, suffix.toString());
-        }
+        QCOMPARE(model.imageSuffix,
+                 suffix.isValid() ? std::optional(suffix.toString()) : std::nullopt);
         QCOMPARE(model.hasRequiredFieldsForLayout(), accepted);
         QCOMPARE(model.helpId, dictionary.contains("id") ? QString("1") : QString());
     }
@@ -437,39 +423,27 @@ private slots:
         QTest::addColumn<QString>("fault");
         QTest::addColumn<QVariantMap>("options");
         QTest::addColumn<QString>("error");  // empty: a newer list arrives
-        const QVariantMap none;
-        // Through the wall.
-        QTest::newRow("wall: status 503 is not examined")
-            << Kind::Wall << "/mac_feed_tpl"
-            << "status" << QVariantMap{{"status", 503}} << "";
-        QTest::newRow("wall: empty body") << Kind::Wall << "/q"
-                                          << "empty" << none << "failed to decrypt data";
-        QTest::newRow("wall: truncated body") << Kind::Wall << "/q"
-                                              << "truncate" << none << "network error";
-        QTest::newRow("wall: not JSON")
-            << Kind::Wall << "/mac_feed_tpl"
-            << "answer" << QVariantMap{{"body", "<html>oops</html>"}} << "Parse json error";
-        QTest::newRow("wall: JSON array") << Kind::Wall << "/mac_feed_tpl"
-                                          << "answer" << QVariantMap{{"body", "[1, 2]"}}
-                                          << "request failed: unacceptable content-type";
-        QTest::newRow("wall: empty payload") << Kind::Wall << "/mac_feed_tpl"
-                                             << "answer" << QVariantMap{{"body", ""}} << "no data";
-        QTest::newRow("wall: plain answer not encrypted")
-            << Kind::Wall << "/mac_feed_tpl"
-            << "answer" << QVariantMap{{"body", "{\"version\": 9}"}, {"raw", true}}
-            << "failed to decrypt data";
-        // Plain.
-        QTest::newRow("plain: status 500 is not examined")
-            << Kind::Plain << "/mac_feed_tpl"
-            << "status" << QVariantMap{{"status", 500}} << "";
-        QTest::newRow("plain: empty body") << Kind::Plain << "/mac_feed_tpl"
-                                           << "empty" << none << "no data";
-        QTest::newRow("plain: garbage") << Kind::Plain << "/mac_feed_tpl"
-                                        << "garbage" << none << "no data";
-        QTest::newRow("plain: closed mid-answer") << Kind::Plain << "/mac_feed_tpl"
-                                                  << "close" << none << "network error";
-        QTest::newRow("plain: JSON array") << Kind::Plain << "/mac_feed_tpl"
-                                           << "answer" << QVariantMap{{"body", "[1]"}} << "no data";
+        const auto row = [](const char* name, Kind kind, const char* path, const char* fault,
+                            const QVariantMap& options, const char* error) {
+            QTest::newRow(name) << kind << QString(path) << QString(fault) << options
+                                << QString(error);
+        };
+        const char* tpl = "/mac_feed_tpl";
+        row("wall: status 503 is not examined", Kind::Wall, tpl, "status", {{"status", 503}}, "");
+        row("wall: empty body", Kind::Wall, "/q", "empty", {}, "failed to decrypt data");
+        row("wall: truncated body", Kind::Wall, "/q", "truncate", {}, "network error");
+        row("wall: not JSON", Kind::Wall, tpl, "answer", {{"body", "<html>oops</html>"}},
+            "Parse json error");
+        row("wall: JSON array", Kind::Wall, tpl, "answer", {{"body", "[1, 2]"}},
+            "request failed: unacceptable content-type");
+        row("wall: empty payload", Kind::Wall, tpl, "answer", {{"body", ""}}, "no data");
+        row("wall: plain answer not encrypted", Kind::Wall, tpl, "answer",
+            {{"body", "{\"version\": 9}"}, {"raw", true}}, "failed to decrypt data");
+        row("plain: status 500 is not examined", Kind::Plain, tpl, "status", {{"status", 500}}, "");
+        row("plain: empty body", Kind::Plain, tpl, "empty", {}, "no data");
+        row("plain: garbage", Kind::Plain, tpl, "garbage", {}, "no data");
+        row("plain: closed mid-answer", Kind::Plain, tpl, "close", {}, "network error");
+        row("plain: JSON array", Kind::Plain, tpl, "answer", {{"body", "[1]"}}, "no data");
     }
 
     void faults() {
