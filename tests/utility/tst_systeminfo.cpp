@@ -130,36 +130,28 @@ private slots:
         QTest::addColumn<bool>("osReleaseInUsrLib");
         QTest::addColumn<QString>("product");  // "" : none
         QTest::addColumn<QString>("platform");
+        const auto row = [](const char* name, const QByteArray& plist, const char* osRelease,
+                            bool inUsrLib, const QString& product, const QString& platform) {
+            QTest::newRow(name) << plist << QByteArray(osRelease) << inUsrLib << product
+                                << platform;
+        };
         const QByteArray mac = platform::Plist::serialize(
             QVariantMap{{"ProductVersion", "14.5"}, {"ProductBuildVersion", "23F79"}});
-        QTest::newRow("system version file") << mac << QByteArray() << false << "14.5"
-                                             << "14.5(23F79)";
-        QTest::newRow("os-release without build")
-            << QByteArray() << QByteArray("NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n") << false
-            << "12"
-            << "12()";
-        QTest::newRow("os-release with build")
-            << QByteArray() << QByteArray("VERSION_ID=22.04\nBUILD_ID=rolling\n") << false
-            << "22.04"
-            << "22.04(rolling)";
-        QTest::newRow("file wins over os-release")
-            << mac << QByteArray("VERSION_ID=12\n") << false << "14.5"
-            << "14.5(23F79)";
-        QTest::newRow("truncated file, os-release used")
-            << mac.left(mac.size() / 2) << QByteArray("VERSION_ID=12\n") << false << "12"
-            << "12()";
-        QTest::newRow("file without product version")
-            << platform::Plist::serialize(QVariantMap{{"ProductBuildVersion", "23F79"}})
-            << QByteArray("VERSION_ID=12\n") << false << ""
-            << "";
-        QTest::newRow("os-release without version id")
-            << QByteArray() << QByteArray("ID=arch\nBUILD_ID=rolling\n") << false << ""
-            << "";
-        QTest::newRow("os-release only in /usr/lib")
-            << QByteArray() << QByteArray("VERSION_ID='39'\n") << true << "39"
-            << "39()";
-        QTest::newRow("nothing at all") << QByteArray() << QByteArray() << false << ""
-                                        << "";
+        const QByteArray none;
+        row("system version file", mac, nullptr, false, "14.5", "14.5(23F79)");
+        row("os-release without build", none, "NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n",
+            false, "12", "12()");
+        row("os-release with build", none, "VERSION_ID=22.04\nBUILD_ID=rolling\n", false, "22.04",
+            "22.04(rolling)");
+        row("file wins over os-release", mac, "VERSION_ID=12\n", false, "14.5", "14.5(23F79)");
+        row("truncated file, os-release used", mac.left(mac.size() / 2), "VERSION_ID=12\n", false,
+            "12", "12()");
+        row("file without product version",
+            platform::Plist::serialize(QVariantMap{{"ProductBuildVersion", "23F79"}}),
+            "VERSION_ID=12\n", false, "", "");
+        row("os-release without version id", none, "ID=arch\nBUILD_ID=rolling\n", false, "", "");
+        row("os-release only in /usr/lib", none, "VERSION_ID='39'\n", true, "39", "39()");
+        row("nothing at all", none, nullptr, false, "", "");
     }
 
     void systemVersionSources() {
