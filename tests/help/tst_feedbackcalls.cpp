@@ -290,32 +290,6 @@ private slots:
         QCOMPARE(d.value("p"), QJsonValue(QJsonValue::Null));
     }
 
-    void oldStyleReportOutcomes_data() {
-        QTest::addColumn<QString>("fault");
-        QTest::addColumn<QVariantMap>("options");
-        QTest::addColumn<bool>("error");
-        QTest::addColumn<bool>("success");
-        QTest::newRow("status 503") << "status" << QVariantMap{{"status", 503}} << true << false;
-        QTest::newRow("status 201") << "status" << QVariantMap{{"status", 201}} << false << false;
-        QTest::newRow("garbage with status 200") << "garbage" << QVariantMap{} << false << true;
-    }
-
-    void oldStyleReportOutcomes() {
-        QFETCH(QString, fault);
-        QFETCH(QVariantMap, options);
-        QFETCH(bool, error);
-        QFETCH(bool, success);
-        QVERIFY(_service.setFault("/lost.gif", fault, options));
-        QList<Result> calls;
-        ZQHelpListInfoDataManager::submitUserFeedbackInfoWithReason(-1, "d", "c", false, "",
-                                                                    nullptr, recorder(&calls));
-        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-        settle();
-        QCOMPARE(calls.size(), 1);
-        QCOMPARE(calls[0].error.has_value(), error);
-        QCOMPARE(calls[0].success, success);
-    }
-
     void evaluationAddressAndBody_data() {
         QTest::addColumn<qint64>("score");
         QTest::addColumn<QString>("comment");
@@ -346,34 +320,48 @@ private slots:
                      .arg(comment));
     }
 
-    void evaluationOutcomes_data() {
-        QTest::addColumn<qint64>("score");
+    // The two (error, success) calls under the service's answers: the old-style
+    // report and, with a score, the evaluation.
+    void reportOutcomes_data() {
+        QTest::addColumn<qint64>("score");  // 0: the old-style report
         QTest::addColumn<QString>("fault");
         QTest::addColumn<QVariantMap>("options");
         QTest::addColumn<QString>("errorDomain");
         QTest::addColumn<bool>("success");
-        QTest::newRow("score refused") << qint64(9) << "" << QVariantMap{} << "" << false;
-        QTest::newRow("code 0 as text")
-            << qint64(5) << "answer" << QVariantMap{{"json", QVariantMap{{"code", "0"}}}} << ""
-            << true;
-        QTest::newRow("array") << qint64(5) << "answer" << QVariantMap{{"body", "[]"}} << ""
-                               << false;
-        QTest::newRow("status 500") << qint64(5) << "status" << QVariantMap{{"status", 500}}
-                                    << "vesko.net.response" << false;
+        const auto row = [](const char* name, qint64 score, const char* fault,
+                            const QVariantMap& options, const char* errorDomain, bool success) {
+            QTest::newRow(name) << score << QString(fault) << options << QString(errorDomain)
+                                << success;
+        };
+        const char* response = "vesko.net.response";
+        row("report: status 503", 0, "status", {{"status", 503}}, response, false);
+        row("report: status 201", 0, "status", {{"status", 201}}, "", false);
+        row("report: garbage with status 200", 0, "garbage", {}, "", true);
+        row("evaluation: score refused", 9, "", {}, "", false);
+        row("evaluation: code 0 as text", 5, "answer", {{"json", QVariantMap{{"code", "0"}}}}, "",
+            true);
+        row("evaluation: array", 5, "answer", {{"body", "[]"}}, "", false);
+        row("evaluation: status 500", 5, "status", {{"status", 500}}, response, false);
     }
 
-    void evaluationOutcomes() {
+    void reportOutcomes() {
         QFETCH(qint64, score);
         QFETCH(QString, fault);
         QFETCH(QVariantMap, options);
         QFETCH(QString, errorDomain);
         QFETCH(bool, success);
         if (!fault.isEmpty()) {
-            QVERIFY(_service.setFault("/macfb/v1/click_save", fault, options));
+            QVERIFY(
+                _service.setFault(score ? "/macfb/v1/click_save" : "/lost.gif", fault, options));
         }
         QList<Result> calls;
-        ZQHelpListInfoDataManager::submitUserEvaluationWithContactInfo("ok", score, nullptr,
-                                                                       recorder(&calls));
+        if (score) {
+            ZQHelpListInfoDataManager::submitUserEvaluationWithContactInfo("ok", score, nullptr,
+                                                                           recorder(&calls));
+        } else {
+            ZQHelpListInfoDataManager::submitUserFeedbackInfoWithReason(-1, "d", "c", false, "",
+                                                                        nullptr, recorder(&calls));
+        }
         QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
         settle();
         QCOMPARE(calls.size(), 1);
