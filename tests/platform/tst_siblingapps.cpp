@@ -260,25 +260,20 @@ private slots:
         QTest::addColumn<QString>("bundle");
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("function");
-        QTest::addColumn<QStringList>("logRunning");
-        QTest::addColumn<QStringList>("logLaunched");
+        QTest::addColumn<bool>("begins");  // the opener logs "beg" first
 
         const QString load = "kVeskoNotifyLoadXibInZQAssistPanel";
         const QString page = "kVeskoPreferencesXibName";
         const QString panel = designBundle(zq::utility::kAssistPanelBundle);
-        const QStringList beg{"beg"};
-        const QStringList begLaunched{"beg", "launch success"};
-        const QStringList launched{"launch success"};
 
         const auto add = [](const char* name, const Invoke& invoke, qint64 index,
                             const QString& notification, const QVariantMap& payload,
                             const QString& bundle, const QStringList& arguments,
-                            const char* function, const QStringList& logRunning,
-                            const QStringList& logLaunched) {
+                            const char* function, bool begins) {
             for (const bool running : {true, false}) {
                 QTest::addRow("%s, %s", name, running ? "running" : "not running")
                     << invoke << running << index << notification << payload << bundle << arguments
-                    << QString::fromLatin1(function) << logRunning << logLaunched;
+                    << QString::fromLatin1(function) << begins;
             }
         };
 
@@ -288,13 +283,12 @@ private slots:
             const QString name = QString::fromLatin1(pages[i]);
             add(
                 pages[i], [i] { CallZQAssistantPanelPage(i); }, 4, load, {{page, name}}, panel,
-                {u'-' + name}, "CallZQAssistantPanelPage", beg, begLaunched);
+                {u'-' + name}, "CallZQAssistantPanelPage", true);
         }
         add(
             "accessibility", [] { CallAccessibilityAuthorizeToVeskoPreference(2, 1); }, 4, load,
             {{page, "ZQAccesAuthorize"}, {"AccesAction", "2"}, {"AccesType", "1"}}, panel,
-            {"-ZQAccesAuthorize", "-2", "-1"}, "CallAccessibilityAuthorizeToVeskoPreference", beg,
-            begLaunched);
+            {"-ZQAccesAuthorize", "-2", "-1"}, "CallAccessibilityAuthorizeToVeskoPreference", true);
         add(
             "update detail",
             [] {
@@ -307,7 +301,7 @@ private slots:
              {"UpdateMode", "UpdateByPkg"},
              {"UpdateVersion", "6.10.0"}},
             panel, {"-ZQUpdateDetail", "-/tmp/Vesko 6.10.pkg", "-UpdateByPkg", "-6.10.0"},
-            "CallUpdateDetailToVeskoPreference", beg, begLaunched);
+            "CallUpdateDetailToVeskoPreference", true);
         add(
             "update detail without a package",
             [] {
@@ -319,11 +313,11 @@ private slots:
              {"UpdateMode", "Silent"},
              {"UpdateVersion", "6.10.0"}},
             panel, {"-ZQUpdateDetail", "-", "-Silent", "-6.10.0"},
-            "CallUpdateDetailToVeskoPreference", beg, begLaunched);
+            "CallUpdateDetailToVeskoPreference", true);
         add(
             "authorisation", [] { CallAuthPanel(5, 13); }, 4, load,
             {{page, "ZQAuthorize"}, {"ZQAuthorizeType", "5"}, {"ZQAuthorizeSourceType", "13"}},
-            panel, {"-ZQAuthorize", "-5", "-13"}, "CallAuthPanel", beg, begLaunched);
+            panel, {"-ZQAuthorize", "-5", "-13"}, "CallAuthPanel", true);
 
         const QString preference = designBundle(zq::utility::kPreferenceBundle);
         const QString changeView = "kVeskoNotifyChangeViewInVeskoPreference";
@@ -338,14 +332,14 @@ private slots:
              {"keyPreferenceTab", "2"},
              {"keyShowSpeechStatusItemAlert", "1"}},
             preference, {"-ZQPreferences", "-2", "-1", "-0", "-0"},
-            "CallPreferenceToVeskoPreference", beg, begLaunched);
+            "CallPreferenceToVeskoPreference", true);
         add(
             "preferences without a tab",
             [] {
                 CallPreferenceToVeskoPreference({{"keyShowSpeechStatusItemAlert", "1"}});
             },
             3, changeView, {{page, "ZQPreferences"}, {"keyShowSpeechStatusItemAlert", "1"}},
-            preference, {"-ZQPreferences"}, "CallPreferenceToVeskoPreference", beg, begLaunched);
+            preference, {"-ZQPreferences"}, "CallPreferenceToVeskoPreference", true);
         add(
             "preferences, numbers and a page of the caller's",
             [] {
@@ -358,7 +352,7 @@ private slots:
              {"keyPreferenceTab", qint64(3)},
              {"keyShowPicCustumItemAlert", true}},
             preference, {"-ZQPreferences", "-3", "-0", "-0", "-1"},
-            "CallPreferenceToVeskoPreference", beg, begLaunched);
+            "CallPreferenceToVeskoPreference", true);
 
         const QString statPanel = designBundle(zq::utility::kInputStatPanelBundle);
         const QString statView = "kVeskoNotifyChangeViewInInputStat";
@@ -368,15 +362,15 @@ private slots:
                 CallInputStatPanel({{"keyInputStatTab", "2"}, {"from", "menu"}});
             },
             8, statView, {{"keyInputStatTab", "2"}, {"from", "menu"}}, statPanel, {"2"},
-            "CallInputStatPanel", {}, launched);
+            "CallInputStatPanel", false);
         add(
             "input statistics without a tab", [] { CallInputStatPanel({}); }, 8, statView, {},
-            statPanel, {}, "CallInputStatPanel", {}, launched);
+            statPanel, {}, "CallInputStatPanel", false);
 
         add(
             "screenshot", [] { CallScreenshotApp("kVeskoNotifyScreenShotOCR"); }, 14,
             "kVeskoNotifyScreenShotOCR", {}, designBundle(zq::utility::kTextRecognitionBundle),
-            {"-kVeskoNotifyScreenShotOCR"}, "CallScreenshotApp", {}, launched);
+            {"-kVeskoNotifyScreenShotOCR"}, "CallScreenshotApp", false);
     }
 
     void opener() {
@@ -388,8 +382,8 @@ private slots:
         QFETCH(QString, bundle);
         QFETCH(QStringList, arguments);
         QFETCH(QString, function);
-        QFETCH(QStringList, logRunning);
-        QFETCH(QStringList, logLaunched);
+        QFETCH(bool, begins);
+        const QStringList beg = begins ? QStringList{"beg"} : QStringList();
 
         // Both branches have their application installed: only the running
         // check decides.
@@ -410,13 +404,13 @@ private slots:
             QCOMPARE(got.size(), 1);
             QCOMPARE(got.constFirst().name, notification);
             QCOMPARE(zq::test::typedText(got.constFirst().userInfo), zq::test::typedText(payload));
-            QCOMPARE(logEntries(function), logRunning);
+            QCOMPARE(logEntries(function), beg);
             QVERIFY2(!QFile::exists(zq::test::recordedArgumentsFile(local)),
                      "nothing was launched");
         } else {
             QTRY_VERIFY(zq::test::recordedArguments(local).has_value());
             QCOMPARE(*zq::test::recordedArguments(local), arguments);
-            QCOMPARE(logEntries(function), logLaunched);
+            QCOMPARE(logEntries(function), beg + QStringList{"launch success"});
             QVERIFY(drainNotifications());
             QVERIFY2(seenBeforeMarker().isEmpty(), "nothing was posted");
             // The launched script is a process of the table while it runs.
