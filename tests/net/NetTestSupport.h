@@ -99,6 +99,14 @@ inline QString journalHeader(const QJsonObject& entry, const QString& name) {
     return QString();
 }
 
+// The values of the named headers of a journal entry, in the order asked.
+inline QStringList journalHeaders(const QJsonObject& entry, const QStringList& names) {
+    QStringList values;
+    for (const QString& name : names)
+        values.append(journalHeader(entry, name));
+    return values;
+}
+
 // Names of the headers of a journal entry, in the order received.
 inline QStringList journalHeaderNames(const QJsonObject& entry) {
     QStringList names;
@@ -110,6 +118,14 @@ inline QStringList journalHeaderNames(const QJsonObject& entry) {
 // The received body of a journal entry (or the decrypted "p" of a wall entry).
 inline QByteArray journalBody(const QJsonObject& field) {
     return QByteArray::fromBase64(field.value(QStringLiteral("base64")).toString().toLatin1());
+}
+
+// The request body a journal entry received, and its length as the service counted it.
+inline QByteArray sentBody(const QJsonObject& entry) {
+    return journalBody(entry.value(QStringLiteral("body")).toObject());
+}
+inline QString sentLength(const QJsonObject& entry) {
+    return QString::number(entry.value(QStringLiteral("body")).toObject().value("len").toInt());
 }
 
 }  // namespace zq::test

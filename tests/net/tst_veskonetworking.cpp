@@ -15,6 +15,8 @@
 using zq::net::OptionalError;
 using zq::net::OptionalResponse;
 using zq::test::dataRecorder;
+using zq::test::journalHeader;
+using zq::test::journalHeaders;
 using zq::test::objectRecorder;
 using zq::test::Outcome;
 using zq::test::OutcomePtr;
@@ -30,18 +32,6 @@ QJsonObject jsonOf(const QByteArray& data) {
 }
 
 }  // namespace
-
-// ------------------------------------------------------------ multipart
-
-// ------------------------------------------------------------ the wall
-
-// ------------------------------------------------------ JSON operations
-
-// ------------------------------------------------------ data operations
-
-// ------------------------------------------------------- synchronous POST
-
-// --------------------------------------------------------------- context
 
 class TestVeskoNetworking : public QObject {
     Q_OBJECT
@@ -136,29 +126,24 @@ private slots:
         const QJsonArray journal = _service.journal(mark);
         QCOMPARE(journal.size(), 1);
         const QJsonObject entry = journal.at(0).toObject();
-        QCOMPARE(entry.value(QStringLiteral("path")).toString(), QStringLiteral("/q"));
-        QCOMPARE(entry.value(QStringLiteral("method")).toString(), QStringLiteral("POST"));
+        QCOMPARE(entry.value("path").toString(), QStringLiteral("/q"));
+        QCOMPARE(entry.value("method").toString(), QStringLiteral("POST"));
         QVERIFY2(!entry.contains(QStringLiteral("wall_error")),
-                 qPrintable(entry.value(QStringLiteral("wall_error")).toString()));
-        const QJsonObject decrypted = entry.value(QStringLiteral("decrypted")).toObject();
-        QStringList order;
-        for (const QJsonValue& name : decrypted.value(QStringLiteral("fields")).toArray())
-            order.append(name.toString());
-        QCOMPARE(order, fields);
-        QCOMPARE(decrypted.value(QStringLiteral("u")).toString(),
-                 address.left(address.indexOf(u'?')));
-        QCOMPARE(decrypted.value(QStringLiteral("g")).toString(), expectedQuery);
+                 qPrintable(entry.value("wall_error").toString()));
+        const QJsonObject decrypted = entry.value("decrypted").toObject();
+        QCOMPARE(decrypted.value("fields").toVariant().toStringList(), fields);
+        QCOMPARE(decrypted.value("u").toString(), address.left(address.indexOf(u'?')));
+        QCOMPARE(decrypted.value("g").toString(), expectedQuery);
         if (body.isEmpty())
-            QVERIFY(decrypted.value(QStringLiteral("p")).isNull());
+            QVERIFY(decrypted.value("p").isNull());
         else
-            QCOMPARE(zq::test::journalBody(decrypted.value(QStringLiteral("p")).toObject()), body);
-        QCOMPARE(decrypted.value(QStringLiteral("k_chars")).toInt(), 172);
-        QCOMPARE(decrypted.value(QStringLiteral("v_chars")).toInt(), 172);
+            QCOMPARE(zq::test::journalBody(decrypted.value("p").toObject()), body);
+        QCOMPARE(decrypted.value("k_chars").toInt(), 172);
+        QCOMPARE(decrypted.value("v_chars").toInt(), 172);
 
         // The plain answer the service encrypted is what the handler received.
-        QCOMPARE(outcome->data,
-                 zq::test::journalBody(entry.value(QStringLiteral("answer_plain")).toObject()));
-        QCOMPARE(jsonOf(outcome->data).value(QStringLiteral("code")).toInt(-1), 0);
+        QCOMPARE(outcome->data, zq::test::journalBody(entry.value("answer_plain").toObject()));
+        QCOMPARE(jsonOf(outcome->data).value("code").toInt(-1), 0);
     }
 
     void wallHeaderRules_data() {
@@ -199,18 +184,11 @@ private slots:
         QVERIFY(!outcome->error);
 
         const QJsonObject entry = _service.journal(mark).at(0).toObject();
-        QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Content-Type")), contentType);
-        QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Cache-Control")),
-                 QStringLiteral("no-cache"));
-        QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Content-Length")),
-                 QString::number(entry.value(QStringLiteral("body"))
-                                     .toObject()
-                                     .value(QStringLiteral("len"))
-                                     .toInt()));
-        QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("X-Extra")), extra);
+        QCOMPARE(
+            journalHeaders(entry, {"Content-Type", "Cache-Control", "Content-Length", "X-Extra"}),
+            (QStringList{contentType, "no-cache", zq::test::sentLength(entry), extra}));
         if (!acceptEncoding.isEmpty())
-            QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Accept-Encoding")),
-                     acceptEncoding);
+            QCOMPARE(journalHeader(entry, "Accept-Encoding"), acceptEncoding);
         // The builder's defaults come before the operation's own fields.
         const QStringList names = zq::test::journalHeaderNames(entry);
         QVERIFY(names.indexOf(QStringLiteral("Accept-Language")) >= 0);
@@ -301,19 +279,14 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
         QVERIFY2(!outcome->error, qPrintable(outcome->error->description));
         QVERIFY(outcome->onMainThread);
-        QCOMPARE(jsonOf(outcome->data).value(QStringLiteral("code")).toInt(-1), 0);
+        QCOMPARE(jsonOf(outcome->data).value("code").toInt(-1), 0);
 
         const QJsonObject entry =
             _service.entries(QStringLiteral("/macfb/v1/macfeedback"), mark).at(0).toObject();
-        QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Content-Type")),
+        QCOMPARE(journalHeader(entry, "Content-Type"),
                  QStringLiteral("multipart/form-data; boundary=") + kBoundary);
-        QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Accept-Encoding")),
-                 QStringLiteral("gzip, deflate"));
-        QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Content-Length")),
-                 QString::number(entry.value(QStringLiteral("body"))
-                                     .toObject()
-                                     .value(QStringLiteral("len"))
-                                     .toInt()));
+        QCOMPARE(journalHeader(entry, "Accept-Encoding"), QStringLiteral("gzip, deflate"));
+        QCOMPARE(journalHeader(entry, "Content-Length"), zq::test::sentLength(entry));
     }
 
     void plainUpload() {
@@ -330,16 +303,15 @@ private slots:
             uploadRecorder(outcome));
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
         QVERIFY2(!outcome->error, qPrintable(outcome->error->description));
-        QCOMPARE(jsonOf(outcome->data).value(QStringLiteral("size")).toInt(), file.size());
+        QCOMPARE(jsonOf(outcome->data).value("size").toInt(), file.size());
         QVERIFY(!steps.isEmpty());
         const QByteArray body = VeskoNetworking::multipartBody(
             {{QStringLiteral("kind"), 3}}, kBoundary, QStringLiteral("shot.png"), file);
         QCOMPARE(steps.last().completedUnitCount, body.size());
         const QJsonObject entry =
             _service.entries(QStringLiteral("/api/rec/file.php"), mark).at(0).toObject();
-        QCOMPARE(zq::test::journalBody(entry.value(QStringLiteral("body")).toObject()), body);
-        QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Accept-Encoding")),
-                 QStringLiteral("gzip ,deflate"));
+        QCOMPARE(zq::test::sentBody(entry), body);
+        QCOMPARE(journalHeader(entry, "Accept-Encoding"), QStringLiteral("gzip ,deflate"));
     }
 
     void plainUploadChecksContentType() {
@@ -363,40 +335,29 @@ private slots:
         const QVariantMap parameters{{QStringLiteral("b"), QStringLiteral("x&y")},
                                      {QStringLiteral("a"), 2}};
         auto post = std::make_shared<Outcome>();
-        VeskoNetworking::sendPostRequest(_service.url(QStringLiteral("/__test/echo")), parameters,
+        VeskoNetworking::sendPostRequest(echo(), parameters,
                                          {{QStringLiteral("X-Token"), QStringLiteral("t")}},
                                          objectRecorder(post));
         QTRY_COMPARE_WITH_TIMEOUT(post->calls.load(), 1, kWaitMs);
         QVERIFY(!post->error);
         QVERIFY(post->onMainThread);
-        QCOMPARE(post->object.toMap().value(QStringLiteral("method")).toString(),
-                 QStringLiteral("POST"));
+        QCOMPARE(post->object.toMap().value("method").toString(), QStringLiteral("POST"));
 
         auto get = std::make_shared<Outcome>();
-        VeskoNetworking::sendGetRequest(_service.url(QStringLiteral("/__test/echo")), parameters,
-                                        {}, objectRecorder(get));
+        VeskoNetworking::sendGetRequest(echo(), parameters, {}, objectRecorder(get));
         QTRY_COMPARE_WITH_TIMEOUT(get->calls.load(), 1, kWaitMs);
         QVERIFY(!get->error);
 
         const QJsonArray entries = _service.entries(QStringLiteral("/__test/echo"), mark);
         QCOMPARE(entries.size(), 2);
         const QJsonObject postEntry = entries.at(0).toObject();
-        QCOMPARE(zq::test::journalBody(postEntry.value(QStringLiteral("body")).toObject()),
-                 QByteArray("a=2&b=x%26y"));
-        QCOMPARE(zq::test::journalHeader(postEntry, QStringLiteral("Content-Type")),
-                 QStringLiteral("application/x-www-form-urlencoded"));
-        QCOMPARE(zq::test::journalHeader(postEntry, QStringLiteral("X-Token")),
-                 QStringLiteral("t"));
-        QCOMPARE(zq::test::journalHeader(postEntry, QStringLiteral("Cache-Control")),
-                 QStringLiteral("no-cache"));
-        QCOMPARE(zq::test::journalHeader(postEntry, QStringLiteral("Pragma")),
-                 QStringLiteral("no-cache"));
+        QCOMPARE(zq::test::sentBody(postEntry), QByteArray("a=2&b=x%26y"));
+        QCOMPARE(journalHeaders(postEntry, {"Content-Type", "X-Token", "Cache-Control", "Pragma"}),
+                 (QStringList{"application/x-www-form-urlencoded", "t", "no-cache", "no-cache"}));
         const QJsonObject getEntry = entries.at(1).toObject();
-        QCOMPARE(getEntry.value(QStringLiteral("method")).toString(), QStringLiteral("GET"));
-        QCOMPARE(getEntry.value(QStringLiteral("query")).toString(), QStringLiteral("a=2&b=x%26y"));
-        QCOMPARE(
-            getEntry.value(QStringLiteral("body")).toObject().value(QStringLiteral("len")).toInt(),
-            0);
+        QCOMPARE(getEntry.value("method").toString(), QStringLiteral("GET"));
+        QCOMPARE(getEntry.value("query").toString(), QStringLiteral("a=2&b=x%26y"));
+        QCOMPARE(getEntry.value("body").toObject().value("len").toInt(), 0);
     }
 
     // GET and POST share the answer rule; the fault matrix covers both operations'
@@ -420,8 +381,7 @@ private slots:
                                   {{QStringLiteral("body"), QString::fromUtf8(body)},
                                    {QStringLiteral("content_type"), QStringLiteral("text/html")}}));
         auto outcome = std::make_shared<Outcome>();
-        VeskoNetworking::sendPostRequest(_service.url(QStringLiteral("/__test/echo")), {}, {},
-                                         objectRecorder(outcome));
+        VeskoNetworking::sendPostRequest(echo(), {}, {}, objectRecorder(outcome));
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
         QCOMPARE(outcome->domain(), map ? QString() : QStringLiteral("response not JSON"));
         QCOMPARE(outcome->object.typeId() == QMetaType::QVariantMap, map);
@@ -433,26 +393,19 @@ private slots:
         const QByteArray body("\x01\x02 body \xff", 10);
         auto outcome = std::make_shared<Outcome>();
         VeskoNetworking::sendPostRequest(
-            _service.url(QStringLiteral("/__test/echo")),
-            QVariantMap{{QStringLiteral("ignored"), 1}},
+            echo(), QVariantMap{{QStringLiteral("ignored"), 1}},
             {{QStringLiteral("Content-Type"), QStringLiteral("application/x-vesko")}}, body,
             dataRecorder(outcome));
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
         QVERIFY(!outcome->error);
         QVERIFY(outcome->onMainThread);
-        QCOMPARE(jsonOf(outcome->data).value(QStringLiteral("method")).toString(),
-                 QStringLiteral("POST"));
+        QCOMPARE(jsonOf(outcome->data).value("method").toString(), QStringLiteral("POST"));
         const QJsonObject entry =
             _service.entries(QStringLiteral("/__test/echo"), mark).at(0).toObject();
-        QCOMPARE(zq::test::journalBody(entry.value(QStringLiteral("body")).toObject()), body);
-        QCOMPARE(entry.value(QStringLiteral("query")).toString(),
-                 QString());  // parameters are not sent
-        QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Content-Type")),
-                 QStringLiteral("application/x-vesko"));
-        QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Content-Length")),
-                 QStringLiteral("10"));
-        QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("Cache-Control")),
-                 QStringLiteral("no-cache"));
+        QCOMPARE(zq::test::sentBody(entry), body);
+        QCOMPARE(entry.value("query").toString(), QString());  // parameters are not sent
+        QCOMPARE(journalHeaders(entry, {"Content-Type", "Content-Length", "Cache-Control"}),
+                 (QStringList{"application/x-vesko", "10", "no-cache"}));
     }
 
     void dataOperationsSendNoParameters() {
@@ -467,9 +420,9 @@ private slots:
         QVERIFY(!outcome->error);
         const QJsonObject entry =
             _service.entries(QStringLiteral("/__test/echo"), mark).at(0).toObject();
-        QCOMPARE(entry.value(QStringLiteral("method")).toString(), QStringLiteral("GET"));
-        QCOMPARE(entry.value(QStringLiteral("query")).toString(), QStringLiteral("own=1"));
-        QCOMPARE(zq::test::journalHeader(entry, QStringLiteral("X-Header")), QStringLiteral("h"));
+        QCOMPARE(entry.value("method").toString(), QStringLiteral("GET"));
+        QCOMPARE(entry.value("query").toString(), QStringLiteral("own=1"));
+        QCOMPARE(journalHeader(entry, "X-Header"), QStringLiteral("h"));
     }
 
     void dataGetReportsProgress() {
@@ -496,8 +449,7 @@ private slots:
         QByteArray received;
         QThread* caller = QThread::create([&] {
             VeskoNetworking::sendPostRequestBySync(
-                _service.url(QStringLiteral("/__test/echo")), {}, {},
-                [&](const QByteArray& data, const OptionalError& error) {
+                echo(), {}, {}, [&](const QByteArray& data, const OptionalError& error) {
                     handlerThread = QThread::currentThread();
                     received = error ? QByteArray() : data;
                     handlerRanBeforeReturn = !returned.load();
@@ -512,8 +464,7 @@ private slots:
         QVERIFY(handlerThread != nullptr);
         QVERIFY(handlerThread != caller);
         QVERIFY(handlerThread != QCoreApplication::instance()->thread());
-        QCOMPARE(jsonOf(received).value(QStringLiteral("method")).toString(),
-                 QStringLiteral("GET"));
+        QCOMPARE(jsonOf(received).value("method").toString(), QStringLiteral("GET"));
         delete caller;
     }
 
@@ -521,8 +472,7 @@ private slots:
         const qint64 mark = _service.mark();
         auto outcome = std::make_shared<Outcome>();
         VeskoNetworking::sendPostRequestBySync(
-            _service.url(QStringLiteral("/__test/echo")), {}, {},
-            [outcome](const QByteArray& data, const OptionalError& error) {
+            echo(), {}, {}, [outcome](const QByteArray& data, const OptionalError& error) {
                 outcome->data = data;
                 outcome->error = error;
                 outcome->record();
@@ -540,7 +490,7 @@ private slots:
                                   {{QStringLiteral("ms"), 300}}));
         auto dropped = std::make_shared<Outcome>();
         auto* context = new QObject;
-        VeskoNetworking::sendPostRequest(_service.url(QStringLiteral("/__test/echo?first")), {}, {},
+        VeskoNetworking::sendPostRequest(echo(QStringLiteral("?first")), {}, {},
                                          dataRecorder(dropped), context);
         QTRY_COMPARE_WITH_TIMEOUT(_service.entries(QStringLiteral("/__test/echo"), mark).size(), 1,
                                   kWaitMs);
@@ -550,8 +500,8 @@ private slots:
         // completes after the first one's answer arrived.
         QObject living;
         auto later = std::make_shared<Outcome>();
-        VeskoNetworking::sendPostRequest(_service.url(QStringLiteral("/__test/echo?second")), {},
-                                         {}, dataRecorder(later), &living);
+        VeskoNetworking::sendPostRequest(echo(QStringLiteral("?second")), {}, {},
+                                         dataRecorder(later), &living);
         QTRY_COMPARE_WITH_TIMEOUT(later->calls.load(), 1, kWaitMs);
         QVERIFY(zq::test::drainMainQueue());
         QCOMPARE(dropped->calls.load(), 0);
@@ -563,6 +513,10 @@ private:
         return _service.url(QStringLiteral(
             "/mac_feed_tpl?h=0123456789ABCDEF0123456789ABCDEF&v=1.2.3&r=0000&os=12&hv=(null)"));
     }
+    QString echo(const QString& query = {}) {
+        return _service.url(QStringLiteral("/__test/echo") + query);
+    }
+
     zq::test::RefService _service;
 };
 
