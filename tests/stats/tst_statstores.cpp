@@ -336,18 +336,18 @@ private slots:
             {"kCurrentUser", "alice"},
             {"kCurrentUserState", "1"},
             {"kAccounts", QVariantMap{{"alice", alice}, {"bob", QVariantMap{}}}}};
-        QVariantMap withToken = alice;
-        withToken.insert("kUserToken", "T1");
-        QVariantMap withPassport = alice;
-        withPassport.insert("kUserPassportId", "P9");
-        QVariantMap withType = alice;
-        withType.insert("kVesko3rdPartyLoginInfoType", 2);
+        const auto aliceWith = [&alice](const char* key, const QVariant& value) {
+            QVariantMap record = alice;
+            record.insert(key, value);
+            return record;
+        };
+        const QVariantMap withToken = aliceWith("kUserToken", "T1");
 
         QTest::newRow("token") << loggedIn << "kCurrentUserToken" << QVariant("T1") << withToken;
-        QTest::newRow("passport id")
-            << loggedIn << "kCurrentUserPassportId" << QVariant("P9") << withPassport;
-        QTest::newRow("login type")
-            << loggedIn << "kVesko3rdPartyLoginInfoType" << QVariant(2) << withType;
+        QTest::newRow("passport id") << loggedIn << "kCurrentUserPassportId" << QVariant("P9")
+                                     << aliceWith("kUserPassportId", "P9");
+        QTest::newRow("login type") << loggedIn << "kVesko3rdPartyLoginInfoType" << QVariant(2)
+                                    << aliceWith("kVesko3rdPartyLoginInfoType", 2);
         QTest::newRow("other keys stay top-level")
             << loggedIn << "kCurrentUserState" << QVariant("0") << alice;
         QVariantMap loggedOut = loggedIn;
@@ -496,21 +496,20 @@ private slots:
         QTest::addColumn<QByteArray>("file");  // null: no file
         QTest::addColumn<QVariant>("choice");  // invalid: none
         QTest::addColumn<bool>("enabled");
-        QTest::newRow("no file") << QByteArray() << QVariant() << true;
-        QTest::newRow("true") << QByteArray("[Analytics]\nEnabled=true\n") << QVariant(true)
-                              << true;
+        using B = QByteArray;
+        QTest::newRow("no file") << B() << QVariant() << true;
+        QTest::newRow("true") << B("[Analytics]\nEnabled=true\n") << QVariant(true) << true;
         QTest::newRow("yes, spaced")
-            << QByteArray("[Analytics]\n Enabled = yes \n") << QVariant(true) << true;
-        QTest::newRow("false") << QByteArray("[Analytics]\nEnabled=false\n") << QVariant(false)
-                               << false;
-        QTest::newRow("0") << QByteArray("[Analytics]\nEnabled=0") << QVariant(false) << false;
+            << B("[Analytics]\n Enabled = yes \n") << QVariant(true) << true;
+        QTest::newRow("false") << B("[Analytics]\nEnabled=false\n") << QVariant(false) << false;
+        QTest::newRow("0") << B("[Analytics]\nEnabled=0") << QVariant(false) << false;
         QTest::newRow("unreadable value counts as off")
-            << QByteArray("[Analytics]\nEnabled=maybe\n") << QVariant(false) << false;
+            << B("[Analytics]\nEnabled=maybe\n") << QVariant(false) << false;
         QTest::newRow("key of another section")
-            << QByteArray("[Other]\nEnabled=false\n") << QVariant() << true;
+            << B("[Other]\nEnabled=false\n") << QVariant() << true;
         QTest::newRow("last one wins")
-            << QByteArray("[Analytics]\nEnabled=false\nEnabled=true\n") << QVariant(true) << true;
-        QTest::newRow("empty file") << QByteArray("") << QVariant() << true;
+            << B("[Analytics]\nEnabled=false\nEnabled=true\n") << QVariant(true) << true;
+        QTest::newRow("empty file") << B("") << QVariant() << true;
     }
 
     void analyticsUserChoice() {
