@@ -70,43 +70,34 @@ private slots:
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("page");  // "" = no page: the process ends
         QTest::addColumn<QVariantMap>("stored");
-
-        const QVariantMap none;
-        QTest::newRow("no arguments") << QStringList{} << "" << none;
-        QTest::newRow("lower-case page name") << QStringList{"-zqabout"} << "" << none;
-        QTest::newRow("two hyphens") << QStringList{"--ZQAbout"} << "" << none;
-        QTest::newRow("page name with blank") << QStringList{"-ZQAbout "} << "" << none;
-        QTest::newRow("other application's page, parameters ignored")
-            << QStringList{"-ZQAccess", "-1", "-2"} << "" << none;
-        QTest::newRow("about without hyphen") << QStringList{"ZQAbout", "-x"} << "ZQAbout" << none;
-        QTest::newRow("update detail without parameters")
-            << QStringList{"-ZQUpdateDetail"} << "ZQUpdateDetail" << none;
-        QTest::newRow("update detail, fifth argument not read, non-ASCII path")
-            << QStringList{"-ZQUpdateDetail", "-/home/用户/新版本.pkg", "-UpdateByPkg", "--2.1",
-                           "-d"}
-            << "ZQUpdateDetail"
-            << QVariantMap{{"UpdatePkgPath", "/home/用户/新版本.pkg"},
-                           {"UpdateMode", "UpdateByPkg"},
-                           {"UpdateVersion", "-2.1"}};
-        QTest::newRow("accessibility, fourth argument not read")
-            << QStringList{"-ZQAccesAuthorize", "-2", "-5", "-9"} << "ZQAccesAuthorize"
-            << QVariantMap{{"AccesAction", "2"}, {"AccesType", "5"}};
-        QTest::newRow("contacts: action is the number 1")
-            << QStringList{"-ZQContactAuthorize", "-7", "-8"} << "ZQContactAuthorize"
-            << QVariantMap{{"AccesAction", qint64(1)}};
-        QTest::newRow("authorize, type only")
-            << QStringList{"-ZQAuthorize", "-3"} << "ZQAuthorize"
-            << QVariantMap{{"AccesAction", qint64(1)}, {"ZQAuthorizeType", "3"}};
-        QTest::newRow("authorize, type and source")
-            << QStringList{"-ZQAuthorize", "-4", "-6"} << "ZQAuthorize"
-            << QVariantMap{{"AccesAction", qint64(1)},
-                           {"ZQAuthorizeType", "4"},
-                           {"ZQAuthorizeSourceType", "6"}};
-        QTest::newRow("Qt's own option names are page parameters")
-            << QStringList{"-ZQUpdateDetail", "-platform", "-style", "-reverse"} << "ZQUpdateDetail"
-            << QVariantMap{{"UpdatePkgPath", "platform"},
-                           {"UpdateMode", "style"},
-                           {"UpdateVersion", "reverse"}};
+        const auto row = [](const char* name, const QStringList& arguments, const QString& page,
+                            const QVariantMap& stored = {}) {
+            QTest::newRow(name) << arguments << page << stored;
+        };
+        row("no arguments", {}, "");
+        row("lower-case page name", {"-zqabout"}, "");
+        row("two hyphens", {"--ZQAbout"}, "");
+        row("page name with blank", {"-ZQAbout "}, "");
+        row("other application's page, parameters ignored", {"-ZQAccess", "-1", "-2"}, "");
+        row("about without hyphen", {"ZQAbout", "-x"}, "ZQAbout");
+        row("update detail without parameters", {"-ZQUpdateDetail"}, "ZQUpdateDetail");
+        row("update detail, fifth argument not read, non-ASCII path",
+            {"-ZQUpdateDetail", "-/home/用户/新版本.pkg", "-UpdateByPkg", "--2.1", "-d"},
+            "ZQUpdateDetail",
+            {{"UpdatePkgPath", "/home/用户/新版本.pkg"},
+             {"UpdateMode", "UpdateByPkg"},
+             {"UpdateVersion", "-2.1"}});
+        row("accessibility, fourth argument not read", {"-ZQAccesAuthorize", "-2", "-5", "-9"},
+            "ZQAccesAuthorize", {{"AccesAction", "2"}, {"AccesType", "5"}});
+        row("contacts: action is the number 1", {"-ZQContactAuthorize", "-7", "-8"},
+            "ZQContactAuthorize", {{"AccesAction", qint64(1)}});
+        row("authorize, type only", {"-ZQAuthorize", "-3"}, "ZQAuthorize",
+            {{"AccesAction", qint64(1)}, {"ZQAuthorizeType", "3"}});
+        row("authorize, type and source", {"-ZQAuthorize", "-4", "-6"}, "ZQAuthorize",
+            {{"AccesAction", qint64(1)}, {"ZQAuthorizeType", "4"}, {"ZQAuthorizeSourceType", "6"}});
+        row("Qt's own option names are page parameters",
+            {"-ZQUpdateDetail", "-platform", "-style", "-reverse"}, "ZQUpdateDetail",
+            {{"UpdatePkgPath", "platform"}, {"UpdateMode", "style"}, {"UpdateVersion", "reverse"}});
     }
 
     void launch() {
