@@ -184,25 +184,22 @@ private slots:
             "Privacy_Microphone=\n[SettingsPanes]\n"
             "Privacy_Contacts=https://help.invalid/contacts\n"
             "Privacy_Microphone=https://help.invalid/microphone\n";
-        QTest::newRow("GNOME, after another desktop name")
-            << QByteArray("ubuntu:GNOME") << QByteArray() << mic << true
-            << QStringLiteral("gnome-control-center microphone");
-        QTest::newRow("KDE login items")
-            << QByteArray("KDE") << QByteArray() << QString::fromLatin1(kLoginItemsAddress) << true
-            << QStringLiteral("systemsettings kcm_autostart");
-        QTest::newRow("desktop without a table")
-            << QByteArray("XFCE") << QByteArray() << mic << false << mic;
-        QTest::newRow("program not installed")
-            << QByteArray("KDE")
-            << QByteArray("[SettingsPanes.KDE]\nPrivacy_Microphone=vesko-none mic\n") << mic
-            << false << QStringLiteral("vesko-none mic");
-        QTest::newRow("generic address") << QByteArray("GNOME") << mixed << contacts << true
-                                         << QStringLiteral("https://help.invalid/contacts");
-        QTest::newRow("pane file")
-            << QByteArray("GNOME") << mixed << QString::fromLatin1(kSecurityPaneFile) << true
-            << QStringLiteral("gnome-control-center privacy");
-        QTest::newRow("empty entry ends the search")
-            << QByteArray("GNOME") << mixed << mic << false << mic;
+        const auto row = [](const char* name, const char* desktop, const QByteArray& table,
+                            const QString& address, bool started, const QString& display) {
+            QTest::newRow(name) << QByteArray(desktop) << table << address << started << display;
+        };
+        const QString login = QString::fromLatin1(kLoginItemsAddress);
+        const QString pane = QString::fromLatin1(kSecurityPaneFile);
+        row("GNOME, after another desktop name", "ubuntu:GNOME", {}, mic, true,
+            "gnome-control-center microphone");
+        row("KDE login items", "KDE", {}, login, true, "systemsettings kcm_autostart");
+        row("desktop without a table", "XFCE", {}, mic, false, mic);
+        row("program not installed", "KDE",
+            "[SettingsPanes.KDE]\nPrivacy_Microphone=vesko-none mic\n", mic, false,
+            "vesko-none mic");
+        row("generic address", "GNOME", mixed, contacts, true, "https://help.invalid/contacts");
+        row("pane file", "GNOME", mixed, pane, true, "gnome-control-center privacy");
+        row("empty entry ends the search", "GNOME", mixed, mic, false, mic);
     }
     void settingsPages() {
         QFETCH(QByteArray, desktop);
