@@ -160,22 +160,22 @@ private slots:
             platform::Locations::installRoot() + QStringLiteral("/Contents/ZQSkinManager.app");
         const QString plugin = QString::fromLocal8Bit(qgetenv("XDG_DATA_HOME")) +
                                QStringLiteral("/Vesko/Plugins/ZQSkinManager.app");
-        QTest::newRow("plugin copy exists") << design << "ZQSkinManager.app" << true << plugin;
-        QTest::newRow("no plugin copy") << design << "" << true << "=";
-        QTest::newRow("older system") << design << "ZQSkinManager.app" << false << "=";
-        QTest::newRow("installed location") << installed << "ZQSkinManager.app" << true << plugin;
-        QTest::newRow("another bundle's copy only")
-            << design << "VeskoPreference.app" << true << "=";
-        QTest::newRow("no bundle prefix, no tilde")
-            << QStringLiteral("/usr/bin/env") << "" << true << "=";
-        QTest::newRow("bundle root is not the contents")
-            << QStringLiteral("/Library/Input Methods/VeskoInput.app/ZQSkinManager.app")
-            << "ZQSkinManager.app" << true << "=";
-        QTest::newRow("tilde expanded when it exists")
-            << QStringLiteral("~/Library/Application Support/Vesko/Plugins/ZQSkinManager.app")
-            << "ZQSkinManager.app" << true << plugin;
-        QTest::newRow("tilde kept when missing")
-            << QStringLiteral("~/nothing/here.app") << "" << true << "=";
+        const auto row = [](const char* name, const QString& input, const QString& pluginCopy,
+                            bool newSystem, const QString& expected) {
+            QTest::newRow(name) << input << pluginCopy << newSystem << expected;
+        };
+        const QString skin = QStringLiteral("ZQSkinManager.app");
+        row("plugin copy exists", design, skin, true, plugin);
+        row("no plugin copy", design, "", true, "=");
+        row("older system", design, skin, false, "=");
+        row("installed location", installed, skin, true, plugin);
+        row("another bundle's copy only", design, "VeskoPreference.app", true, "=");
+        row("no bundle prefix, no tilde", "/usr/bin/env", "", true, "=");
+        row("bundle root is not the contents",
+            "/Library/Input Methods/VeskoInput.app/ZQSkinManager.app", skin, true, "=");
+        row("tilde expanded when it exists",
+            "~/Library/Application Support/Vesko/Plugins/ZQSkinManager.app", skin, true, plugin);
+        row("tilde kept when missing", "~/nothing/here.app", "", true, "=");
     }
 
     void pluginPaths() {
