@@ -52,12 +52,10 @@ private slots:
         QTest::addColumn<QByteArray>("expected");
 
         QTest::newRow("no boundary: the file bytes alone")
-            << QVariantMap{{QStringLiteral("a"), QStringLiteral("1")}} << QString()
-            << QStringLiteral("f") << QByteArray("\x00\x01raw", 5) << QByteArray("\x00\x01raw", 5);
+            << QVariantMap{{"a", QStringLiteral("1")}} << QString() << QStringLiteral("f")
+            << QByteArray("\x00\x01raw", 5) << QByteArray("\x00\x01raw", 5);
         QTest::newRow("fields in ascending order, numbers and flags as text, UTF-8")
-            << QVariantMap{{QStringLiteral("isAtta"), 0},
-                           {QStringLiteral("detail"), QStringLiteral("打字卡顿")},
-                           {QStringLiteral("flag"), true}}
+            << QVariantMap{{"isAtta", 0}, {"detail", QStringLiteral("打字卡顿")}, {"flag", true}}
             << QStringLiteral("b") << QStringLiteral("图.zip") << QByteArray("Z")
             << QByteArray(
                    "--b\r\nContent-Disposition: form-data; name=\"detail\"\r\n\r\n打字卡顿\r\n"
@@ -71,7 +69,7 @@ private slots:
                 "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"\"\r\n\r\n\r\n--" +
                 kBoundary.toLatin1() + "--\r\n");
         QTest::newRow("placeholders in values stay as they are")
-            << QVariantMap{{QStringLiteral("k"), QStringLiteral("%1 %2")}} << QStringLiteral("B")
+            << QVariantMap{{"k", QStringLiteral("%1 %2")}} << QStringLiteral("B")
             << QStringLiteral("%3") << QByteArray("x")
             << QByteArray(
                    "--B\r\nContent-Disposition: form-data; name=\"k\"\r\n\r\n%1 %2\r\n"
@@ -156,10 +154,10 @@ private slots:
         QTest::newRow("own fields")
             << false << QVariantMap() << "application/octet-stream" << QString() << QString();
         QTest::newRow("dictionary replaces Content-Type")
-            << false << QVariantMap{{QStringLiteral("Content-Type"), QStringLiteral("text/x-test")}}
+            << false << QVariantMap{{"Content-Type", QStringLiteral("text/x-test")}}
             << "text/x-test" << QString() << QString();
         QTest::newRow("dictionary adds fields")
-            << false << QVariantMap{{QStringLiteral("X-Extra"), QStringLiteral("yes")}}
+            << false << QVariantMap{{"X-Extra", QStringLiteral("yes")}}
             << "application/octet-stream" << QString() << QStringLiteral("yes");
         QTest::newRow("without gzip asks for deflate")
             << true << QVariantMap() << "application/octet-stream" << QStringLiteral("deflate")
@@ -231,14 +229,14 @@ private slots:
 
         QTest::newRow("server error passes the client's error and the body")
             << QStringLiteral("/macfb/v1/click_overview") << QStringLiteral("status")
-            << QVariantMap{{QStringLiteral("status"), 500}} << 500
+            << QVariantMap{{"status", 500}} << 500
             << QString::fromLatin1(zq::net::kResponseErrorDomain) << true;
         QTest::newRow("unknown endpoint behind the wall")
             << QStringLiteral("/nowhere") << QString() << QVariantMap() << 404
             << QString::fromLatin1(zq::net::kResponseErrorDomain) << true;
         QTest::newRow("payload inflating to nothing")
             << QStringLiteral("/macfb/v1/click_overview") << QStringLiteral("answer")
-            << QVariantMap{{QStringLiteral("body"), QString()}} << 200 << QString() << false;
+            << QVariantMap{{"body", QString()}} << 200 << QString() << false;
     }
 
     void wallAnswers() {
@@ -272,10 +270,9 @@ private slots:
         VeskoNetworking::sendUploadMutiPartRequestByEW(
             _service.url(QStringLiteral("/macfb/v1/macfeedback?mac_h=H")),
             PingbackUtil::wallEndpoint(),
-            {{QStringLiteral("detail"), QStringLiteral("候选窗口不跟随光标")},
-             {QStringLiteral("isAtta"), QStringLiteral("1")}},
-            {{QStringLiteral("Content-Type"), QStringLiteral("text/x")}}, kBoundary,
-            QStringLiteral("a.zip"), QByteArray(4096, 'z'), uploadRecorder(outcome));
+            {{"detail", QStringLiteral("候选窗口不跟随光标")}, {"isAtta", QStringLiteral("1")}},
+            {{"Content-Type", QStringLiteral("text/x")}}, kBoundary, QStringLiteral("a.zip"),
+            QByteArray(4096, 'z'), uploadRecorder(outcome));
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
         QVERIFY2(!outcome->error, qPrintable(outcome->error->description));
         QVERIFY(outcome->onMainThread);
@@ -296,17 +293,16 @@ private slots:
         auto outcome = std::make_shared<Outcome>();
         // The operation's own Accept-Encoding wins over the dictionary's.
         VeskoNetworking::sendUploadMutiPartRequest(
-            _service.url(QStringLiteral("/api/rec/file.php?file=setlog&h=H&v=1")),
-            {{QStringLiteral("kind"), 3}}, kBoundary,
-            {{QStringLiteral("Accept-Encoding"), QStringLiteral("br")}}, QStringLiteral("shot.png"),
+            _service.url(QStringLiteral("/api/rec/file.php?file=setlog&h=H&v=1")), {{"kind", 3}},
+            kBoundary, {{"Accept-Encoding", QStringLiteral("br")}}, QStringLiteral("shot.png"),
             file, [&steps](const zq::net::Progress& p) { steps.append(p); },
             uploadRecorder(outcome));
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
         QVERIFY2(!outcome->error, qPrintable(outcome->error->description));
         QCOMPARE(jsonOf(outcome->data).value("size").toInt(), file.size());
         QVERIFY(!steps.isEmpty());
-        const QByteArray body = VeskoNetworking::multipartBody(
-            {{QStringLiteral("kind"), 3}}, kBoundary, QStringLiteral("shot.png"), file);
+        const QByteArray body = VeskoNetworking::multipartBody({{"kind", 3}}, kBoundary,
+                                                               QStringLiteral("shot.png"), file);
         QCOMPARE(steps.last().completedUnitCount, body.size());
         const QJsonObject entry =
             _service.entries(QStringLiteral("/api/rec/file.php"), mark).at(0).toObject();
@@ -315,9 +311,9 @@ private slots:
     }
 
     void plainUploadChecksContentType() {
-        QVERIFY(_service.setFault(QStringLiteral("/api/rec/file.php"), QStringLiteral("answer"),
-                                  {{QStringLiteral("content_type"), QStringLiteral("image/png")},
-                                   {QStringLiteral("body"), QStringLiteral("PNG")}}));
+        QVERIFY(_service.setFault(
+            QStringLiteral("/api/rec/file.php"), QStringLiteral("answer"),
+            {{"content_type", QStringLiteral("image/png")}, {"body", QStringLiteral("PNG")}}));
         auto outcome = std::make_shared<Outcome>();
         VeskoNetworking::sendUploadMutiPartRequest(
             _service.url(QStringLiteral("/api/rec/file.php")), {}, kBoundary, {},
@@ -332,11 +328,9 @@ private slots:
 
     void jsonOperationRequests() {
         const qint64 mark = _service.mark();
-        const QVariantMap parameters{{QStringLiteral("b"), QStringLiteral("x&y")},
-                                     {QStringLiteral("a"), 2}};
+        const QVariantMap parameters{{"b", QStringLiteral("x&y")}, {"a", 2}};
         auto post = std::make_shared<Outcome>();
-        VeskoNetworking::sendPostRequest(echo(), parameters,
-                                         {{QStringLiteral("X-Token"), QStringLiteral("t")}},
+        VeskoNetworking::sendPostRequest(echo(), parameters, {{"X-Token", QStringLiteral("t")}},
                                          objectRecorder(post));
         QTRY_COMPARE_WITH_TIMEOUT(post->calls.load(), 1, kWaitMs);
         QVERIFY(!post->error);
@@ -376,10 +370,9 @@ private slots:
         QFETCH(QByteArray, body);
         QFETCH(bool, map);
         if (!body.isNull())
-            QVERIFY(
-                _service.setFault(QStringLiteral("/__test/echo"), QStringLiteral("answer"),
-                                  {{QStringLiteral("body"), QString::fromUtf8(body)},
-                                   {QStringLiteral("content_type"), QStringLiteral("text/html")}}));
+            QVERIFY(_service.setFault(QStringLiteral("/__test/echo"), QStringLiteral("answer"),
+                                      {{"body", QString::fromUtf8(body)},
+                                       {"content_type", QStringLiteral("text/html")}}));
         auto outcome = std::make_shared<Outcome>();
         VeskoNetworking::sendPostRequest(echo(), {}, {}, objectRecorder(outcome));
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
@@ -392,10 +385,9 @@ private slots:
         const qint64 mark = _service.mark();
         const QByteArray body("\x01\x02 body \xff", 10);
         auto outcome = std::make_shared<Outcome>();
-        VeskoNetworking::sendPostRequest(
-            echo(), QVariantMap{{QStringLiteral("ignored"), 1}},
-            {{QStringLiteral("Content-Type"), QStringLiteral("application/x-vesko")}}, body,
-            dataRecorder(outcome));
+        VeskoNetworking::sendPostRequest(echo(), QVariantMap{{"ignored", 1}},
+                                         {{"Content-Type", QStringLiteral("application/x-vesko")}},
+                                         body, dataRecorder(outcome));
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
         QVERIFY(!outcome->error);
         QVERIFY(outcome->onMainThread);
@@ -412,10 +404,9 @@ private slots:
         const qint64 mark = _service.mark();
         auto outcome = std::make_shared<Outcome>();
         // Despite its name, this operation sends a GET without body or parameters.
-        VeskoNetworking::sendPostRequest(_service.url(QStringLiteral("/__test/echo?own=1")),
-                                         QVariantMap{{QStringLiteral("ignored"), 1}},
-                                         {{QStringLiteral("X-Header"), QStringLiteral("h")}},
-                                         dataRecorder(outcome));
+        VeskoNetworking::sendPostRequest(
+            _service.url(QStringLiteral("/__test/echo?own=1")), QVariantMap{{"ignored", 1}},
+            {{"X-Header", QStringLiteral("h")}}, dataRecorder(outcome));
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
         QVERIFY(!outcome->error);
         const QJsonObject entry =
@@ -442,7 +433,7 @@ private slots:
 
     void syncPostBlocksUntilTheHandlerRan() {
         QVERIFY(_service.setFault(QStringLiteral("/__test/echo"), QStringLiteral("delay"),
-                                  {{QStringLiteral("ms"), 200}}));
+                                  {{"ms", 200}}));
         std::atomic<bool> returned{false};
         std::atomic<bool> handlerRanBeforeReturn{false};
         QThread* handlerThread = nullptr;
@@ -487,7 +478,7 @@ private slots:
     void destroyedContextDropsTheHandler() {
         const qint64 mark = _service.mark();
         QVERIFY(_service.setFault(QStringLiteral("/__test/echo"), QStringLiteral("delay"),
-                                  {{QStringLiteral("ms"), 300}}));
+                                  {{"ms", 300}}));
         auto dropped = std::make_shared<Outcome>();
         auto* context = new QObject;
         VeskoNetworking::sendPostRequest(echo(QStringLiteral("?first")), {}, {},
