@@ -59,9 +59,9 @@ private:
         return result;
     }
 
-    // A `log` subcommand that must succeed; its JSON answer.
-    QJsonObject log(const QStringList& args) {
-        const Run result = run(QStringList{"log"} + args);
+    // The JSON answer of a command that must succeed.
+    QJsonObject answer(const QStringList& args) {
+        const Run result = run(args);
         [&] { QCOMPARE(result.status, 0); }();
         return result.json();
     }
@@ -76,9 +76,7 @@ private slots:
 
     // One row each way: the library's answers as a JSON object, absent ones as null.
     void systemInfo() {
-        Run result = run({"system-info"});
-        QCOMPARE(result.status, 0);
-        QJsonObject info = result.json();
+        QJsonObject info = answer({"system-info"});
         QCOMPARE(info.size(), 9);
         QVERIFY(info.contains("GetInputMethodVersion"));
         QVERIFY(info.value("GetInputMethodVersion").isNull());
@@ -91,28 +89,28 @@ private slots:
             QVariantMap{{"CFBundleFullVersion", "6.9.2"}, {"ZQQuDao", "1234"}}));
         QVERIFY(writeBytes(path(QStringLiteral("/system/sys/class/dmi/id/product_name")),
                            "Precision 5570\n"));
-        result = run({"system-info"});
-        QCOMPARE(result.status, 0);
-        info = result.json();
+        info = answer({"system-info"});
         QCOMPARE(info.value("GetQuDao").toString(), QStringLiteral("1234"));
         QCOMPARE(info.value("GetInputMethodVersion").toString(), QStringLiteral("6.9.2"));
         QCOMPARE(info.value("GetHardwareModel").toString(), QStringLiteral("Precision 5570"));
     }
 
     void logConfigurationRoundTrip() {
-        QJsonObject shown = log({"show"});
+        QJsonObject shown = answer({"log", "show"});
         QCOMPARE(shown.value("exists").toBool(), false);
         QVERIFY(shown.value("logconfig").isNull());
         QCOMPARE(shown.value("path").toString(), configPath());
 
-        QCOMPARE(log({"enable", "29"}).value("logconfig").toArray(), QJsonArray{29});
-        QCOMPARE(log({"enable", "88"}).value("logconfig").toArray(), (QJsonArray{29, 88}));
-        QCOMPARE(log({"set", "maxcount", "0"}).value("maxcount").toInt(), 500);  // below 1: 500
+        QCOMPARE(answer({"log", "enable", "29"}).value("logconfig").toArray(), QJsonArray{29});
+        QCOMPARE(answer({"log", "enable", "88"}).value("logconfig").toArray(),
+                 (QJsonArray{29, 88}));
+        // A count below 1 reads as 500.
+        QCOMPARE(answer({"log", "set", "maxcount", "0"}).value("maxcount").toInt(), 500);
         QCOMPARE(platform::Plist::readDictionary(configPath())->value("maxcount"),
                  QVariant(qint64(0)));
-        QCOMPARE(log({"disable", "29"}).value("logconfig").toArray(), QJsonArray{88});
-        QVERIFY(log({"clear"}).value("logconfig").isNull());
-        shown = log({"show"});
+        QCOMPARE(answer({"log", "disable", "29"}).value("logconfig").toArray(), QJsonArray{88});
+        QVERIFY(answer({"log", "clear"}).value("logconfig").isNull());
+        shown = answer({"log", "show"});
         QCOMPARE(shown.value("exists").toBool(), true);
         QCOMPARE(shown.value("readable").toBool(), true);
     }
