@@ -87,7 +87,6 @@ private slots:
         QTest::newRow("33 digits") << QByteArray("8c2b5f0e4d1a4b7c9e3f2a1b0c9d8e7f0\n") << "";
         QTest::newRow("not hexadecimal") << QByteArray("8c2b5f0e4d1a4b7c9e3f2a1b0c9d8e7g\n") << "";
         QTest::newRow("already hyphenated") << kRawUUID.toLatin1() << "";
-        QTest::newRow("first boot") << QByteArray("uninitialized\n") << "";
         QTest::newRow("all zeros") << QByteArray(32, '0') << "";
         QTest::newRow("empty") << QByteArray() << "";
     }
