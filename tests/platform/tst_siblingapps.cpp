@@ -29,6 +29,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 
@@ -793,12 +794,8 @@ private:
     // Notifications seen by the second connection since the case began.
     QList<Notification> _seen;
     bool seen(const QString& name) const {
-        for (const Notification& n : _seen) {
-            if (n.name == name) {
-                return true;
-            }
-        }
-        return false;
+        return std::any_of(_seen.cbegin(), _seen.cend(),
+                           [&name](const Notification& n) { return n.name == name; });
     }
     // Posts a marker from this process and waits until it arrives; whatever
     // the code under test posted before it has then arrived too.
