@@ -134,9 +134,8 @@ private slots:
     void observerIsRegisteredInAnExitingProcess() {
         start({});
         QCOMPARE(_terminated->count(), 1);
-        post({{kName, QStringLiteral("ZQAbout")}});
-        QTRY_VERIFY(page(QStringLiteral("ZQAbout")) &&
-                    page(QStringLiteral("ZQAbout"))->shows() == 1);
+        post({{kName, "ZQAbout"}});
+        QTRY_VERIFY(page("ZQAbout") && page("ZQAbout")->shows() == 1);
     }
 
     void everyChannelTakesOnePath_data() {
@@ -148,8 +147,8 @@ private slots:
 
     void everyChannelTakesOnePath() {
         QFETCH(QString, channel);
-        start({QStringLiteral("-ZQUpdateDetail")}, {}, true);
-        RecordingPage* update = page(QStringLiteral("ZQUpdateDetail"));
+        start({"-ZQUpdateDetail"}, {}, true);
+        RecordingPage* update = page("ZQUpdateDetail");
         QVERIFY(update);
 
         // A request for the open page, then one that makes a new page.
@@ -160,17 +159,17 @@ private slots:
                 QVERIFY(deliverAll());
             } else if (channel == QLatin1String("action")) {
                 const QVariantMap parameter{{"UpdateMode", "Silent"}};
-                QCOMPARE(callService(QStringLiteral("ActivateAction"),
+                QCOMPARE(callService("ActivateAction",
                                      {target, QVariantList{QVariant(parameter)}, QVariantMap{}})
                              .type(),
                          QDBusMessage::ReplyMessage);
             } else {
-                QCOMPARE(callService(QStringLiteral("Open"),
-                                     {QStringList{QStringLiteral("zqassistpanel:") + target +
-                                                  QStringLiteral("?UpdateMode=Silent")},
-                                      QVariantMap{}})
-                             .type(),
-                         QDBusMessage::ReplyMessage);
+                QCOMPARE(
+                    callService("Open", {QStringList{QStringLiteral("zqassistpanel:") + target +
+                                                     QStringLiteral("?UpdateMode=Silent")},
+                                         QVariantMap{}})
+                        .type(),
+                    QDBusMessage::ReplyMessage);
             }
         }
         // The parameters were stored before the open page saw the request, and
@@ -178,22 +177,22 @@ private slots:
         QCOMPARE(_config->objectForKey("UpdateMode"), QVariant("Silent"));
         QCOMPARE(update->events, (QStringList{"show ZQUpdateDetail", "show ZQUpdateDetail",
                                               "request ZQUpdateDetail", "request ZQAbout"}));
-        QCOMPARE(page(QStringLiteral("ZQAbout"))->events, QStringList{"show ZQAbout"});
-        QVERIFY(isCentred(page(QStringLiteral("ZQAbout"))->window()));
+        QCOMPARE(page("ZQAbout")->events, QStringList{"show ZQAbout"});
+        QVERIFY(isCentred(page("ZQAbout")->window()));
     }
 
     void repeatedRequestReusesTheWindow() {
-        start({QStringLiteral("-ZQAbout")});
-        RecordingPage* about = page(QStringLiteral("ZQAbout"));
+        start({"-ZQAbout"});
+        RecordingPage* about = page("ZQAbout");
         QVERIFY(about);
         QWidget* window = about->window();
         window->move(window->screen()->availableGeometry().topLeft());
         QVERIFY(!isCentred(window));
 
-        post({{kName, QStringLiteral("ZQAbout")}});
+        post({{kName, "ZQAbout"}});
         QTRY_COMPARE(about->shows(), 2);
-        QCOMPARE(page(QStringLiteral("ZQAbout")), about);
-        QCOMPARE(_log.created.value(QStringLiteral("ZQAboutWindowController")), 1);
+        QCOMPARE(page("ZQAbout"), about);
+        QCOMPARE(_log.created.value("ZQAboutWindowController"), 1);
         QVERIFY(isCentred(window));
         int visible = 0;
         for (QWidget* w : QApplication::topLevelWidgets()) {
@@ -203,28 +202,26 @@ private slots:
     }
 
     void permissionPagesShareOneWindow() {
-        start({QStringLiteral("-ZQContactAuthorize")});
-        RecordingPage* permission = page(QStringLiteral("ZQContactAuthorize"));
+        start({"-ZQContactAuthorize"});
+        RecordingPage* permission = page("ZQContactAuthorize");
         QVERIFY(permission);
-        post({{kName, QStringLiteral("ZQAccesAuthorize")},
-              {"AccesAction", "1"},
-              {"AccesType", "2"}});
-        post({{kName, QStringLiteral("ZQAuthorize")}, {"ZQAuthorizeType", "5"}});
+        post({{kName, "ZQAccesAuthorize"}, {"AccesAction", "1"}, {"AccesType", "2"}});
+        post({{kName, "ZQAuthorize"}, {"ZQAuthorizeType", "5"}});
         QTRY_COMPARE(permission->shows(), 3);
-        QCOMPARE(page(QStringLiteral("ZQAccesAuthorize")), permission);
-        QCOMPARE(page(QStringLiteral("ZQAuthorize")), permission);
-        QCOMPARE(_log.created.value(QStringLiteral("ZQAccesAuthorize")), 1);
+        QCOMPARE(page("ZQAccesAuthorize"), permission);
+        QCOMPARE(page("ZQAuthorize"), permission);
+        QCOMPARE(_log.created.value("ZQAccesAuthorize"), 1);
         QCOMPARE(
             permission->events.filter(QStringLiteral("show ")),
             (QStringList{"show ZQContactAuthorize", "show ZQAccesAuthorize", "show ZQAuthorize"}));
     }
 
     void lastWindowEndsTheProcess() {
-        start({QStringLiteral("-ZQAbout")});
-        post({{kName, QStringLiteral("ZQFeedbackWindowController")}});
-        QTRY_VERIFY(page(QStringLiteral("ZQFeedbackWindowController")));
-        QWidget* about = page(QStringLiteral("ZQAbout"))->window();
-        QWidget* feedback = page(QStringLiteral("ZQFeedbackWindowController"))->window();
+        start({"-ZQAbout"});
+        post({{kName, "ZQFeedbackWindowController"}});
+        QTRY_VERIFY(page("ZQFeedbackWindowController"));
+        QWidget* about = page("ZQAbout")->window();
+        QWidget* feedback = page("ZQFeedbackWindowController")->window();
 
         QVERIFY(about->close());
         QTRY_VERIFY(!_delegate->lastWindowCheckPending());
@@ -234,7 +231,7 @@ private slots:
         QTRY_COMPARE(_terminated->count(), 1);
         QCOMPARE(_terminated->first().first().toInt(), 0);
         // The controllers outlive their windows.
-        QVERIFY(page(QStringLiteral("ZQAbout")));
+        QVERIFY(page("ZQAbout"));
     }
 
     void pageReplacingItsWindowIsNotTheEnd_data() {
@@ -245,36 +242,34 @@ private slots:
 
     void pageReplacingItsWindowIsNotTheEnd() {
         QFETCH(bool, queued);
-        start({QStringLiteral("-ZQAbout")});
-        QWidget* about = page(QStringLiteral("ZQAbout"))->window();
+        start({"-ZQAbout"});
+        QWidget* about = page("ZQAbout")->window();
         AppDelegate* delegate = _delegate.get();
         about->close();
         if (queued) {
             QTimer::singleShot(0, delegate, [delegate] { delegate->loadXibName("ZQDebugMode"); });
         } else {
-            delegate->loadXibName(QStringLiteral("ZQDebugMode"));
+            delegate->loadXibName("ZQDebugMode");
         }
-        QTRY_VERIFY(page(QStringLiteral("ZQDebugMode")) &&
-                    page(QStringLiteral("ZQDebugMode"))->window()->isVisible());
+        QTRY_VERIFY(page("ZQDebugMode") && page("ZQDebugMode")->window()->isVisible());
         QTRY_VERIFY(!_delegate->lastWindowCheckPending());
         QCOMPARE(_terminated->count(), 0);
     }
 
     void missingPageAtStartEndsTheProcess() {
-        start({QStringLiteral("-ZQAbout")}, {QStringLiteral("ZQAboutWindowController")});
-        QVERIFY(!page(QStringLiteral("ZQAbout")));
+        start({"-ZQAbout"}, {QStringLiteral("ZQAboutWindowController")});
+        QVERIFY(!page("ZQAbout"));
         QTRY_COMPARE(_terminated->count(), 1);
         QCOMPARE(_terminated->first().first().toInt(), 0);
     }
 
     void missingPageWhileAnotherIsOpenKeepsRunning() {
-        start({QStringLiteral("-ZQFeedbackWindowController")},
-              {QStringLiteral("ZQAboutWindowController")});
-        post({{kName, QStringLiteral("ZQAbout")}});
+        start({"-ZQFeedbackWindowController"}, {QStringLiteral("ZQAboutWindowController")});
+        post({{kName, "ZQAbout"}});
         QVERIFY(deliverAll());
         QTRY_VERIFY(!_delegate->lastWindowCheckPending());
         QCOMPARE(_terminated->count(), 0);
-        QVERIFY(page(QStringLiteral("ZQFeedbackWindowController"))->window()->isVisible());
+        QVERIFY(page("ZQFeedbackWindowController")->window()->isVisible());
     }
 
     void pageModules_data() {
@@ -318,16 +313,16 @@ private slots:
     }
 
     void resumesDeliveryWhenInactive() {
-        start({QStringLiteral("-ZQAbout")});
+        start({"-ZQAbout"});
         _center->setSuspended(true);
-        post({{kName, QStringLiteral("ZQAbout")}});
+        post({{kName, "ZQAbout"}});
         _delegate->applicationDidResignActive();
         QVERIFY(!_center->isSuspended());
-        QTRY_COMPARE(page(QStringLiteral("ZQAbout"))->shows(), 2);
+        QTRY_COMPARE(page("ZQAbout")->shows(), 2);
     }
 
     void appearanceIsForcedLight() {
-        start({QStringLiteral("-ZQAbout")});
+        start({"-ZQAbout"});
         QCOMPARE(QApplication::style()->name().toLower(), QStringLiteral("fusion"));
         const QPalette standard = QApplication::style()->standardPalette();
         QCOMPARE(QApplication::palette().color(QPalette::Window), standard.color(QPalette::Window));
@@ -345,9 +340,9 @@ private slots:
     void badActionsAreRefused() {
         QFETCH(QString, action);
         QFETCH(QVariantList, parameter);
-        start({QStringLiteral("-ZQFeedbackWindowController")}, {}, true);
+        start({"-ZQFeedbackWindowController"}, {}, true);
         const QDBusMessage reply =
-            callService(QStringLiteral("ActivateAction"), {action, parameter, QVariantMap{}});
+            callService("ActivateAction", {action, parameter, QVariantMap{}});
         QCOMPARE(reply.type(), QDBusMessage::ErrorMessage);
         QCOMPARE(reply.errorName(), QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"));
         QCOMPARE(_log.created.size(), 1);
@@ -355,45 +350,44 @@ private slots:
     }
 
     void activateShowsOpenWindows() {
-        start({QStringLiteral("-ZQFeedbackWindowController")}, {}, true);
-        _delegate->loadXibName(QStringLiteral("ZQAuthorize"));
-        RecordingPage* feedback = page(QStringLiteral("ZQFeedbackWindowController"));
-        RecordingPage* permission = page(QStringLiteral("ZQAuthorize"));
-        const QDBusMessage reply = callService(QStringLiteral("Activate"), {QVariantMap{}});
+        start({"-ZQFeedbackWindowController"}, {}, true);
+        _delegate->loadXibName("ZQAuthorize");
+        RecordingPage* feedback = page("ZQFeedbackWindowController");
+        RecordingPage* permission = page("ZQAuthorize");
+        const QDBusMessage reply = callService("Activate", {QVariantMap{}});
         QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
         QVERIFY(feedback->window()->isVisible());
         QVERIFY(permission->window()->isVisible());
-        QVERIFY(!page(QStringLiteral("ZQAbout")));
+        QVERIFY(!page("ZQAbout"));
     }
 
     void serviceModeWaitsForTheRequest() {
         start({QString::fromLatin1(AppDelegate::kServiceModeArgument)}, {}, true);
         QCoreApplication::processEvents();
         QCOMPARE(_terminated->count(), 0);
-        const QDBusMessage reply = callService(QStringLiteral("Activate"), {QVariantMap{}});
+        const QDBusMessage reply = callService("Activate", {QVariantMap{}});
         QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
-        QVERIFY(page(QStringLiteral("ZQAbout")));
-        QVERIFY(page(QStringLiteral("ZQAbout"))->window()->isVisible());
+        QVERIFY(page("ZQAbout"));
+        QVERIFY(page("ZQAbout")->window()->isVisible());
         QTRY_VERIFY(!_delegate->lastWindowCheckPending());
         QCOMPARE(_terminated->count(), 0);
         // Then the ordinary rule: the last window closes, the process ends.
-        page(QStringLiteral("ZQAbout"))->window()->close();
+        page("ZQAbout")->window()->close();
         QTRY_COMPARE(_terminated->count(), 1);
     }
 
     void serviceModeRequestForMissingPageEnds() {
         start({QString::fromLatin1(AppDelegate::kServiceModeArgument)},
               {QStringLiteral("ZQAboutWindowController")}, true);
-        const QDBusMessage reply =
-            callService(QStringLiteral("ActivateAction"),
-                        {QStringLiteral("ZQAbout"), QVariantList{}, QVariantMap{}});
+        const QDBusMessage reply = callService(
+            "ActivateAction", {QStringLiteral("ZQAbout"), QVariantList{}, QVariantMap{}});
         QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
         QTRY_COMPARE(_terminated->count(), 1);
         QCOMPARE(_terminated->first().first().toInt(), 0);
     }
 
     void introspectionMatchesDescription() {
-        start({QStringLiteral("-ZQFeedbackWindowController")}, {}, true);
+        start({"-ZQFeedbackWindowController"}, {}, true);
         QDBusMessage message = QDBusMessage::createMethodCall(
             QStringLiteral("com.vesko.ZQAssistPanel"), QStringLiteral("/com/vesko/ZQAssistPanel"),
             QStringLiteral("org.freedesktop.DBus.Introspectable"), QStringLiteral("Introspect"));
