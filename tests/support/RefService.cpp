@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <QSaveFile>
 #include <QTcpSocket>
 
@@ -26,12 +27,6 @@ QString pythonProgram() {
 }
 
 }  // namespace
-
-RefService::RefService() = default;
-
-RefService::~RefService() {
-    stop();
-}
 
 bool RefService::start() {
     stop();
@@ -70,13 +65,10 @@ bool RefService::launch() {
         }
         _process->waitForReadyRead(int(qMax<qint64>(1, deadline.remainingTime())));
     }
+    static const QRegularExpression listening(QStringLiteral("^listening .+:(\\d{1,5})$"));
     const QString line = QString::fromUtf8(_process->readLine()).trimmed();
-    const qsizetype colon = line.lastIndexOf(u':');
-    bool ok = false;
-    const uint port = line.startsWith(QLatin1String("listening ")) && colon > 0
-                          ? line.mid(colon + 1).toUInt(&ok)
-                          : 0;
-    if (!ok || port == 0 || port > 65535) {
+    const uint port = listening.match(line).captured(1).toUInt();
+    if (port == 0 || port > 65535) {
         _error = QStringLiteral("unexpected first line from the reference service: ") + line;
         stop();
         return false;
@@ -108,26 +100,6 @@ void RefService::stop() {
         platform::Configuration::reload();
     }
     _port = 0;
-}
-
-QString RefService::baseUrl() const {
-    return QStringLiteral("http://127.0.0.1:%1").arg(_port);
-}
-
-QString RefService::url(const QString& pathAndQuery) const {
-    return baseUrl() + pathAndQuery;
-}
-
-QString RefService::dataDir() const {
-    return _dir ? _dir->filePath(QStringLiteral("data")) : QString();
-}
-
-QString RefService::journalPath() const {
-    return _dir ? _dir->filePath(QStringLiteral("journal.jsonl")) : QString();
-}
-
-QString RefService::configPath() const {
-    return _dir ? _dir->filePath(QStringLiteral("ZQAssistPanel.ini")) : QString();
 }
 
 void RefService::setConfigValue(const QString& key, const QString& value) {
@@ -216,13 +188,9 @@ QJsonObject RefService::control(const QByteArray& method, const QString& path,
         return {};
     }
     const QJsonObject object = document.object();
-    if (!object.value(QStringLiteral("ok")).toBool(true))
-        _error = object.value(QStringLiteral("error")).toString();
+    if (!object.value("ok").toBool(true))
+        _error = object.value("error").toString();
     return object;
-}
-
-bool RefService::succeeds(const QByteArray& method, const QString& path, const QByteArray& body) {
-    return control(method, path, body).value(QStringLiteral("ok")).toBool();
 }
 
 bool RefService::setFault(const QString& path, const QString& fault, const QVariantMap& options) {
@@ -232,47 +200,33 @@ bool RefService::setFault(const QString& path, const QString& fault, const QVari
     return succeeds("POST", QStringLiteral("/__control/faults"), QJsonDocument(spec).toJson());
 }
 
-bool RefService::clearFaults() {
-    return succeeds("DELETE", QStringLiteral("/__control/faults"));
-}
-
 bool RefService::setHelpList(const QJsonObject& list) {
     return succeeds("POST", QStringLiteral("/__control/helplist"), QJsonDocument(list).toJson());
 }
 
-bool RefService::resetHelpList() {
-    return succeeds("DELETE", QStringLiteral("/__control/helplist"));
-}
-
 qint64 RefService::mark() {
     return qint64(control("GET", QStringLiteral("/__control/journal?since=999999999"))
-                      .value(QStringLiteral("last"))
+                      .value("last")
                       .toDouble());
 }
 
 QJsonArray RefService::journal(qint64 since) {
     return control("GET", QStringLiteral("/__control/journal?since=%1").arg(since))
-        .value(QStringLiteral("entries"))
+        .value("entries")
         .toArray();
 }
 
 QJsonArray RefService::entries(const QString& endpoint, qint64 since) {
     QJsonArray matching;
     for (const QJsonValue& entry : journal(since)) {
-        if (entry.toObject().value(QStringLiteral("endpoint")).toString() == endpoint)
+        if (entry.toObject().value("endpoint").toString() == endpoint)
             matching.append(entry);
     }
     return matching;
 }
 
 QJsonArray RefService::analyticsEvents() {
-    return control("GET", QStringLiteral("/__control/analytics"))
-        .value(QStringLiteral("events"))
-        .toArray();
-}
-
-bool RefService::clearAnalytics() {
-    return succeeds("DELETE", QStringLiteral("/__control/analytics"));
+    return control("GET", QStringLiteral("/__control/analytics")).value("events").toArray();
 }
 
 }  // namespace zq::test

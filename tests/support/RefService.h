@@ -29,8 +29,8 @@ namespace zq::test {
 //   const QJsonArray requests = service.entries("/mac_feed_tpl");
 class RefService {
 public:
-    RefService();
-    ~RefService();
+    RefService() = default;
+    ~RefService() { stop(); }
     RefService(const RefService&) = delete;
     RefService& operator=(const RefService&) = delete;
 
@@ -42,12 +42,12 @@ public:
 
     quint16 port() const { return _port; }
     // "http://127.0.0.1:PORT"
-    QString baseUrl() const;
+    QString baseUrl() const { return QStringLiteral("http://127.0.0.1:%1").arg(_port); }
     // baseUrl() + pathAndQuery ("/mac_feed_tpl?h=1").
-    QString url(const QString& pathAndQuery) const;
-    QString dataDir() const;
-    QString journalPath() const;
-    QString configPath() const;
+    QString url(const QString& pathAndQuery) const { return baseUrl() + pathAndQuery; }
+    QString dataDir() const { return file(QStringLiteral("data")); }
+    QString journalPath() const { return file(QStringLiteral("journal.jsonl")); }
+    QString configPath() const { return file(QStringLiteral("ZQAssistPanel.ini")); }
 
     // Adds one configuration entry ("Analytics/Enabled" = "false"), rewrites
     // the file and reloads the configuration.
@@ -58,12 +58,12 @@ public:
     // answer; options carry its settings ("ms", "status", "count", "json",
     // "body", "body_base64", "content_type", "raw"). See docs/refservice.md.
     bool setFault(const QString& path, const QString& fault, const QVariantMap& options = {});
-    bool clearFaults();
+    bool clearFaults() { return succeeds("DELETE", QStringLiteral("/__control/faults")); }
 
     // Replaces the help list the service publishes ("{base}" in a text stands
     // for the service's address); resetHelpList() restores the built-in list.
     bool setHelpList(const QJsonObject& list);
-    bool resetHelpList();
+    bool resetHelpList() { return succeeds("DELETE", QStringLiteral("/__control/helplist")); }
 
     // Sequence number of the last journal entry; pass it to journal() or
     // entries() to see only what came afterwards.
@@ -76,7 +76,7 @@ public:
 
     // Analytics events the service accepted (each {"received", "event"}).
     QJsonArray analyticsEvents();
-    bool clearAnalytics();
+    bool clearAnalytics() { return succeeds("DELETE", QStringLiteral("/__control/analytics")); }
 
     // One control exchange: method, path (with query) and JSON body; the
     // answer's JSON object, or an empty object (and errorString()) on failure.
@@ -85,8 +85,11 @@ public:
 private:
     bool launch();
     bool writeConfig();
+    QString file(const QString& name) const { return _dir ? _dir->filePath(name) : QString(); }
     // control() whose answer says "ok".
-    bool succeeds(const QByteArray& method, const QString& path, const QByteArray& body = {});
+    bool succeeds(const QByteArray& method, const QString& path, const QByteArray& body = {}) {
+        return control(method, path, body).value(QStringLiteral("ok")).toBool();
+    }
 
     std::unique_ptr<QTemporaryDir> _dir;
     std::unique_ptr<QProcess> _process;
