@@ -181,52 +181,43 @@ private slots:
         QTest::addColumn<QVariant>("types");  // null: no "logconfig"
 
         const auto xml = [](const QVariantMap& map) { return platform::Plist::serialize(map); };
-        const QVariant none;
         using L = QList<qint64>;
-
-        QTest::newRow("no file") << QByteArray() << qint64(500) << qint64(1) << false << qint64(1)
-                                 << none;
-        QTest::newRow("empty dictionary: savetype reads 0")
-            << xml({}) << qint64(500) << qint64(1) << false << qint64(0) << none;
-        QTest::newRow("all keys") << xml({{"maxcount", 3},
-                                          {"output", 2},
-                                          {"enableall", true},
-                                          {"savetype", 2},
-                                          {"logconfig", QVariantList{29, 88}}})
-                                  << qint64(3) << qint64(2) << true << qint64(2)
-                                  << QVariant::fromValue(L{29, 88});
-        QTest::newRow("maxcount 0")
-            << xml({{"maxcount", 0}}) << qint64(500) << qint64(1) << false << qint64(0) << none;
-        QTest::newRow("maxcount 1")
-            << xml({{"maxcount", 1}}) << qint64(1) << qint64(1) << false << qint64(0) << none;
-        QTest::newRow("output 3 means file")
-            << xml({{"output", 3}}) << qint64(500) << qint64(1) << false << qint64(0) << none;
-        QTest::newRow("enableall as integer")
-            << xml({{"enableall", 1}}) << qint64(500) << qint64(1) << true << qint64(0) << none;
-        QTest::newRow("savetype taken as it is")
-            << xml({{"savetype", 7}}) << qint64(500) << qint64(1) << false << qint64(7) << none;
-        QTest::newRow("empty logconfig enables nothing")
-            << xml({{"logconfig", QVariantList{}}}) << qint64(500) << qint64(1) << false
-            << qint64(0) << QVariant::fromValue(L{});
+        // Unless given, the values of a file without the key.
+        const auto row = [](const char* name, const QByteArray& file, qint64 maxCount = 500,
+                            qint64 saveType = 0, const QVariant& types = {}, qint64 output = 1,
+                            bool enableAll = false) {
+            QTest::newRow(name) << file << maxCount << output << enableAll << saveType << types;
+        };
+        row("no file", {}, 500, 1);
+        row("empty dictionary: savetype reads 0", xml({}));
+        row("all keys",
+            xml({{"maxcount", 3},
+                 {"output", 2},
+                 {"enableall", true},
+                 {"savetype", 2},
+                 {"logconfig", QVariantList{29, 88}}}),
+            3, 2, QVariant::fromValue(L{29, 88}), 2, true);
+        row("maxcount 0", xml({{"maxcount", 0}}));
+        row("maxcount 1", xml({{"maxcount", 1}}), 1);
+        row("output 3 means file", xml({{"output", 3}}));
+        row("enableall as integer", xml({{"enableall", 1}}), 500, 0, {}, 1, true);
+        row("savetype taken as it is", xml({{"savetype", 7}}), 500, 7);
+        row("empty logconfig enables nothing", xml({{"logconfig", QVariantList{}}}), 500, 0,
+            QVariant::fromValue(L{}));
         // Wrong value types: numbers are numbers whatever their encoding,
         // anything else counts as absent.
-        QTest::newRow("real maxcount")
-            << xml({{"maxcount", 3.7}}) << qint64(3) << qint64(1) << false << qint64(0) << none;
-        QTest::newRow("text maxcount")
-            << xml({{"maxcount", "3"}}) << qint64(500) << qint64(1) << false << qint64(0) << none;
-        QTest::newRow("logconfig a text")
-            << xml({{"logconfig", "29"}}) << qint64(500) << qint64(1) << false << qint64(0) << none;
-        QTest::newRow("logconfig with foreign items")
-            << xml({{"logconfig", QVariantList{"29", 88, QVariantList{29}, 96.0}}}) << qint64(500)
-            << qint64(1) << false << qint64(0) << QVariant::fromValue(L{88, 96});
+        row("real maxcount", xml({{"maxcount", 3.7}}), 3);
+        row("text maxcount", xml({{"maxcount", "3"}}));
+        row("logconfig a text", xml({{"logconfig", "29"}}));
+        row("logconfig with foreign items",
+            xml({{"logconfig", QVariantList{"29", 88, QVariantList{29}, 96.0}}}), 500, 0,
+            QVariant::fromValue(L{88, 96}));
         // Files of the wrong shape fall back to the defaults of a missing file.
-        QTest::newRow("array at top") << platform::Plist::serialize(QVariantList{1, 2})
-                                      << qint64(500) << qint64(1) << false << qint64(1) << none;
+        row("array at top", platform::Plist::serialize(QVariantList{1, 2}), 500, 1);
         const QByteArray binary = platform::Plist::serialize(
             QVariantMap{{"maxcount", 3}, {"logconfig", QVariantList{29}}},
             platform::Plist::Format::Binary);
-        QTest::newRow("truncated binary") << binary.left(binary.size() - 9) << qint64(500)
-                                          << qint64(1) << false << qint64(1) << none;
+        row("truncated binary", binary.left(binary.size() - 9), 500, 1);
     }
 
     void configurationValues() {
