@@ -29,7 +29,7 @@ public:
     }
     QWidget* window() const override { return _window.get(); }
     void showPage(const QString& pageName) override {
-        events << QStringLiteral("show ") + pageName;
+        events << "show " + pageName;
         ZQPageController::showPage(pageName);
     }
     void loadRequestReceived(const QVariantMap& payload) override {
