@@ -66,9 +66,9 @@ private slots:
                  "the test needs a private session bus");
         QVERIFY(_posterBus.isConnected());
         // A system whose version asks for the light appearance.
-        const QString systemRoot = qEnvironmentVariable("ZQ_TEST_ROOT") + QStringLiteral("/system");
+        const QString systemRoot = qEnvironmentVariable("ZQ_TEST_ROOT") + "/system";
         QVERIFY(platform::Plist::writeFile(
-            systemRoot + QStringLiteral("/System/Library/CoreServices/SystemVersion.plist"),
+            systemRoot + "/System/Library/CoreServices/SystemVersion.plist",
             QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.14")},
                         {QStringLiteral("ProductBuildVersion"), QStringLiteral("18A391")}}));
         qputenv("VESKO_SYSTEM_ROOT", systemRoot.toUtf8());
@@ -117,7 +117,7 @@ private slots:
         RecordingPage* shown = page(shownPage);
         QVERIFY(shown);
         QCOMPARE(_log.created.size(), 1);
-        QCOMPARE(shown->events, QStringList{QStringLiteral("show ") + shownPage});
+        QCOMPARE(shown->events, QStringList{"show " + shownPage});
         QVERIFY(shown->window()->isVisible());
         if (activated) {
             QTRY_VERIFY(shown->window()->isActiveWindow());
@@ -164,12 +164,11 @@ private slots:
                              .type(),
                          QDBusMessage::ReplyMessage);
             } else {
-                QCOMPARE(
-                    callService("Open", {QStringList{QStringLiteral("zqassistpanel:") + target +
-                                                     QStringLiteral("?UpdateMode=Silent")},
-                                         QVariantMap{}})
-                        .type(),
-                    QDBusMessage::ReplyMessage);
+                QCOMPARE(callService("Open", {QStringList{"zqassistpanel:" + target +
+                                                          QStringLiteral("?UpdateMode=Silent")},
+                                              QVariantMap{}})
+                             .type(),
+                         QDBusMessage::ReplyMessage);
             }
         }
         // The parameters were stored before the open page saw the request, and
