@@ -18,8 +18,8 @@ void compareStore(const ZQAssistConfig& config, const QVariantMap& expected) {
     for (auto it = expected.cbegin(); it != expected.cend(); ++it) {
         const QVariant value = actual.value(it.key());
         QVERIFY2(value.metaType() == it.value().metaType() && value == it.value(),
-                 qPrintable(it.key() + QStringLiteral(": ") +
-                            QString::fromLatin1(value.typeName()) + u' ' + value.toString()));
+                 qPrintable(it.key() + ": " + QString::fromLatin1(value.typeName()) + u' ' +
+                            value.toString()));
     }
 }
 }  // namespace
