@@ -49,7 +49,7 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(window_));
         events_.clear();
         platform::Workspace::setUrlOpener([this](const QUrl& url) {
-            events_ << QStringLiteral("open ") + url.toString();
+            events_ << "open " + url.toString();
             return true;
         });
         connect(button_, &ZQCustomButton::action, this, [this](ZQCustomButton* sender) {
