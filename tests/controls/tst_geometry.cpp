@@ -113,7 +113,7 @@ private slots:
         QVERIFY(image.isVector());
         QCOMPARE(image.name(), name);
         QVERIFY(image.size().width() >= 12 && image.size().height() >= 12);
-        QCOMPARE(ZQImage::named(name + QStringLiteral(".svg")), image);  // one shared copy
+        QCOMPARE(ZQImage::named(name + ".svg"), image);  // one shared copy
         // Something is drawn, and the icon form renders too.
         const QImage pixels = image.toImage(2.0);
         QCOMPARE(pixels.size(), (image.size() * 2).toSize());
