@@ -96,7 +96,7 @@ public:
     // Ids of the events the service stored, in arrival order.
     QStringList storedIds() const {
         QStringList ids;
-        QFile file(_dataDir + QStringLiteral("/analytics/events.jsonl"));
+        QFile file(_dataDir + "/analytics/events.jsonl");
         if (file.open(QIODevice::ReadOnly)) {
             while (!file.atEnd()) {
                 const QJsonObject record = QJsonDocument::fromJson(file.readLine()).object();
