@@ -28,7 +28,7 @@ inline QByteArray readBytes(const QString& path) {
 }
 
 inline QString infoPlistFixturePath() {
-    return platform::Locations::installRoot() + QStringLiteral("/Contents/Info.plist");
+    return platform::Locations::installRoot() + "/Contents/Info.plist";
 }
 
 inline bool writeInfoPlist(const QVariantMap& info) {
@@ -57,7 +57,7 @@ inline QStringList runLogSince(qsizetype mark) {
         const qsizetype space = text.indexOf(u' ');
         const qsizetype colon = text.indexOf(QStringLiteral(" : "));
         if (space > 0 && colon > space) {
-            text = text.left(space) + QStringLiteral(" # ") + text.mid(colon + 1);
+            text = text.left(space) + " # " + text.mid(colon + 1);
         }
         texts.append(text);
     }
