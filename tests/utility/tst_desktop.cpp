@@ -244,7 +244,7 @@ private slots:
 private:
     QProcess _services;
     QTemporaryDir _scratch;
-    QString _configHome = QDir::homePath() + QStringLiteral("/.config");
+    QString _configHome = QDir::homePath() + "/.config";
 };
 
 QTEST_GUILESS_MAIN(TestDesktop)
