@@ -22,7 +22,7 @@ class TestDeviceIdentity : public QObject {
 private:
     std::unique_ptr<QTemporaryDir> _system;
 
-    QString machineIdPath() const { return _system->path() + QStringLiteral("/etc/machine-id"); }
+    QString machineIdPath() const { return _system->path() + "/etc/machine-id"; }
     QString uuidFilePath() const {
         return QString::fromLocal8Bit(qgetenv("XDG_DATA_HOME")) +
                QStringLiteral("/Vesko/InputMethod/VeskoPY/.uuid.dat");
@@ -50,7 +50,7 @@ private slots:
         QTest::newRow("registry listing") << QStringLiteral(
                                                  "+-o Mac  <class IOPlatformExpertDevice>\n  {\n"
                                                  "    \"IOPlatformSerialNumber\" = \"C02XX\"\n") +
-                                                 line + QStringLiteral("\n  }\n")
+                                                 line + "\n  }\n"
                                           << kRawUUID << kIdentifier;
         QTest::newRow("one character after the value") << line + u'"' << kRawUUID << kIdentifier;
         // The value fits, but nothing follows it: only the raw reading takes it.
@@ -119,8 +119,8 @@ private slots:
         QVERIFY(writeBytes(machineIdPath(), kMachineId));
         QVERIFY(platform::Plist::writeFile(uuidFilePath(), QVariantMap{{"uuid", "ABC"}}));
         // The file's value is trusted as it is.
-        QCOMPARE(GetUUID(), std::optional<QString>(QStringLiteral("ABC")));
-        QCOMPARE(getUUIDFromLocalFile(), std::optional<QString>(QStringLiteral("ABC")));
+        QCOMPARE(GetUUID(), std::optional<QString>("ABC"));
+        QCOMPARE(getUUIDFromLocalFile(), std::optional<QString>("ABC"));
         // The raw identifier always comes from the machine.
         QCOMPARE(GetUUIDSource(), std::optional<QString>(kRawUUID));
     }
@@ -166,7 +166,7 @@ private slots:
     void renewingReplacesAStaleFile() {
         QVERIFY(writeBytes(machineIdPath(), kMachineId));
         QVERIFY(platform::Plist::writeFile(uuidFilePath(), QVariantMap{{"uuid", "STALE"}}));
-        QCOMPARE(GetUUID(), std::optional<QString>(QStringLiteral("STALE")));
+        QCOMPARE(GetUUID(), std::optional<QString>("STALE"));
         setUUIDToLocalFile();
         QCOMPARE(platform::Plist::readDictionary(uuidFilePath()),
                  std::optional<QVariantMap>(QVariantMap{{"uuid", kIdentifier}}));
