@@ -81,7 +81,7 @@ private slots:
         QCOMPARE(contents(folder + u'/' + name), shipped.left(3));
         QVERIFY(QFile::copy(userCopy, zq::utility::userDataFilePath(QStringLiteral("other.bin"))));
         QVERIFY(ZQCopyAbbrUserSetFile(folder, QStringLiteral("other.bin"), false));
-        QCOMPARE(contents(folder + QStringLiteral("/other.bin")), shipped);
+        QCOMPARE(contents(folder + "/other.bin"), shipped);
         QVERIFY(!ZQCopyAbbrUserSetFile(folder, name, false));
         QCOMPARE(contents(folder + u'/' + name), shipped.left(3));
     }
