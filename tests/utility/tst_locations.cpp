@@ -32,14 +32,14 @@ private slots:
 
     void folderAndPathShapes() {
         const QString folder = ZQGetUserLibAppSupportFolder();
-        QCOMPARE(folder, QString::fromLocal8Bit(_dataHome) + QStringLiteral("/Vesko/InputMethod"));
+        QCOMPARE(folder, QString::fromLocal8Bit(_dataHome) + "/Vesko/InputMethod");
         QVERIFY(QFileInfo(folder).isDir());
         QVERIFY(!folder.endsWith(u'/'));
         const QString imPath = GetUserImPath();
         QCOMPARE(imPath, folder + u'/');
         QVERIFY(!imPath.endsWith(QStringLiteral("//")));
-        QCOMPARE(GetAddressBookFilePath(), folder + QStringLiteral("/VeskoPY/peopleArray.book"));
-        QCOMPARE(zq::utility::userDataFolder(), folder + QStringLiteral("/VeskoPY"));
+        QCOMPARE(GetAddressBookFilePath(), folder + "/VeskoPY/peopleArray.book");
+        QCOMPARE(zq::utility::userDataFolder(), folder + "/VeskoPY");
     }
 
     void bothFormsNameTheSameFile() {
@@ -48,27 +48,26 @@ private slots:
         const QString fromFolder =
             QStringLiteral("%1/VeskoPY/%2").arg(ZQGetUserLibAppSupportFolder(), name);
         const QString fromTilde = zq::utility::expandProductPath(
-            QStringLiteral("~/Library/Application Support/Vesko/InputMethod/VeskoPY/") + name);
+            "~/Library/Application Support/Vesko/InputMethod/VeskoPY/" + name);
         const QString fromHome = zq::utility::expandProductPath(
-            _home + QStringLiteral("/Library/Application Support/Vesko/InputMethod/VeskoPY/") +
-            name);
+            _home + "/Library/Application Support/Vesko/InputMethod/VeskoPY/" + name);
         QCOMPARE(fromFolder, fromPath);
         QCOMPARE(fromTilde, fromPath);
         QCOMPARE(fromHome, fromPath);
         QCOMPARE(zq::utility::userDataFilePath(name), fromPath);
         // The log manager keeps its configuration in the same folder.
         QCOMPARE(ZQLogManager::sharedInstance()->logConfigFilePath(),
-                 GetUserImPath() + QStringLiteral("VeskoPY/logConfig.plist"));
+                 GetUserImPath() + "VeskoPY/logConfig.plist");
     }
 
     void applicationSupportChoices_data() {
         QTest::addColumn<QByteArray>("dataHome");  // empty: unset
         QTest::addColumn<QString>("expectedRelativeToRoot");
         const QString root = QString::fromLocal8Bit(qgetenv("ZQ_TEST_ROOT"));
-        QTest::newRow("data home") << (root + QStringLiteral("/alt")).toLocal8Bit()
-                                   << QStringLiteral("/alt/Vesko/InputMethod");
-        QTest::newRow("trailing separator") << (root + QStringLiteral("/alt2/")).toLocal8Bit()
-                                            << QStringLiteral("/alt2/Vesko/InputMethod");
+        QTest::newRow("data home")
+            << (root + "/alt").toLocal8Bit() << QStringLiteral("/alt/Vesko/InputMethod");
+        QTest::newRow("trailing separator")
+            << (root + "/alt2/").toLocal8Bit() << QStringLiteral("/alt2/Vesko/InputMethod");
         // Without a usable per-user data folder, the home's own one is used.
         QTest::newRow("unset") << QByteArray()
                                << QStringLiteral("/home/.local/share/Vesko/InputMethod");
@@ -128,22 +127,18 @@ private slots:
     void fixedPlaces() {
         const QString install = platform::Locations::installRoot();
         QCOMPARE(zq::utility::installedBundleRoot(), install);
-        QCOMPARE(zq::utility::infoPlistPath(), install + QStringLiteral("/Contents/Info.plist"));
-        QCOMPARE(zq::utility::processInfoToolPath(),
-                 install + QStringLiteral("/Contents/VeskoProcessInfo"));
-        QCOMPARE(zq::utility::updateInfoPlistPath(),
-                 install + QStringLiteral("/Contents/updateInfo.plist"));
+        QCOMPARE(zq::utility::infoPlistPath(), install + "/Contents/Info.plist");
+        QCOMPARE(zq::utility::processInfoToolPath(), install + "/Contents/VeskoProcessInfo");
+        QCOMPARE(zq::utility::updateInfoPlistPath(), install + "/Contents/updateInfo.plist");
         const QString support = QString::fromLocal8Bit(_dataHome);
-        QCOMPARE(zq::utility::pluginFolder(), support + QStringLiteral("/Vesko/Plugins"));
-        QCOMPARE(zq::utility::accountFolderRoot(),
-                 support + QStringLiteral("/Vesko/InputMethod/VeskoPY.users"));
-        QCOMPARE(zq::utility::analyticsFolder(),
-                 support + QStringLiteral("/Vesko/InputMethod/Tessel/"));
+        QCOMPARE(zq::utility::pluginFolder(), support + "/Vesko/Plugins");
+        QCOMPARE(zq::utility::accountFolderRoot(), support + "/Vesko/InputMethod/VeskoPY.users");
+        QCOMPARE(zq::utility::analyticsFolder(), support + "/Vesko/InputMethod/Tessel/");
         QCOMPARE(zq::utility::tempLogFolder(), QString::fromLocal8Bit(qgetenv("TMPDIR")) +
                                                    QStringLiteral("/com.vesko.inputmethod"));
         QCOMPARE(zq::utility::sharedDataFolder(),
                  QString::fromLocal8Bit(qgetenv("VESKO_SHARED_DATA")));
-        QCOMPARE(zq::utility::expandTilde(QStringLiteral("~/a")), _home + QStringLiteral("/a"));
+        QCOMPARE(zq::utility::expandTilde(QStringLiteral("~/a")), _home + "/a");
         QCOMPARE(zq::utility::expandTilde(QStringLiteral("~")), _home);
         QCOMPARE(zq::utility::expandTilde(QStringLiteral("~other/a")), QStringLiteral("~other/a"));
         QCOMPARE(zq::utility::expandTilde(QStringLiteral("/x/~/a")), QStringLiteral("/x/~/a"));
@@ -157,7 +152,7 @@ private slots:
         const QString design =
             QStringLiteral("/Library/Input Methods/VeskoInput.app/Contents/ZQSkinManager.app");
         const QString installed =
-            platform::Locations::installRoot() + QStringLiteral("/Contents/ZQSkinManager.app");
+            platform::Locations::installRoot() + "/Contents/ZQSkinManager.app";
         const QString plugin = QString::fromLocal8Bit(qgetenv("XDG_DATA_HOME")) +
                                QStringLiteral("/Vesko/Plugins/ZQSkinManager.app");
         const auto row = [](const char* name, const QString& input, const QString& pluginCopy,
@@ -188,7 +183,7 @@ private slots:
         QVERIFY(data.isValid());
         // Not the expected path of the data table: point the data home here.
         qputenv("XDG_DATA_HOME", QFile::encodeName(data.path()));
-        const QString pluginFolder = data.path() + QStringLiteral("/Vesko/Plugins");
+        const QString pluginFolder = data.path() + "/Vesko/Plugins";
         if (!pluginCopy.isEmpty()) {
             QVERIFY(QDir().mkpath(pluginFolder + u'/' + pluginCopy));
         }
