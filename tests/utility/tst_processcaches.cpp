@@ -16,13 +16,11 @@ class TestProcessCaches : public QObject {
 private slots:
     void initTestCase() {
         QVERIFY(enableUtilityRunLog());
-        const QString system =
-            QString::fromLocal8Bit(qgetenv("ZQ_TEST_ROOT")) + QStringLiteral("/system");
+        const QString system = QString::fromLocal8Bit(qgetenv("ZQ_TEST_ROOT")) + "/system";
         qputenv("VESKO_SYSTEM_ROOT", QFile::encodeName(system));
-        QVERIFY(writeBytes(system + QStringLiteral("/etc/machine-id"),
-                           "8c2b5f0e4d1a4b7c9e3f2a1b0c9d8e7f\n"));
-        QVERIFY(writeBytes(system + QStringLiteral("/etc/os-release"), "VERSION_ID=\"12\"\n"));
-        QVERIFY(writeBytes(system + QStringLiteral("/sys/class/dmi/id/product_name"), "Box\n"));
+        QVERIFY(writeBytes(system + "/etc/machine-id", "8c2b5f0e4d1a4b7c9e3f2a1b0c9d8e7f\n"));
+        QVERIFY(writeBytes(system + "/etc/os-release", "VERSION_ID=\"12\"\n"));
+        QVERIFY(writeBytes(system + "/sys/class/dmi/id/product_name", "Box\n"));
         QVERIFY(writeInfoPlist({{"CFBundleFullVersion", "6.9.2"}, {"ZQQuDao", "1234"}}));
     }
 
