@@ -180,17 +180,17 @@ private slots:
 
     void systemVersionIsCachedPlatformVersionIsNot() {
         QVERIFY(writeSystemVersion({{"ProductVersion", "14.5"}, {"ProductBuildVersion", "23F79"}}));
-        QCOMPARE(GetSystemVersion(), std::optional<QString>(QStringLiteral("14.5")));
+        QCOMPARE(GetSystemVersion(), std::optional<QString>("14.5"));
         QVERIFY(
             writeSystemVersion({{"ProductVersion", "15.0"}, {"ProductBuildVersion", "24A335"}}));
-        QCOMPARE(GetSystemVersion(), std::optional<QString>(QStringLiteral("14.5")));
-        QCOMPARE(GetPlatformVersion(), std::optional<QString>(QStringLiteral("15.0(24A335)")));
+        QCOMPARE(GetSystemVersion(), std::optional<QString>("14.5"));
+        QCOMPARE(GetPlatformVersion(), std::optional<QString>("15.0(24A335)"));
     }
 
     void missingSystemVersionIsLookedUpAgain() {
         QVERIFY(!GetSystemVersion());
         QVERIFY(writeSystemVersion({{"ProductVersion", "14.5"}}));
-        QCOMPARE(GetSystemVersion(), std::optional<QString>(QStringLiteral("14.5")));
+        QCOMPARE(GetSystemVersion(), std::optional<QString>("14.5"));
     }
 
     void osRelease_data() {
@@ -259,15 +259,15 @@ private slots:
         QVERIFY(writeInfoPlist({{"CFBundleFullVersion", "6.9.2"},
                                 {"CFBundleInfoDictionaryVersion", "6.0"},
                                 {"ZQBuildDate", "2025-04-16"}}));
-        QCOMPARE(GetInputMethodVersion(), std::optional<QString>(QStringLiteral("6.9.2")));
-        QCOMPARE(GetInputMethodCoreVersion(), std::optional<QString>(QStringLiteral("6.0")));
-        QCOMPARE(GetInputMethodBuildDate(), std::optional<QString>(QStringLiteral("2025-04-16")));
+        QCOMPARE(GetInputMethodVersion(), std::optional<QString>("6.9.2"));
+        QCOMPARE(GetInputMethodCoreVersion(), std::optional<QString>("6.0"));
+        QCOMPARE(GetInputMethodBuildDate(), std::optional<QString>("2025-04-16"));
         // Once read, the values stay; only the fresh read sees a new file.
         QVERIFY(writeInfoPlist({{"CFBundleFullVersion", "7.0"}}));
-        QCOMPARE(GetInputMethodVersion(), std::optional<QString>(QStringLiteral("6.9.2")));
-        QCOMPARE(GetInputMethodBuildDate(), std::optional<QString>(QStringLiteral("2025-04-16")));
+        QCOMPARE(GetInputMethodVersion(), std::optional<QString>("6.9.2"));
+        QCOMPARE(GetInputMethodBuildDate(), std::optional<QString>("2025-04-16"));
         const qsizetype mark = runLogMark();
-        QCOMPARE(GetCurrentInputMethodVersion(), std::optional<QString>(QStringLiteral("7.0")));
+        QCOMPARE(GetCurrentInputMethodVersion(), std::optional<QString>("7.0"));
         GetInputMethodCoreVersion();
         GetInputMethodBuildDate();
         GetInfoDictionary();
@@ -390,8 +390,7 @@ private slots:
         const QString machine = GetHardwareArchitecture();
         QVERIFY(!machine.isEmpty());
         QVERIFY(machine != u"Unknown");
-        QCOMPARE(runLogSince(mark),
-                 QStringList{QStringLiteral("GetHardwareArchitecture # : arch = ") + machine});
+        QCOMPARE(runLogSince(mark), QStringList{"GetHardwareArchitecture # : arch = " + machine});
         QCOMPARE(GetHardwareArchitecture(), machine);
         QCOMPARE(zq::utility::processCacheFillCount(QStringLiteral("HardwareMachine")), 1);
         QVERIFY(!GetCpuArchitecture().isEmpty());
@@ -451,8 +450,7 @@ private slots:
     }
 
     void fileSize() {
-        QVERIFY(writeBytes(QString::fromLocal8Bit(qgetenv("HOME")) + QStringLiteral("/five.bin"),
-                           "12345"));
+        QVERIFY(writeBytes(QString::fromLocal8Bit(qgetenv("HOME")) + "/five.bin", "12345"));
         qsizetype mark = runLogMark();
         QCOMPARE(GetFileSize(QStringLiteral("~/five.bin")), std::optional<qint64>(5));
         QCOMPARE(runLogSince(mark), QStringList{"GetFileSize # : size = 5"});
@@ -469,8 +467,7 @@ private slots:
                 .match(text)
                 .hasMatch(),
             qPrintable(text));
-        QCOMPARE(runLogSince(mark),
-                 QStringList{QStringLiteral("GetCompileTime # : compileTime = ") + text});
+        QCOMPARE(runLogSince(mark), QStringList{"GetCompileTime # : compileTime = " + text});
     }
 };
 
