@@ -82,45 +82,35 @@ private slots:
         QTest::addColumn<QString>("expectedContentType");
 
         const QVariantMap flat{{"b", QStringLiteral("x y")}, {"a", 1}};
-        QTest::newRow("GET puts parameters in the query, keys ascending")
-            << false << QByteArray("GET") << "http://h/p" << QVariant(flat)
-            << QByteArray("http://h/p?a=1&b=x%20y") << QByteArray() << QString();
-        QTest::newRow("GET appends to an existing query")
-            << false << QByteArray("GET") << "http://h/p?z=0" << QVariant(flat)
-            << QByteArray("http://h/p?z=0&a=1&b=x%20y") << QByteArray() << QString();
-        QTest::newRow("HEAD and DELETE use the query")
-            << false << QByteArray("DELETE") << "http://h/p" << QVariant(flat)
-            << QByteArray("http://h/p?a=1&b=x%20y") << QByteArray() << QString();
-        QTest::newRow("POST form-encodes into the body")
-            << false << QByteArray("POST") << "http://h/p" << QVariant(flat)
-            << QByteArray("http://h/p") << QByteArray("a=1&b=x%20y")
-            << "application/x-www-form-urlencoded";
-        QTest::newRow("delimiters and non-ASCII are escaped")
-            << false << QByteArray("POST") << "http://h/p"
-            << QVariant(QVariantMap{{"k", QStringLiteral("a&b=c+d/e?好")}})
-            << QByteArray("http://h/p") << QByteArray("k=a%26b%3Dc%2Bd/e?%E5%A5%BD")
-            << "application/x-www-form-urlencoded";
-        QTest::newRow("nested maps and lists, booleans as 1 and 0")
-            << false << QByteArray("POST") << "http://h/p"
-            << QVariant(QVariantMap{{"m", QVariantMap{{"y", true}, {"x", 2}}},
-                                    {"l", QVariantList{1, QStringLiteral("two")}}})
-            << QByteArray("http://h/p") << QByteArray("l%5B%5D=1&l%5B%5D=two&m%5Bx%5D=2&m%5By%5D=1")
-            << "application/x-www-form-urlencoded";
-        QTest::newRow("null value gives the bare key")
-            << false << QByteArray("POST") << "http://h/p"
-            << QVariant(QVariantMap{{"k", QVariant::fromValue(nullptr)}})
-            << QByteArray("http://h/p") << QByteArray("k") << "application/x-www-form-urlencoded";
-        QTest::newRow("no parameters: no body, no content type")
-            << false << QByteArray("POST") << "http://h/p" << QVariant() << QByteArray("http://h/p")
-            << QByteArray() << QString();
-        QTest::newRow("JSON builder writes a JSON body")
-            << true << QByteArray("POST") << "http://h/p"
-            << QVariant(QVariantMap{{"a", 1}, {"s", QStringLiteral("好")}})
-            << QByteArray("http://h/p") << QByteArray("{\"a\":1,\"s\":\"好\"}")
-            << "application/json";
-        QTest::newRow("JSON builder still uses the query for GET")
-            << true << QByteArray("GET") << "http://h/p" << QVariant(QVariantMap{{"a", 1}})
-            << QByteArray("http://h/p?a=1") << QByteArray() << QString();
+        const QString form = QStringLiteral("application/x-www-form-urlencoded");
+        const auto row = [](const char* name, const char* method, const QVariant& parameters,
+                            const char* url, const QByteArray& body = {},
+                            const QString& contentType = {}, bool json = false,
+                            const char* address = "http://h/p") {
+            QTest::newRow(name) << json << QByteArray(method) << QString::fromUtf8(address)
+                                << parameters << QByteArray(url) << body << contentType;
+        };
+        row("GET puts parameters in the query, keys ascending", "GET", flat,
+            "http://h/p?a=1&b=x%20y");
+        row("GET appends to an existing query", "GET", flat, "http://h/p?z=0&a=1&b=x%20y", {}, {},
+            false, "http://h/p?z=0");
+        row("HEAD and DELETE use the query", "DELETE", flat, "http://h/p?a=1&b=x%20y");
+        row("POST form-encodes into the body", "POST", flat, "http://h/p", "a=1&b=x%20y", form);
+        row("delimiters and non-ASCII are escaped", "POST",
+            QVariantMap{{"k", QStringLiteral("a&b=c+d/e?好")}}, "http://h/p",
+            "k=a%26b%3Dc%2Bd/e?%E5%A5%BD", form);
+        row("nested maps and lists, booleans as 1 and 0", "POST",
+            QVariantMap{{"m", QVariantMap{{"y", true}, {"x", 2}}},
+                        {"l", QVariantList{1, QStringLiteral("two")}}},
+            "http://h/p", "l%5B%5D=1&l%5B%5D=two&m%5Bx%5D=2&m%5By%5D=1", form);
+        row("null value gives the bare key", "POST",
+            QVariantMap{{"k", QVariant::fromValue(nullptr)}}, "http://h/p", "k", form);
+        row("no parameters: no body, no content type", "POST", {}, "http://h/p");
+        row("JSON builder writes a JSON body", "POST",
+            QVariantMap{{"a", 1}, {"s", QStringLiteral("好")}}, "http://h/p",
+            "{\"a\":1,\"s\":\"好\"}", QStringLiteral("application/json"), true);
+        row("JSON builder still uses the query for GET", "GET", QVariantMap{{"a", 1}},
+            "http://h/p?a=1", {}, {}, true);
     }
 
     void requestBuilder() {
