@@ -27,15 +27,11 @@ class TestToolCrypto : public QObject {
 
 private slots:
     void initTestCase() {
-        const QString ini = _dir.filePath(QStringLiteral("config.ini"));
-        QFile file(ini);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("[Service]\nWallHost=http://wall.example.test:8080\n");
-        file.close();
+        const QString ini =
+            write("config.ini", "[Service]\nWallHost=http://wall.example.test:8080\n");
+        QVERIFY(!ini.isEmpty());
         qputenv("VESKO_CONFIG", ini.toLocal8Bit());
-        QFile abc(_dir.filePath(QStringLiteral("abc")));
-        QVERIFY(abc.open(QIODevice::WriteOnly));
-        abc.write("abc");
+        QVERIFY(!write("abc", "abc").isEmpty());
     }
 
     // "FILE" in the arguments names a file holding "abc"; "MISSING" one that does
@@ -129,11 +125,7 @@ private slots:
     }
 
     void wallEncrypt() {
-        const QString bodyPath = _dir.filePath(QStringLiteral("body.bin"));
-        QFile file(bodyPath);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("feedback=hello&score=5");
-        file.close();
+        const QString bodyPath = write("body.bin", "feedback=hello&score=5");
         const auto result =
             tool({"wall", "encrypt", "http://127.0.0.1:8731/macfb/v1/macfeedback?h=A&v=1",
                   "--body-file", bodyPath});
@@ -167,6 +159,13 @@ private slots:
     }
 
 private:
+    // Writes a file in the test's folder; its path, or empty when it could not be written.
+    QString write(const char* name, const QByteArray& bytes) {
+        QFile file(_dir.filePath(QString::fromLatin1(name)));
+        const bool written = file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+        return written ? file.fileName() : QString();
+    }
+
     QTemporaryDir _dir;
 };
 
