@@ -131,16 +131,16 @@ private slots:
         QTest::addColumn<Expect>("expect");
 
         const QList<QPair<QString, QVariantMap>> faults{
-            {QStringLiteral("none"), {}},
-            {QStringLiteral("delay"), {{QStringLiteral("ms"), 250}}},
-            {QStringLiteral("status 503"), {{QStringLiteral("status"), 503}}},
-            {QStringLiteral("status 201"), {{QStringLiteral("status"), 201}}},
-            {QStringLiteral("empty"), {}},
-            {QStringLiteral("garbage"), {}},
-            {QStringLiteral("truncate"), {}},
-            {QStringLiteral("close"), {}},
-            {QStringLiteral("drop"), {}},
-            {QStringLiteral("refused"), {}},
+            {"none", {}},
+            {"delay", {{"ms", 250}}},
+            {"status 503", {{"status", 503}}},
+            {"status 201", {{"status", 201}}},
+            {"empty", {}},
+            {"garbage", {}},
+            {"truncate", {}},
+            {"close", {}},
+            {"drop", {}},
+            {"refused", {}},
         };
         for (const char* coding : {"identity", "gzip", "deflate"}) {
             for (const Op op : kAllOps) {
@@ -200,8 +200,7 @@ private slots:
     void everyOperationTimesOut() {
         // All operations at once against an endpoint that answers after their
         // 30-second timeout: each ends with the timeout error, once.
-        QVERIFY(_service.setFault(QStringLiteral("*"), QStringLiteral("delay"),
-                                  {{QStringLiteral("ms"), 40000}}));
+        QVERIFY(_service.setFault(QStringLiteral("*"), QStringLiteral("delay"), {{"ms", 40000}}));
         QList<QPair<Op, OutcomePtr>> outcomes;
         QThread* caller = nullptr;
         for (const Op op : kAllOps)
@@ -234,8 +233,7 @@ private:
         const QString feedback =
             base + QStringLiteral("/macfb/v1/macfeedback?mac_h=H&mac_v=1&mac_r=0000&mac_os=12");
         const QString boundary = QStringLiteral("---------------------------a1fa340557");
-        const QVariantMap fields{{QStringLiteral("detail"), QStringLiteral("无法输入")},
-                                 {QStringLiteral("isAtta"), 1}};
+        const QVariantMap fields{{"detail", QStringLiteral("无法输入")}, {"isAtta", 1}};
         switch (op) {
             case Op::kPostByEW:
                 VeskoNetworking::sendPostRequestByEW(overview, {}, {}, data);
@@ -249,12 +247,10 @@ private:
                     QStringLiteral("a.zip"), QByteArray(100, 'z'), upload);
                 break;
             case Op::kJsonPost:
-                VeskoNetworking::sendPostRequest(echo, QVariantMap{{QStringLiteral("a"), 1}}, {},
-                                                 object);
+                VeskoNetworking::sendPostRequest(echo, QVariantMap{{"a", 1}}, {}, object);
                 break;
             case Op::kJsonGet:
-                VeskoNetworking::sendGetRequest(echo, QVariantMap{{QStringLiteral("a"), 1}}, {},
-                                                object);
+                VeskoNetworking::sendGetRequest(echo, QVariantMap{{"a", 1}}, {}, object);
                 break;
             case Op::kBodyPost:
                 VeskoNetworking::sendPostRequest(echo, {}, {}, QByteArray("body"), data);
