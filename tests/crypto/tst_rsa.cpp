@@ -21,6 +21,7 @@
 #include <utility>
 
 using namespace zq::crypto;
+using Item = KeyStore::ItemClass;
 
 namespace {
 
@@ -285,33 +286,29 @@ private slots:
         QVERIFY(KeyStore::defaultFolder().startsWith(qEnvironmentVariable("XDG_DATA_HOME")));
         QDir(KeyStore::defaultFolder()).removeRecursively();
         QVERIFY(!DataEncryptor::queryPublicKeyRef());
+        const QByteArray serviceKey = DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer();
         const QVariantMap query = DataEncryptor::defaultPublicKeyDic();
         QCOMPARE(query.value(QStringLiteral("applicationTag")).toByteArray(),
                  QByteArray("VESKO_RSA_PUBLIC_KEY"));
         QCOMPARE(query.value(QStringLiteral("type")).toString(), QStringLiteral("RSA"));
         const RsaKeyPtr imported = DataEncryptor::importPublicKeyRef();
         QVERIFY(imported);
-        QCOMPARE(imported->subjectPublicKeyInfoDer(),
-                 DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer());
+        QCOMPARE(imported->subjectPublicKeyInfoDer(), serviceKey);
         // A second import keeps the item; the query finds it.
         QVERIFY(DataEncryptor::importPublicKeyRef());
-        QCOMPARE(DataEncryptor::queryPublicKeyRef()->subjectPublicKeyInfoDer(),
-                 DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer());
+        QCOMPARE(DataEncryptor::queryPublicKeyRef()->subjectPublicKeyInfoDer(), serviceKey);
         QByteArray ref;
-        QCOMPARE(
-            KeyStore().persistentRef(KeyStore::ItemClass::PublicKey, "VESKO_RSA_PUBLIC_KEY", &ref),
-            0);
+        QCOMPARE(KeyStore().persistentRef(Item::PublicKey, "VESKO_RSA_PUBLIC_KEY", &ref), 0);
         QCOMPARE(DataEncryptor::getKeyRefWithPersistentKeyRef(ref)->subjectPublicKeyInfoDer(),
-                 DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer());
+                 serviceKey);
         QVERIFY(!DataEncryptor::getKeyRefWithPersistentKeyRef("vesko-keystore:public:00"));
         QVERIFY(!DataEncryptor::getKeyRefWithPersistentKeyRef("nonsense"));
     }
 
     void keyStoreFilesArePrivate() {
         KeyStore store(_dir.filePath(QStringLiteral("store")));
-        QCOMPARE(store.add(KeyStore::ItemClass::SymmetricKey, "tag", "12345678"), 0);
-        QCOMPARE(store.add(KeyStore::ItemClass::SymmetricKey, "tag", "other"),
-                 int(KeyStore::kDuplicateItem));
+        QCOMPARE(store.add(Item::SymmetricKey, "tag", "12345678"), 0);
+        QCOMPARE(store.add(Item::SymmetricKey, "tag", "other"), int(KeyStore::kDuplicateItem));
         const QFileInfo folder(store.folder());
         QCOMPARE(folder.permissions() & ~(QFile::ReadUser | QFile::WriteUser | QFile::ExeUser),
                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
@@ -321,28 +318,26 @@ private slots:
         QCOMPARE(item.permissions() & ~(QFile::ReadUser | QFile::WriteUser),
                  QFile::ReadOwner | QFile::WriteOwner);
         QByteArray data;
-        QCOMPARE(store.find(KeyStore::ItemClass::SymmetricKey, "tag", &data), 0);
+        QCOMPARE(store.find(Item::SymmetricKey, "tag", &data), 0);
         QCOMPARE(data, QByteArray("12345678"));
-        QCOMPARE(store.find(KeyStore::ItemClass::PublicKey, "tag", &data),
-                 int(KeyStore::kItemNotFound));
-        QCOMPARE(store.remove(KeyStore::ItemClass::SymmetricKey, "tag"), 0);
-        QCOMPARE(store.remove(KeyStore::ItemClass::SymmetricKey, "tag"),
-                 int(KeyStore::kItemNotFound));
-        QCOMPARE(store.add(KeyStore::ItemClass::SymmetricKey, "", "x"), int(KeyStore::kParam));
+        QCOMPARE(store.find(Item::PublicKey, "tag", &data), int(KeyStore::kItemNotFound));
+        QCOMPARE(store.remove(Item::SymmetricKey, "tag"), 0);
+        QCOMPARE(store.remove(Item::SymmetricKey, "tag"), int(KeyStore::kItemNotFound));
+        QCOMPARE(store.add(Item::SymmetricKey, "", "x"), int(KeyStore::kParam));
     }
 
     void keyStorePersistentRefs() {
         KeyStore store(_dir.filePath(QStringLiteral("refs")));
-        QCOMPARE(store.add(KeyStore::ItemClass::PublicKey, "peer/one", "DER-1"), 0);
-        QCOMPARE(store.add(KeyStore::ItemClass::PublicKey, "peer/two", "DER-2"), 0);
+        QCOMPARE(store.add(Item::PublicKey, "peer/one", "DER-1"), 0);
+        QCOMPARE(store.add(Item::PublicKey, "peer/two", "DER-2"), 0);
         QByteArray ref;
-        QCOMPARE(store.persistentRefForData(KeyStore::ItemClass::PublicKey, "DER-2", &ref), 0);
-        KeyStore::ItemClass itemClass = KeyStore::ItemClass::SymmetricKey;
+        QCOMPARE(store.persistentRefForData(Item::PublicKey, "DER-2", &ref), 0);
+        Item itemClass = Item::SymmetricKey;
         QByteArray data;
         QCOMPARE(store.findByPersistentRef(ref, &itemClass, &data), 0);
-        QCOMPARE(itemClass, KeyStore::ItemClass::PublicKey);
+        QCOMPARE(itemClass, Item::PublicKey);
         QCOMPARE(data, QByteArray("DER-2"));
-        QCOMPARE(store.persistentRefForData(KeyStore::ItemClass::PublicKey, "DER-3", &ref),
+        QCOMPARE(store.persistentRefForData(Item::PublicKey, "DER-3", &ref),
                  int(KeyStore::kItemNotFound));
         QCOMPARE(store.findByPersistentRef("vesko-keystore:bogus:00", &itemClass, &data),
                  int(KeyStore::kParam));
