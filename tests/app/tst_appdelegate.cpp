@@ -20,9 +20,9 @@ using platform::DistributedNotificationCenter;
 
 namespace {
 
-const QString kLoad = QStringLiteral("kVeskoNotifyLoadXibInZQAssistPanel");
-const QString kName = QStringLiteral("kVeskoPreferencesXibName");
-const QString kSentinel = QStringLiteral("zq-test-sentinel");
+const QString kLoad = "kVeskoNotifyLoadXibInZQAssistPanel";
+const QString kName = "kVeskoPreferencesXibName";
+const QString kSentinel = "zq-test-sentinel";
 
 // method name -> argument signatures of org.freedesktop.Application in an introspection document.
 QMap<QString, QStringList> applicationMethods(const QByteArray& xml) {
@@ -31,22 +31,22 @@ QMap<QString, QStringList> applicationMethods(const QByteArray& xml) {
     if (!document.setContent(xml)) {
         return methods;
     }
-    const QDomNodeList interfaces = document.elementsByTagName(QStringLiteral("interface"));
+    const QDomNodeList interfaces = document.elementsByTagName("interface");
     for (int i = 0; i < interfaces.size(); ++i) {
         const QDomElement interface = interfaces.at(i).toElement();
-        if (interface.attribute(QStringLiteral("name")) != "org.freedesktop.Application") {
+        if (interface.attribute("name") != "org.freedesktop.Application") {
             continue;
         }
-        const QDomNodeList nodes = interface.elementsByTagName(QStringLiteral("method"));
+        const QDomNodeList nodes = interface.elementsByTagName("method");
         for (int m = 0; m < nodes.size(); ++m) {
             const QDomElement method = nodes.at(m).toElement();
             QStringList arguments;
-            const QDomNodeList args = method.elementsByTagName(QStringLiteral("arg"));
+            const QDomNodeList args = method.elementsByTagName("arg");
             for (int a = 0; a < args.size(); ++a) {
                 const QDomElement arg = args.at(a).toElement();
                 arguments << arg.attribute("direction", "in") + ":" + arg.attribute("type");
             }
-            methods.insert(method.attribute(QStringLiteral("name")), arguments);
+            methods.insert(method.attribute("name"), arguments);
         }
     }
     return methods;
@@ -57,8 +57,8 @@ class TestAppDelegate : public QObject {
     Q_OBJECT
 public:
     TestAppDelegate()
-        : _posterBus(QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                                   QStringLiteral("zq-test-poster"))) {}
+        : _posterBus(QDBusConnection::connectToBus(QDBusConnection::SessionBus, "zq-test-poster")) {
+    }
 
 private slots:
     void initTestCase() {
@@ -69,8 +69,7 @@ private slots:
         const QString systemRoot = qEnvironmentVariable("ZQ_TEST_ROOT") + "/system";
         QVERIFY(platform::Plist::writeFile(
             systemRoot + "/System/Library/CoreServices/SystemVersion.plist",
-            QVariantMap{{QStringLiteral("ProductVersion"), QStringLiteral("10.14")},
-                        {QStringLiteral("ProductBuildVersion"), QStringLiteral("18A391")}}));
+            QVariantMap{{"ProductVersion", "10.14"}, {"ProductBuildVersion", "18A391"}}));
         qputenv("VESKO_SYSTEM_ROOT", systemRoot.toUtf8());
         _poster = std::make_unique<DistributedNotificationCenter>(_posterBus);
     }
@@ -152,8 +151,7 @@ private slots:
         QVERIFY(update);
 
         // A request for the open page, then one that makes a new page.
-        for (const QString& target :
-             {QStringLiteral("ZQUpdateDetail"), QStringLiteral("ZQAbout")}) {
+        for (const QString& target : QStringList{"ZQUpdateDetail", "ZQAbout"}) {
             if (channel == QLatin1String("notification")) {
                 post({{kName, target}, {"UpdateMode", "Silent"}});
                 QVERIFY(deliverAll());
@@ -164,9 +162,9 @@ private slots:
                              .type(),
                          QDBusMessage::ReplyMessage);
             } else {
-                QCOMPARE(callService("Open", {QStringList{"zqassistpanel:" + target +
-                                                          QStringLiteral("?UpdateMode=Silent")},
-                                              QVariantMap{}})
+                QCOMPARE(callService("Open",
+                                     {QStringList{"zqassistpanel:" + target + "?UpdateMode=Silent"},
+                                      QVariantMap{}})
                              .type(),
                          QDBusMessage::ReplyMessage);
             }
@@ -211,7 +209,7 @@ private slots:
         QCOMPARE(page("ZQAuthorize"), permission);
         QCOMPARE(_log.created.value("ZQAccesAuthorize"), 1);
         QCOMPARE(
-            permission->events.filter(QStringLiteral("show ")),
+            permission->events.filter("show "),
             (QStringList{"show ZQContactAuthorize", "show ZQAccesAuthorize", "show ZQAuthorize"}));
     }
 
@@ -256,14 +254,14 @@ private slots:
     }
 
     void missingPageAtStartEndsTheProcess() {
-        start({"-ZQAbout"}, {QStringLiteral("ZQAboutWindowController")});
+        start({"-ZQAbout"}, {"ZQAboutWindowController"});
         QVERIFY(!page("ZQAbout"));
         QTRY_COMPARE(_terminated->count(), 1);
         QCOMPARE(_terminated->first().first().toInt(), 0);
     }
 
     void missingPageWhileAnotherIsOpenKeepsRunning() {
-        start({"-ZQFeedbackWindowController"}, {QStringLiteral("ZQAboutWindowController")});
+        start({"-ZQFeedbackWindowController"}, {"ZQAboutWindowController"});
         post({{kName, "ZQAbout"}});
         QVERIFY(deliverAll());
         QTRY_VERIFY(!_delegate->lastWindowCheckPending());
@@ -284,7 +282,7 @@ private slots:
         QFETCH(QString, moduleFile);
         QFETCH(bool, loads);
         QTemporaryDir folder;
-        const QString target = folder.filePath(QStringLiteral("ZQUpdateDetail.so"));
+        const QString target = folder.filePath("ZQUpdateDetail.so");
         if (moduleFile == QLatin1String("garbage")) {
             QFile file(target);
             QVERIFY(file.open(QIODevice::WriteOnly));
@@ -300,12 +298,11 @@ private slots:
         }
         const zq::pagehost::PageRegistry registry(folder.path());
         QString error;
-        std::unique_ptr<ZQPageController> controller =
-            registry.create(QStringLiteral("ZQUpdateDetail"), &error);
+        std::unique_ptr<ZQPageController> controller = registry.create("ZQUpdateDetail", &error);
         QCOMPARE(bool(controller), loads);
         if (loads) {
             QVERIFY(controller->window());
-            QCOMPARE(controller->window()->objectName(), QStringLiteral("ZQUpdateDetail"));
+            QCOMPARE(controller->window()->objectName(), "ZQUpdateDetail");
         } else {
             QVERIFY(!error.isEmpty());
         }
@@ -322,7 +319,7 @@ private slots:
 
     void appearanceIsForcedLight() {
         start({"-ZQAbout"});
-        QCOMPARE(QApplication::style()->name().toLower(), QStringLiteral("fusion"));
+        QCOMPARE(QApplication::style()->name().toLower(), "fusion");
         const QPalette standard = QApplication::style()->standardPalette();
         QCOMPARE(QApplication::palette().color(QPalette::Window), standard.color(QPalette::Window));
         QVERIFY(QApplication::palette().color(QPalette::Window).lightness() > 200);
@@ -343,7 +340,7 @@ private slots:
         const QDBusMessage reply =
             callService("ActivateAction", {action, parameter, QVariantMap{}});
         QCOMPARE(reply.type(), QDBusMessage::ErrorMessage);
-        QCOMPARE(reply.errorName(), QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"));
+        QCOMPARE(reply.errorName(), "org.freedesktop.DBus.Error.InvalidArgs");
         QCOMPARE(_log.created.size(), 1);
         QVERIFY(_config->userData().isEmpty());
     }
@@ -376,10 +373,10 @@ private slots:
     }
 
     void serviceModeRequestForMissingPageEnds() {
-        start({QString::fromLatin1(AppDelegate::kServiceModeArgument)},
-              {QStringLiteral("ZQAboutWindowController")}, true);
-        const QDBusMessage reply = callService(
-            "ActivateAction", {QStringLiteral("ZQAbout"), QVariantList{}, QVariantMap{}});
+        start({QString::fromLatin1(AppDelegate::kServiceModeArgument)}, {"ZQAboutWindowController"},
+              true);
+        const QDBusMessage reply =
+            callService("ActivateAction", {"ZQAbout", QVariantList{}, QVariantMap{}});
         QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
         QTRY_COMPARE(_terminated->count(), 1);
         QCOMPARE(_terminated->first().first().toInt(), 0);
@@ -387,9 +384,9 @@ private slots:
 
     void introspectionMatchesDescription() {
         start({"-ZQFeedbackWindowController"}, {}, true);
-        QDBusMessage message = QDBusMessage::createMethodCall(
-            QStringLiteral("com.vesko.ZQAssistPanel"), QStringLiteral("/com/vesko/ZQAssistPanel"),
-            QStringLiteral("org.freedesktop.DBus.Introspectable"), QStringLiteral("Introspect"));
+        QDBusMessage message =
+            QDBusMessage::createMethodCall("com.vesko.ZQAssistPanel", "/com/vesko/ZQAssistPanel",
+                                           "org.freedesktop.DBus.Introspectable", "Introspect");
         QDBusPendingCallWatcher watcher(_posterBus.asyncCall(message));
         QSignalSpy finished(&watcher, &QDBusPendingCallWatcher::finished);
         QVERIFY(watcher.isFinished() || finished.wait(10000));
@@ -417,8 +414,8 @@ private:
         deps.config = _config.get();
         deps.registry = &_registry;
         deps.serveApplicationInterface = serve;
-        _delegate = std::make_unique<AppDelegate>(
-            QStringList{QStringLiteral("/opt/ZQAssistPanel")} + arguments, deps);
+        _delegate =
+            std::make_unique<AppDelegate>(QStringList{"/opt/ZQAssistPanel"} + arguments, deps);
         _terminated =
             std::make_unique<QSignalSpy>(_delegate.get(), &AppDelegate::terminateRequested);
         _delegate->applicationDidFinishLaunching();
@@ -440,7 +437,7 @@ private:
         QDBusMessage message = QDBusMessage::createMethodCall(
             QString::fromLatin1(zq::app::ApplicationService::kServiceName),
             QString::fromLatin1(zq::app::ApplicationService::kObjectPath),
-            QStringLiteral("org.freedesktop.Application"), method);
+            "org.freedesktop.Application", method);
         message.setArguments(arguments);
         QDBusPendingCallWatcher watcher(_posterBus.asyncCall(message));
         QSignalSpy finished(&watcher, &QDBusPendingCallWatcher::finished);
