@@ -9,7 +9,7 @@ using namespace zq::shell;
 
 namespace {
 
-const QString kName = QStringLiteral("kVeskoPreferencesXibName");
+const QString kName = "kVeskoPreferencesXibName";
 
 // Values compare by type and content: the text "1" is not the number 1.
 void compareStore(const ZQAssistConfig& config, const QVariantMap& expected) {
@@ -29,15 +29,15 @@ class TestShellCore : public QObject {
 private slots:
     void configStore() {
         ZQAssistConfig config;
-        QVERIFY(!config.objectForKey(QStringLiteral("UpdateMode")).isValid());
-        config.setObject(QStringLiteral("Silent"), QStringLiteral("UpdateMode"));
-        config.setObject(QStringLiteral("UpdateByPkg"), QStringLiteral("UpdateMode"));
-        QCOMPARE(config.objectForKey(QStringLiteral("UpdateMode")), QVariant("UpdateByPkg"));
+        QVERIFY(!config.objectForKey("UpdateMode").isValid());
+        config.setObject("Silent", "UpdateMode");
+        config.setObject("UpdateByPkg", "UpdateMode");
+        QCOMPARE(config.objectForKey("UpdateMode"), QVariant("UpdateByPkg"));
         // An empty text is a value; an absent value is refused.
-        config.setObject(QString(), QStringLiteral("UpdateVersion"));
-        QVERIFY(config.objectForKey(QStringLiteral("UpdateVersion")).isValid());
-        config.setObject(QVariant(), QStringLiteral("UpdateMode"));
-        QCOMPARE(config.objectForKey(QStringLiteral("UpdateMode")), QVariant("UpdateByPkg"));
+        config.setObject(QString(), "UpdateVersion");
+        QVERIFY(config.objectForKey("UpdateVersion").isValid());
+        config.setObject(QVariant(), "UpdateMode");
+        QCOMPARE(config.objectForKey("UpdateMode"), QVariant("UpdateByPkg"));
         QCOMPARE(ZQAssistConfig::sharedInstance(), ZQAssistConfig::sharedInstance());
     }
 
@@ -114,7 +114,7 @@ private slots:
         QTest::addColumn<QString>("page");
         QTest::addColumn<QVariantMap>("stored");
 
-        const QString upd = QStringLiteral("ZQUpdateDetail");
+        const QString upd = "ZQUpdateDetail";
         const QVariantMap update{{kName, upd},
                                  {"UpdatePkgPath", "/p.pkg"},
                                  {"UpdateMode", qint64(2)},
