@@ -28,8 +28,8 @@ private slots:
         QVERIFY(first);
         QCOMPARE(ZQAlertWindow::sharedInstance(), first);
         QVERIFY(!first->isVisible());
-        QCOMPARE(first->cancelButton()->titleString(), QStringLiteral("取消"));
-        QCOMPARE(first->confirmButton()->titleString(), QStringLiteral("确认"));
+        QCOMPARE(first->cancelButton()->titleString(), "取消");
+        QCOMPARE(first->confirmButton()->titleString(), "确认");
     }
 
     void answers_data() {
@@ -47,8 +47,7 @@ private slots:
         ZQCustomWindow& page = *page_;
         ZQAlertWindow alert;
         QList<bool> calls;
-        alert.showInWindow(&page, QStringLiteral("标题"), QStringLiteral("正文"),
-                           [&calls](bool yes) { calls << yes; });
+        alert.showInWindow(&page, "标题", "正文", [&calls](bool yes) { calls << yes; });
         QVERIFY(alert.isVisible());
         QVERIFY(alert.hasPendingCompletion());
         if (how == QLatin1String("cancelClick")) {
@@ -78,13 +77,11 @@ private slots:
         ZQAlertWindow alert;
         int firstCalls = 0;
         QList<bool> secondCalls;
-        alert.showInWindow(&page, QStringLiteral("一"), QStringLiteral("一"),
-                           [&firstCalls](bool) { ++firstCalls; });
-        alert.showInWindow(&page, QStringLiteral("二"), QStringLiteral("二"),
-                           [&secondCalls](bool yes) { secondCalls << yes; });
+        alert.showInWindow(&page, "一", "一", [&firstCalls](bool) { ++firstCalls; });
+        alert.showInWindow(&page, "二", "二", [&secondCalls](bool yes) { secondCalls << yes; });
         QCOMPARE(firstCalls, 0);  // replaced without being called
-        QCOMPARE(alert.titleLabel()->text(), QStringLiteral("二"));
-        QCOMPARE(alert.detailText(), QStringLiteral("二"));
+        QCOMPARE(alert.titleLabel()->text(), "二");
+        QCOMPARE(alert.detailText(), "二");
         alert.clickActionYES();
         QCOMPARE(firstCalls, 0);
         QCOMPARE(secondCalls, QList<bool>{true});
@@ -94,9 +91,8 @@ private slots:
         ZQCustomWindow& page = *page_;
         ZQAlertWindow alert;
         QList<bool> later;
-        alert.showInWindow(&page, QStringLiteral("一"), QString(), [&](bool) {
-            alert.showInWindow(&page, QStringLiteral("二"), QString(),
-                               [&later](bool yes) { later << yes; });
+        alert.showInWindow(&page, "一", QString(), [&](bool) {
+            alert.showInWindow(&page, "二", QString(), [&later](bool yes) { later << yes; });
         });
         alert.clickCancel();
         QVERIFY(alert.isVisible());  // the new question stays up
@@ -110,15 +106,13 @@ private slots:
         ZQCustomWindow& page = *page_;
         ZQAlertWindow alert;
         int calls = 0;
-        alert.showInWindow(&page, QStringLiteral("t"), QStringLiteral("d"),
-                           [&calls](bool) { ++calls; });
+        alert.showInWindow(&page, "t", "d", [&calls](bool) { ++calls; });
         alert.hideAlertView();
         QVERIFY(!alert.isVisible());
         alert.clickActionYES();
         QCOMPARE(calls, 0);
         // Closing the page takes the question away too, unanswered.
-        alert.showInWindow(&page, QStringLiteral("t"), QStringLiteral("d"),
-                           [&calls](bool) { ++calls; });
+        alert.showInWindow(&page, "t", "d", [&calls](bool) { ++calls; });
         page.close();
         QVERIFY(!alert.isVisible());
         QCOMPARE(calls, 0);
@@ -129,7 +123,7 @@ private slots:
         ZQCustomWindow& page = *page_;
         page.move(40, 30);
         ZQAlertWindow alert;
-        alert.showInWindow(page.contentView(), QStringLiteral("t"), QStringLiteral("d"), {});
+        alert.showInWindow(page.contentView(), "t", "d", {});
         // Laid exactly over the page's window.
         QCOMPARE(alert.geometry(), page.geometry());
         QCOMPARE(alert.backView()->geometry(), QRect(QPoint(0, 0), pageSize));
@@ -148,8 +142,7 @@ private slots:
     void drawsTheDimmedPageAndTheBox() {
         ZQCustomWindow& page = *page_;
         ZQAlertWindow alert;
-        alert.showInWindow(&page, QStringLiteral("是否进入协助调试模式？"), QStringLiteral("说明"),
-                           {});
+        alert.showInWindow(&page, "是否进入协助调试模式？", "说明", {});
         const QImage image = controls_test::render(&alert, 2.0, Qt::white);
         // Dimmed: black at alpha 0.3 over white.
         COMPARE_COLOR(controls_test::at(image, 20, 20), QColor(178, 178, 178));
