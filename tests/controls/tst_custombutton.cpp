@@ -54,7 +54,7 @@ private slots:
         });
         connect(button_, &ZQCustomButton::action, this, [this](ZQCustomButton* sender) {
             QCOMPARE(sender, button_);
-            events_ << QStringLiteral("action");
+            events_ << "action";
         });
     }
 
@@ -99,7 +99,7 @@ private slots:
             button_->setIconImageForNormalOn(solid(Qt::red), solid(Qt::green), solid(Qt::blue),
                                              solid(Qt::yellow), QPointF(0, 0));
         } else if (setup == QLatin1String("link")) {
-            button_->setText(QStringLiteral("link"));
+            button_->setText("link");
             button_->setTitHoverUndLine();
         } else if (setup == QLatin1String("disabled")) {
             button_->setBgColorForNormal(grey, Qt::green, Qt::blue);
@@ -162,7 +162,7 @@ private slots:
             button_->setIconImageForNormal(n, h, c, QPointF(2, 3));
             shown = [this]() { return QVariant::fromValue(button_->iconImage()); };
         } else {
-            button_->setTitle(QStringLiteral("t"), cn, ch, cc, QPointF(0, 0), button_->font());
+            button_->setTitle("t", cn, ch, cc, QPointF(0, 0), button_->font());
             shown = [this]() { return QVariant(button_->drawnTitleColor()); };
         }
         const bool colours = layer == QLatin1String("bgColor") || layer == QLatin1String("title");
@@ -205,13 +205,13 @@ private slots:
     void everyWayOfPressingRunsTheAction() {
         QFETCH(QString, how);
         QFETCH(bool, enabled);
-        button_->setTitle(QStringLiteral("稍后提醒"), Qt::black, Qt::black, Qt::black, QFont());
+        button_->setTitle("稍后提醒", Qt::black, Qt::black, Qt::black, QFont());
         button_->setEnabled(enabled);
         QSignalSpy clicked(button_, &QAbstractButton::clicked);
         QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(button_);
         QVERIFY(accessible);
         QCOMPARE(accessible->role(), QAccessible::Button);
-        QCOMPARE(accessible->text(QAccessible::Name), QStringLiteral("稍后提醒"));
+        QCOMPARE(accessible->text(QAccessible::Name), "稍后提醒");
 
         button_->setFocus(Qt::TabFocusReason);
         if (how == QLatin1String("mouse")) {
@@ -233,8 +233,7 @@ private slots:
         }
         QVERIFY(events_.isEmpty());
         QVERIFY(!button_->hasClicked());
-        const QStringList expected =
-            enabled ? QStringList{QStringLiteral("action")} : QStringList{};
+        const QStringList expected = enabled ? QStringList{"action"} : QStringList{};
         QTRY_COMPARE(events_, expected);
         // Nothing more arrives later: one action, one clicked, per press.
         QTest::qWait(0);
@@ -259,12 +258,12 @@ private slots:
         QVERIFY(events_.isEmpty());
         // The next plain click is sent.
         QTest::mouseClick(button_, Qt::LeftButton, {}, QPoint(10, 10));
-        QTRY_COMPARE(events_, QStringList{QStringLiteral("action")});
+        QTRY_COMPARE(events_, QStringList{"action"});
     }
 
     void linkOpensItsAddressThenSendsItsAction() {
-        button_->setText(QStringLiteral("官网"));
-        button_->setTheUrlString(QStringLiteral("http://127.0.0.1:8731/about"));
+        button_->setText("官网");
+        button_->setTheUrlString("http://127.0.0.1:8731/about");
         QCOMPARE(button_->titleColor(), QColor(Qt::blue));
         QVERIFY(button_->isHandCursor());
         QCOMPARE(button_->cursor().shape(), Qt::PointingHandCursor);
@@ -274,8 +273,7 @@ private slots:
         QVERIFY(button_->isTitleUnderlined());
         QTest::mouseClick(button_, Qt::LeftButton, {}, QPoint(10, 10));
         QVERIFY(events_.isEmpty());  // the click never waits for the opener
-        QTRY_COMPARE(events_, (QStringList{QStringLiteral("open http://127.0.0.1:8731/about"),
-                                           QStringLiteral("action")}));
+        QTRY_COMPARE(events_, (QStringList{"open http://127.0.0.1:8731/about", "action"}));
         QTest::mouseMove(window_, QPoint(190, 95));
         QVERIFY(!button_->isTitleUnderlined());
     }
@@ -284,14 +282,14 @@ private slots:
         const ZQImage onN = solid(Qt::red), onC = solid(Qt::darkRed), offN = solid(Qt::blue),
                       offC = solid(Qt::darkBlue);
         button_->setIconImageForNormalOn(onN, onC, offN, offC, QPointF(4, 5));
-        button_->setStateOnTitle(QStringLiteral("开"), Qt::white, Qt::gray);
-        button_->setStateOffTitle(QStringLiteral("关"), Qt::black, Qt::darkGray);
+        button_->setStateOnTitle("开", Qt::white, Qt::gray);
+        button_->setStateOffTitle("关", Qt::black, Qt::darkGray);
         QCOMPARE(button_->buttonStyle(), int(ZQCustomButton::StyleToggle));
 
         button_->setIsSelect(true);
         QVERIFY(button_->isSelect());
         QCOMPARE(button_->iconImage(), onN);
-        QCOMPARE(button_->titleString(), QStringLiteral("开"));
+        QCOMPARE(button_->titleString(), "开");
         QCOMPARE(button_->drawnTitleColor(), QColor(Qt::white));
         QCOMPARE(button_->iconOrigin(), QPointF(4, 5));
         QTest::mousePress(button_, Qt::LeftButton, {}, QPoint(10, 10));
@@ -303,7 +301,7 @@ private slots:
 
         button_->setIsSelect(false);
         QCOMPARE(button_->iconImage(), offN);
-        QCOMPARE(button_->titleString(), QStringLiteral("关"));
+        QCOMPARE(button_->titleString(), "关");
         QCOMPARE(button_->drawnTitleColor(), QColor(Qt::black));
         // A state without a normal icon shows no icon.
         button_->setIconImageForNormalOn(ZQImage(), onC, offN, offC, QPointF(4, 5));
@@ -391,9 +389,9 @@ private slots:
         ZQCustomButton button;
         button.resize(160, 40);
         button.setBgColorForNormal(Qt::black, QColor(), QColor());
-        const QFont font = zq::controls::namedFont(QStringLiteral("PingFangSC-Regular"), 14);
-        button.setTitle(QStringLiteral("确认删除"), Qt::white, QColor(), Qt::white, font);
-        button.updateSubTitle(QStringLiteral("确认删除"), offsetX, offsetY);
+        const QFont font = zq::controls::namedFont("PingFangSC-Regular", 14);
+        button.setTitle("确认删除", Qt::white, QColor(), Qt::white, font);
+        button.updateSubTitle("确认删除", offsetX, offsetY);
         const QImage image = controls_test::render(&button, ratio);
         const QRect ink = inkBounds(image, Qt::black);
         QVERIFY(!ink.isEmpty());
@@ -404,7 +402,7 @@ private slots:
         QVERIFY2(std::abs(centreY - (20 - offsetY)) <= 2.0, qPrintable(QString::number(centreY)));
 
         // A title at an origin: its box starts there, measured from the lower left.
-        button.setTitle(QStringLiteral("确认"), QPointF(10, 4), font, Qt::white);
+        button.setTitle("确认", QPointF(10, 4), font, Qt::white);
         const QRect placed = inkBounds(controls_test::render(&button, ratio), Qt::black);
         QVERIFY2(std::abs(placed.left() / ratio - 10) <= 2,
                  qPrintable(QString::number(placed.left())));
@@ -413,7 +411,7 @@ private slots:
     }
 
     void underlinesOnlyWhileHovered() {
-        button_->setText(QStringLiteral("link"));
+        button_->setText("link");
         button_->setTitHoverUndLineWithTitColor(QColor(0, 0, 0), QColor(255, 0, 0));
         const QImage before = controls_test::render(button_, 1.0, Qt::white);
         QTest::mouseMove(button_, QPoint(10, 10));
