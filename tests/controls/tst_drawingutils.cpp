@@ -240,7 +240,7 @@ private slots:
     void fieldCellCentresOneLine() {
         QFETCH(qreal, fontSize);
         QFETCH(qreal, frameHeight);
-        const QFont font = zq::controls::namedFont(QStringLiteral("PingFangSC-Regular"), fontSize);
+        const QFont font = zq::controls::namedFont("PingFangSC-Regular", fontSize);
         ZQCustomFieldCell cell(font);
         QCOMPARE(cell.lineHeight(), 0.0);
         const QRectF frame(7, 3, 120, frameHeight);
