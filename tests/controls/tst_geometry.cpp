@@ -99,7 +99,7 @@ private slots:
     // Every compiled-in image, by its name without the suffix.
     void everyNamedImageIsThere_data() {
         QTest::addColumn<QString>("name");
-        const QStringList files = QDir(QStringLiteral(":/images")).entryList(QDir::Files);
+        const QStringList files = QDir(":/images").entryList(QDir::Files);
         QVERIFY(files.size() > 10);
         for (const QString& file : files) {
             QTest::newRow(qPrintable(file)) << QFileInfo(file).completeBaseName();
@@ -131,7 +131,7 @@ private slots:
         // The check mark's box edge: at ratio 2 the outline is drawn from the
         // vector at full resolution, not enlarged from ratio 1 — so the edge
         // pixels of the two renderings differ in count.
-        const ZQImage image = ZQImage::named(QStringLiteral("button_check_on"));
+        const ZQImage image = ZQImage::named("button_check_on");
         const QImage one = image.toImage(1.0);
         const QImage two = image.toImage(2.0);
         QCOMPARE(two.devicePixelRatio(), 2.0);
@@ -154,9 +154,9 @@ private slots:
     }
 
     void unknownImagesAreNull() {
-        QVERIFY(ZQImage::named(QStringLiteral("no_such_image")).isNull());
+        QVERIFY(ZQImage::named("no_such_image").isNull());
         QVERIFY(ZQImage::named(QString()).isNull());
-        QVERIFY(ZQImage::fromFile(QStringLiteral("/nonexistent/x.svg")).isNull());
+        QVERIFY(ZQImage::fromFile("/nonexistent/x.svg").isNull());
         // A file that is not an image.
         QTemporaryFile junk;
         QVERIFY(junk.open());
