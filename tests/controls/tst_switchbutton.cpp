@@ -199,7 +199,7 @@ private slots:
         QFETCH(qreal, minWidth);
         QFETCH(qreal, maxWidth);
         QFETCH(QString, expected);
-        const QFont font = zq::controls::namedFont(QStringLiteral("PingFangSC-Regular"), 13);
+        const QFont font = zq::controls::namedFont("PingFangSC-Regular", 13);
         switch_->setBtnTitle(QString(), font, Qt::black, Qt::red, 0, {24, 8, 0, 0});
         const ZQImage onIcon = solid(Qt::red, QSize(14, 14));
         switch_->setBtnIconON(onIcon, {0, 6, 0, 8});
@@ -216,8 +216,8 @@ private slots:
     }
 
     void titleRecordsAreCutUnlessWhole() {
-        const QFont font = zq::controls::namedFont(QStringLiteral("PingFangSC-Regular"), 13);
-        const QString longTitle = QStringLiteral("WWWWWWWWWWWWWWWWWWWWWWWWWWWWWW");
+        const QFont font = zq::controls::namedFont("PingFangSC-Regular", 13);
+        const QString longTitle = "WWWWWWWWWWWWWWWWWWWWWWWWWWWWWW";
         ZQCustomSwitchButton cut;
         cut.resize(100, 24);
         cut.setBtnTitle(longTitle, font, Qt::black, 0, {4, 20, 0, 0});
