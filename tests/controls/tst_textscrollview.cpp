@@ -12,8 +12,8 @@
 namespace {
 
 const QString kA(1, QLatin1Char('a'));
-const QString kEmoji = QStringLiteral("😀");         // a surrogate pair
-const QString kAccent = QStringLiteral("e\u0301");  // e and a combining accent
+const QString kEmoji = "😀";         // a surrogate pair
+const QString kAccent = "e\u0301";  // e and a combining accent
 
 }  // namespace
 
@@ -53,7 +53,7 @@ private slots:
         other.setFocus();
         QTRY_VERIFY(other.hasFocus());
         QVERIFY(box.textView()->showsPlaceholder());
-        QCOMPARE(box.textView()->placeholder(), QStringLiteral("评价[选填]"));
+        QCOMPARE(box.textView()->placeholder(), "评价[选填]");
         QCOMPARE(box.strokeColor(), QColor(232, 232, 232));
 
         box.textView()->setFocus();
@@ -63,7 +63,7 @@ private slots:
 
         box.setTextViewString(kA.repeated(298));
         box.textView()->moveCursor(QTextCursor::End);
-        QTest::keyClicks(box.textView(), QStringLiteral("bcd"));
+        QTest::keyClicks(box.textView(), "bcd");
         QCOMPARE(box.textViewString(), kA.repeated(298) + "bc");
         QVERIFY(warning.isVisibleTo(&window));
         QTest::keyClick(box.textView(), Qt::Key_Backspace);
