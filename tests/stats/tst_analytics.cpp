@@ -25,7 +25,7 @@
 namespace {
 
 constexpr int kDeliveryTimeoutMs = 20000;
-const QString kAppKey = QStringLiteral("7TQW2K5XPLM9D3EA");
+const QString kAppKey = "7TQW2K5XPLM9D3EA";
 
 // What a client reported back through its signals.
 struct Outcomes {
@@ -67,10 +67,9 @@ public:
     bool start(quint16 port, const QString& dataDir) {
         _dataDir = dataDir;
         _process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        _process.start(QStringLiteral("python3"),
-                       {QStringLiteral(ZQ_SOURCE_DIR "/tools/refservice/refservice.py"),
-                        QStringLiteral("--port"), QString::number(port),
-                        QStringLiteral("--data-dir"), dataDir, QStringLiteral("--stop-on-eof")});
+        _process.start("python3",
+                       {QStringLiteral(ZQ_SOURCE_DIR "/tools/refservice/refservice.py"), "--port",
+                        QString::number(port), "--data-dir", dataDir, "--stop-on-eof"});
         if (!_process.waitForStarted(20000)) {
             return false;
         }
@@ -518,7 +517,7 @@ private slots:
         QProcess helper;
         helper.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         helper.start(QStringLiteral(ZQ_BINARY_DIR "/tests/stats/analytics_queue_helper"),
-                     {_dir->path(), _service.url("/analytics/v1/events"), QStringLiteral("400")});
+                     {_dir->path(), _service.url("/analytics/v1/events"), "400"});
         QVERIFY(helper.waitForStarted(20000));
         // Every event whose reportEvent() had returned must reach the service, once.
         // The helper is killed once its first request is held at the service; it
@@ -536,7 +535,7 @@ private slots:
         QVERIFY(helper.waitForFinished(20000));
         confirmed
             << QString::fromUtf8(helper.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
-        confirmed.removeAll(QStringLiteral("done"));
+        confirmed.removeAll("done");
         QVERIFY(_service.clearFaults());
 
         // A client that starts sends them at once, in requests of its configured
@@ -566,7 +565,7 @@ private:
                                                 const QString& folder = {}) {
         auto report = std::make_unique<TesselReport>();
         report->setCustomDocumentPath(folder.isEmpty() ? _dir->path() : folder);
-        report->setOStarO16(QStringLiteral("0123456789ABCDEF0123456789ABCDEF"), std::nullopt);
+        report->setOStarO16("0123456789ABCDEF0123456789ABCDEF", std::nullopt);
         connect(report.get(), &TesselReport::eventsDelivered, this,
                 [this](const QStringList& ids) { _outcomes.delivered << ids; });
         connect(report.get(), &TesselReport::eventsRejected, this,
