@@ -39,7 +39,7 @@ private slots:
         QTest::addColumn<bool>("kept");
         const QVariantMap v1{{"statVer", "1"}, {"old", QVariantMap{{"20200101", 5}}}};
         QVariantMap v2 = v1;
-        v2.insert(QStringLiteral("statVer"), QStringLiteral("2"));
+        v2.insert("statVer", "2");
         QTest::newRow("statVer 1") << QVariant(v1) << true;
         QTest::newRow("statVer 2") << QVariant(v2) << false;
         QTest::newRow("no statVer") << QVariant(QVariantMap{{"old", 1}}) << false;
@@ -50,21 +50,21 @@ private slots:
         QFETCH(QVariant, stored);
         QFETCH(bool, kept);
         QVERIFY(platform::Plist::writeFile(path(), stored));
-        const QString legacy = zq::utility::userDataFilePath(QStringLiteral("stat.dat"));
+        const QString legacy = zq::utility::userDataFilePath("stat.dat");
         QVERIFY(platform::Plist::writeFile(legacy, QVariantMap()));
         ZQStatistician store(path());
         QVERIFY(!QFileInfo::exists(legacy));
-        store.addCountByKey(QStringLiteral("n"));
+        store.addCountByKey("n");
         store.saveData();
         store.waitForQueuedWork();
         QVariantMap expected = kept ? stored.toMap() : QVariantMap{{"statVer", "1"}};
-        expected.insert(QStringLiteral("n"), QVariantMap{{kToday, 1}});
+        expected.insert("n", QVariantMap{{kToday, 1}});
         QCOMPARE(platform::Plist::readDictionary(path()), expected);
     }
 
     void dayValues() {
         ZQStatistician store(path());
-        const QString k = QStringLiteral("k"), f = QStringLiteral("f"), p = QStringLiteral("p");
+        const QString k = "k", f = "f", p = "p";
         store.addCount(3, k);
         store.addCount(4, k);
         QCOMPARE(store.getCurrentDayCountByKey(k), 7);
@@ -87,7 +87,7 @@ private slots:
         QCOMPARE(records.size(), 3);
         QCOMPARE(records.at(2), QVariant(QVariantMap{{"Data", "c"}, {"Count", 3}}));
 
-        store.setValue(QStringLiteral("x"), k);
+        store.setValue("x", k);
         store.setValue(QVariant(), k);
         QVERIFY(!store.valueForKey(k).isValid());
     }
@@ -97,7 +97,7 @@ private slots:
         store.saveData();
         store.saveData();
         QCOMPARE(store.writeCount(), 1);
-        store.addCountByKey(QStringLiteral("k"));
+        store.addCountByKey("k");
         store.saveData();
         QCOMPARE(store.writeCount(), 2);
     }
@@ -108,7 +108,7 @@ private slots:
         for (int t = 0; t < 8; ++t) {
             threads.append(QThread::create([&store] {
                 for (int i = 0; i < 1000; ++i) {
-                    store.addCountByKey(QStringLiteral("k"));
+                    store.addCountByKey("k");
                 }
             }));
             threads.last()->start();
@@ -117,16 +117,16 @@ private slots:
             QVERIFY(thread->wait(60000));
             delete thread;
         }
-        QCOMPARE(store.getCurrentDayCountByKey(QStringLiteral("k")), 8000);
+        QCOMPARE(store.getCurrentDayCountByKey("k"), 8000);
     }
 
     void syncLog() {
-        ZQStatistician::saveUsrSyncLog(QStringLiteral("同步 a"));
-        ZQStatistician::saveUsrSyncLog(QStringLiteral("\r\nb"));
+        ZQStatistician::saveUsrSyncLog("同步 a");
+        ZQStatistician::saveUsrSyncLog("\r\nb");
         QFile log(ZQStatistician::syncLogPath());
         QVERIFY(log.open(QIODevice::ReadOnly));
         QCOMPARE(QString::fromUtf8(log.readAll()),
-                 QStringLiteral("2024-03-09 23:59:58 同步 a\r\n\r\n2024-03-09 23:59:58 b\r\n"));
+                 "2024-03-09 23:59:58 同步 a\r\n\r\n2024-03-09 23:59:58 b\r\n");
         log.close();
         for (const int size : {102400, 102401}) {  // kept up to 100 KiB
             QVERIFY(log.open(QIODevice::WriteOnly | QIODevice::Truncate));
@@ -140,7 +140,7 @@ private slots:
     void upgradeLog() {
         ZQStatistician::setUpgradeInfoWithType(3);
         ZQStatistician::setUpgradeInfoWithType(12);
-        QCOMPARE(ZQStatistician::getUpgradeInfo(), QStringLiteral("12_3"));
+        QCOMPARE(ZQStatistician::getUpgradeInfo(), "12_3");
         ZQStatistician::clearUpgradeInfo();
         QCOMPARE(ZQStatistician::getUpgradeInfo(), QString());
         QFile garbage(path());  // a file that does not read is left as it is
