@@ -21,7 +21,7 @@
 namespace {
 
 constexpr int kTimeoutMs = 20000;
-const QString kDevice = QStringLiteral("8C2B5F0E4D1A4B7C9E3F2A1B0C9D8E7F");
+const QString kDevice = "8C2B5F0E4D1A4B7C9E3F2A1B0C9D8E7F";
 }  // namespace
 
 class TestTesselReportTool : public QObject {
