@@ -36,13 +36,13 @@ void writeFile(const QString& path, const QByteArray& content) {
 
 // A call to the services' control object; the text of its answer.
 QString control(const char* method, const QVariantList& arguments = {}) {
-    QDBusMessage message = QDBusMessage::createMethodCall(
-        QStringLiteral("com.vesko.test.Desktop"), QStringLiteral("/control"),
-        QStringLiteral("com.vesko.test.Desktop"), QString::fromLatin1(method));
+    QDBusMessage message =
+        QDBusMessage::createMethodCall("com.vesko.test.Desktop", "/control",
+                                       "com.vesko.test.Desktop", QString::fromLatin1(method));
     message.setArguments(arguments);
     const QDBusMessage reply = QDBusConnection::sessionBus().call(message);
     return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0).toString()
-                                                      : QStringLiteral("error");
+                                                      : "error";
 }
 
 }  // namespace
@@ -53,7 +53,7 @@ class TestDesktop : public QObject {
 private slots:
     void initTestCase() {
         // Debian's interpreter, which has python3-dbus and python3-gi.
-        _services.start(QStringLiteral("/usr/bin/python3"),
+        _services.start("/usr/bin/python3",
                         {QStringLiteral(ZQ_SOURCE_DIR "/tests/utility/desktop_services.py")});
         QVERIFY(_services.waitForReadyRead(20000));
         QCOMPARE(_services.readLine().trimmed(), QByteArray("ready"));
@@ -63,7 +63,7 @@ private slots:
             writeFile(path, "#!/bin/sh\necho \"$(basename \"$0\") $*\" >> \"$STUB_LOG\"\n");
             QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         }
-        qputenv("STUB_LOG", _scratch.filePath(QStringLiteral("started.log")).toUtf8());
+        qputenv("STUB_LOG", _scratch.filePath("started.log").toUtf8());
         qputenv("PATH", _scratch.path().toUtf8() + ':' + qgetenv("PATH"));
     }
     void cleanupTestCase() {
@@ -72,7 +72,7 @@ private slots:
     }
     void init() {
         QDir(_configHome).removeRecursively();
-        QFile::remove(_scratch.filePath(QStringLiteral("started.log")));
+        QFile::remove(_scratch.filePath("started.log"));
         qunsetenv("VESKO_CONFIG");
         platform::Configuration::reload();
         resetFacadeModeParamNil();
@@ -116,11 +116,11 @@ private slots:
         QFETCH(QString, expected);
         QCOMPARE(control("Configure", {QString::fromUtf8(world)}), QString());
         const QJsonObject env = QJsonDocument::fromJson(world).object();
-        setEnv("XDG_SESSION_TYPE", env.value(QStringLiteral("session")).toString().toUtf8());
-        setEnv("XDG_CURRENT_DESKTOP", env.value(QStringLiteral("desktop")).toString().toUtf8());
-        if (env.contains(QStringLiteral("file"))) {
-            writeFile(_configHome + u'/' + env.value(QStringLiteral("file")).toString(),
-                      env.value(QStringLiteral("content")).toString().toUtf8());
+        setEnv("XDG_SESSION_TYPE", env.value("session").toString().toUtf8());
+        setEnv("XDG_CURRENT_DESKTOP", env.value("desktop").toString().toUtf8());
+        if (env.contains("file")) {
+            writeFile(_configHome + u'/' + env.value("file").toString(),
+                      env.value("content").toString().toUtf8());
         }
         std::optional<zq::utility::DesktopPermissions> got;
         QObject context;
@@ -139,9 +139,9 @@ private slots:
                  expected);
         QCOMPARE(isScreenRecordEnabled(), got->screenRecording);
         // The skin follows the desktop only in mode 0 and only for the default skin.
-        QCOMPARE(hasSkinDarkMode(QStringLiteral("经典Vesko输入法默认皮肤"), 0), got->dark);
+        QCOMPARE(hasSkinDarkMode("经典Vesko输入法默认皮肤", 0), got->dark);
         QCOMPARE(hasDarkMode(1) || !hasDarkMode(2), false);
-        QCOMPARE(hasSkinDarkMode(QStringLiteral("Vesko输入法默认皮肤 夜间"), 2), false);
+        QCOMPARE(hasSkinDarkMode("Vesko输入法默认皮肤 夜间", 2), false);
     }
     void screenCastRequest_data() {
         QTest::addColumn<QByteArray>("services");
@@ -209,8 +209,8 @@ private slots:
         QFETCH(QString, display);
         setEnv("XDG_CURRENT_DESKTOP", desktop);
         if (!table.isEmpty()) {
-            writeFile(_scratch.filePath(QStringLiteral("table.ini")), table);
-            qputenv("VESKO_CONFIG", _scratch.filePath(QStringLiteral("table.ini")).toUtf8());
+            writeFile(_scratch.filePath("table.ini"), table);
+            qputenv("VESKO_CONFIG", _scratch.filePath("table.ini").toUtf8());
             platform::Configuration::reload();
         }
         QStringList opened;
@@ -234,7 +234,7 @@ private slots:
         // What was started: the command line a settings program recorded, or the
         // address handed to the desktop.
         const auto startedText = [&] {
-            QFile log(_scratch.filePath(QStringLiteral("started.log")));
+            QFile log(_scratch.filePath("started.log"));
             return log.open(QIODevice::ReadOnly) ? QString::fromUtf8(log.readAll()).trimmed()
                                                  : opened.join(QLatin1Char(' '));
         };
