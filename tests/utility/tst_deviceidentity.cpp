@@ -11,8 +11,8 @@ using namespace testsupport;
 namespace {
 
 const QByteArray kMachineId("8c2b5f0e4d1a4b7c9e3f2a1b0c9d8e7f\n");
-const QString kIdentifier = QStringLiteral("8C2B5F0E4D1A4B7C9E3F2A1B0C9D8E7F");
-const QString kRawUUID = QStringLiteral("8C2B5F0E-4D1A-4B7C-9E3F-2A1B0C9D8E7F");
+const QString kIdentifier = "8C2B5F0E4D1A4B7C9E3F2A1B0C9D8E7F";
+const QString kRawUUID = "8C2B5F0E-4D1A-4B7C-9E3F-2A1B0C9D8E7F";
 
 }  // namespace
 
@@ -25,7 +25,7 @@ private:
     QString machineIdPath() const { return _system->path() + "/etc/machine-id"; }
     QString uuidFilePath() const {
         return QString::fromLocal8Bit(qgetenv("XDG_DATA_HOME")) +
-               QStringLiteral("/Vesko/InputMethod/VeskoPY/.uuid.dat");
+               "/Vesko/InputMethod/VeskoPY/.uuid.dat";
     }
 
 private slots:
@@ -33,7 +33,7 @@ private slots:
 
     void init() {
         _system = std::make_unique<QTemporaryDir>(QString::fromLocal8Bit(qgetenv("ZQ_TEST_ROOT")) +
-                                                  QStringLiteral("/systemXXXXXX"));
+                                                  "/systemXXXXXX");
         QVERIFY(_system->isValid());
         qputenv("VESKO_SYSTEM_ROOT", QFile::encodeName(_system->path()));
         QFile::remove(uuidFilePath());
@@ -45,8 +45,7 @@ private slots:
         QTest::addColumn<QString>("output");
         QTest::addColumn<QString>("raw");         // "" : none
         QTest::addColumn<QString>("identifier");  // "" : none
-        const QString line =
-            QStringLiteral("    \"IOPlatformUUID\" = \"8C2B5F0E-4D1A-4B7C-9E3F-2A1B0C9D8E7F\"");
+        const QString line = "    \"IOPlatformUUID\" = \"8C2B5F0E-4D1A-4B7C-9E3F-2A1B0C9D8E7F\"";
         QTest::newRow("registry listing") << QStringLiteral(
                                                  "+-o Mac  <class IOPlatformExpertDevice>\n  {\n"
                                                  "    \"IOPlatformSerialNumber\" = \"C02XX\"\n") +
@@ -56,12 +55,11 @@ private slots:
         // The value fits, but nothing follows it: only the raw reading takes it.
         QTest::newRow("ends right after the value") << line.chopped(1) << kRawUUID << "";
         QTest::newRow("value cut short") << line.chopped(2) << QString() << QString();
-        QTest::newRow("no key") << QStringLiteral("\"IOPlatformSerialNumber\" = \"C02XX\"\n")
+        QTest::newRow("no key") << "\"IOPlatformSerialNumber\" = \"C02XX\"\n"
                                 << QString() << QString();
         QTest::newRow("empty") << QString() << QString() << QString();
         QTest::newRow("first occurrence counts")
-            << QStringLiteral("\"IOPlatformUUID\" = \"11111111-2222-3333-4444-555555555555\"\n") +
-                   line + u'\n'
+            << "\"IOPlatformUUID\" = \"11111111-2222-3333-4444-555555555555\"\n" + line + u'\n'
             << "11111111-2222-3333-4444-555555555555"
             << "11111111222233334444555555555555";
     }
@@ -105,8 +103,8 @@ private slots:
         QVERIFY(!QFileInfo::exists(uuidFilePath()));
         const QStringList entries = runLogSince(mark);
         QCOMPARE(entries.size(), 1);
-        QVERIFY(entries[0].startsWith(QStringLiteral("GetUUID # : stack = (")));
-        QVERIFY2(entries[0].contains(QStringLiteral("tst_deviceidentity")), qPrintable(entries[0]));
+        QVERIFY(entries[0].startsWith("GetUUID # : stack = ("));
+        QVERIFY2(entries[0].contains("tst_deviceidentity"), qPrintable(entries[0]));
 
         QCOMPARE(GetUUIDSource(), std::optional<QString>(kRawUUID));
         // Both stay for the process's life.
@@ -190,8 +188,8 @@ private slots:
         QTest::addColumn<QVariant>("value");  // null: absent
         QTest::addColumn<QString>("channel");
         QTest::newRow("absent") << QVariant() << "0000";
-        QTest::newRow("text") << QVariant(QStringLiteral("1234")) << "1234";
-        QTest::newRow("leading zeros kept") << QVariant(QStringLiteral("0042")) << "0042";
+        QTest::newRow("text") << QVariant("1234") << "1234";
+        QTest::newRow("leading zeros kept") << QVariant("0042") << "0042";
         QTest::newRow("number") << QVariant(qint64(77)) << "77";
         QTest::newRow("wrong type") << QVariant(QVariantList{1}) << "0000";
     }
@@ -201,17 +199,17 @@ private slots:
         QFETCH(QString, channel);
         QVariantMap info{{"CFBundleFullVersion", "1.0"}};
         if (value.isValid()) {
-            info.insert(QStringLiteral("ZQQuDao"), value);
+            info.insert("ZQQuDao", value);
         }
         QVERIFY(writeInfoPlist(info));
         QCOMPARE(GetQuDao(), channel);
     }
 
     void channelDefaultIsKept() {
-        QCOMPARE(GetQuDao(), QStringLiteral("0000"));
+        QCOMPARE(GetQuDao(), "0000");
         QVERIFY(writeInfoPlist({{"ZQQuDao", "1234"}}));
-        QCOMPARE(GetQuDao(), QStringLiteral("0000"));
-        QCOMPARE(GetInfoDictionary()->value("ZQQuDao").toString(), QStringLiteral("1234"));
+        QCOMPARE(GetQuDao(), "0000");
+        QCOMPARE(GetInfoDictionary()->value("ZQQuDao").toString(), "1234");
     }
 };
 
