@@ -64,10 +64,9 @@ private slots:
     }
     void copyAbbreviations() {
         QDir().mkpath(zq::utility::userDataFolder());
-        const QString name = QStringLiteral("phrases.bin");
+        const QString name = "phrases.bin";
         const QString userCopy = zq::utility::userDataFilePath(name);
-        const QByteArray shipped =
-            contents(zq::utility::imDataFilePath(QStringLiteral("zqim_phrases_user.bin")));
+        const QByteArray shipped = contents(zq::utility::imDataFilePath("zqim_phrases_user.bin"));
         QVERIFY(platform::Plist::parse(shipped).has_value());
         // No user folder: the user data copy is made from the shipped file, once.
         QVERIFY(ZQCopyAbbrUserSetFile(QString(), name, true));
@@ -79,8 +78,8 @@ private slots:
         const QString folder = QDir::homePath();
         QVERIFY(ZQCopyAbbrUserSetFile(folder, name, true));
         QCOMPARE(contents(folder + u'/' + name), shipped.left(3));
-        QVERIFY(QFile::copy(userCopy, zq::utility::userDataFilePath(QStringLiteral("other.bin"))));
-        QVERIFY(ZQCopyAbbrUserSetFile(folder, QStringLiteral("other.bin"), false));
+        QVERIFY(QFile::copy(userCopy, zq::utility::userDataFilePath("other.bin")));
+        QVERIFY(ZQCopyAbbrUserSetFile(folder, "other.bin", false));
         QCOMPARE(contents(folder + "/other.bin"), shipped);
         QVERIFY(!ZQCopyAbbrUserSetFile(folder, name, false));
         QCOMPARE(contents(folder + u'/' + name), shipped.left(3));
@@ -89,15 +88,15 @@ private slots:
         QDir(zq::utility::userDataFolder()).removeRecursively();
         QDir().mkpath(zq::utility::userDataFolder());
         const std::optional<QVariantList> shown = ZQGetSymbolSubsituteArray(QString());
-        const std::optional<QVariantList> written = platform::Plist::readArray(
-            zq::utility::userDataFilePath(QStringLiteral("symbolSubsitute.plist")));
+        const std::optional<QVariantList> written =
+            platform::Plist::readArray(zq::utility::userDataFilePath("symbolSubsitute.plist"));
         QVERIFY(shown && written && shown->size() == written->size());
         QString shownKeys, writtenKeys;  // the one- and two-character keys, in order
         for (qsizetype i = 0; i < shown->size(); ++i) {
-            shownKeys += shown->at(i).toMap().value(QStringLiteral("key")).toString() + u' ';
-            writtenKeys += written->at(i).toMap().value(QStringLiteral("key")).toString() + u' ';
+            shownKeys += shown->at(i).toMap().value("key").toString() + u' ';
+            writtenKeys += written->at(i).toMap().value("key").toString() + u' ';
         }
-        QVERIFY(writtenKeys.contains(QStringLiteral("【 】")));
+        QVERIFY(writtenKeys.contains("【 】"));
         QCOMPARE(shownKeys, QString(writtenKeys).replace(u'【', u'[').replace(u'】', u']'));
     }
 
