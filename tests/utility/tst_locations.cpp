@@ -37,13 +37,13 @@ private slots:
         QVERIFY(!folder.endsWith(u'/'));
         const QString imPath = GetUserImPath();
         QCOMPARE(imPath, folder + u'/');
-        QVERIFY(!imPath.endsWith(QStringLiteral("//")));
+        QVERIFY(!imPath.endsWith("//"));
         QCOMPARE(GetAddressBookFilePath(), folder + "/VeskoPY/peopleArray.book");
         QCOMPARE(zq::utility::userDataFolder(), folder + "/VeskoPY");
     }
 
     void bothFormsNameTheSameFile() {
-        const QString name = QStringLiteral("stat2.dat");
+        const QString name = "stat2.dat";
         const QString fromPath = QStringLiteral("%1VeskoPY/%2").arg(GetUserImPath(), name);
         const QString fromFolder =
             QStringLiteral("%1/VeskoPY/%2").arg(ZQGetUserLibAppSupportFolder(), name);
@@ -64,15 +64,13 @@ private slots:
         QTest::addColumn<QByteArray>("dataHome");  // empty: unset
         QTest::addColumn<QString>("expectedRelativeToRoot");
         const QString root = QString::fromLocal8Bit(qgetenv("ZQ_TEST_ROOT"));
-        QTest::newRow("data home")
-            << (root + "/alt").toLocal8Bit() << QStringLiteral("/alt/Vesko/InputMethod");
+        QTest::newRow("data home") << (root + "/alt").toLocal8Bit() << "/alt/Vesko/InputMethod";
         QTest::newRow("trailing separator")
-            << (root + "/alt2/").toLocal8Bit() << QStringLiteral("/alt2/Vesko/InputMethod");
+            << (root + "/alt2/").toLocal8Bit() << "/alt2/Vesko/InputMethod";
         // Without a usable per-user data folder, the home's own one is used.
-        QTest::newRow("unset") << QByteArray()
-                               << QStringLiteral("/home/.local/share/Vesko/InputMethod");
+        QTest::newRow("unset") << QByteArray() << "/home/.local/share/Vesko/InputMethod";
         QTest::newRow("relative is ignored")
-            << QByteArray("relative/dir") << QStringLiteral("/home/.local/share/Vesko/InputMethod");
+            << QByteArray("relative/dir") << "/home/.local/share/Vesko/InputMethod";
     }
 
     void applicationSupportChoices() {
@@ -90,8 +88,7 @@ private slots:
         QVERIFY(QFileInfo(expected).isDir());
         QCOMPARE(GetUserImPath(), expected + u'/');
         // The input method's home form follows the same choice.
-        QCOMPARE(zq::utility::expandProductPath(
-                     QStringLiteral("~/Library/Application Support/Vesko/InputMethod")),
+        QCOMPARE(zq::utility::expandProductPath("~/Library/Application Support/Vesko/InputMethod"),
                  expected);
     }
 
@@ -104,8 +101,8 @@ private slots:
         QCOMPARE(ZQGetUserLibAppSupportFolder(), folder);
         QCOMPARE(GetUserImPath(), path);
         QCOMPARE(GetAddressBookFilePath(), book);
-        QCOMPARE(zq::utility::processCacheFillCount(QStringLiteral("IMUserFolder")), 1);
-        QCOMPARE(zq::utility::processCacheFillCount(QStringLiteral("IMUserPath")), 1);
+        QCOMPARE(zq::utility::processCacheFillCount("IMUserFolder"), 1);
+        QCOMPARE(zq::utility::processCacheFillCount("IMUserPath"), 1);
     }
 
     void everyCallWritesItsPathEntry() {
@@ -134,14 +131,14 @@ private slots:
         QCOMPARE(zq::utility::pluginFolder(), support + "/Vesko/Plugins");
         QCOMPARE(zq::utility::accountFolderRoot(), support + "/Vesko/InputMethod/VeskoPY.users");
         QCOMPARE(zq::utility::analyticsFolder(), support + "/Vesko/InputMethod/Tessel/");
-        QCOMPARE(zq::utility::tempLogFolder(), QString::fromLocal8Bit(qgetenv("TMPDIR")) +
-                                                   QStringLiteral("/com.vesko.inputmethod"));
+        QCOMPARE(zq::utility::tempLogFolder(),
+                 QString::fromLocal8Bit(qgetenv("TMPDIR")) + "/com.vesko.inputmethod");
         QCOMPARE(zq::utility::sharedDataFolder(),
                  QString::fromLocal8Bit(qgetenv("VESKO_SHARED_DATA")));
-        QCOMPARE(zq::utility::expandTilde(QStringLiteral("~/a")), _home + "/a");
-        QCOMPARE(zq::utility::expandTilde(QStringLiteral("~")), _home);
-        QCOMPARE(zq::utility::expandTilde(QStringLiteral("~other/a")), QStringLiteral("~other/a"));
-        QCOMPARE(zq::utility::expandTilde(QStringLiteral("/x/~/a")), QStringLiteral("/x/~/a"));
+        QCOMPARE(zq::utility::expandTilde("~/a"), _home + "/a");
+        QCOMPARE(zq::utility::expandTilde("~"), _home);
+        QCOMPARE(zq::utility::expandTilde("~other/a"), "~other/a");
+        QCOMPARE(zq::utility::expandTilde("/x/~/a"), "/x/~/a");
     }
 
     void pluginPaths_data() {
@@ -149,17 +146,16 @@ private slots:
         QTest::addColumn<QString>("pluginCopy");  // relative to the plugin folder; "" none
         QTest::addColumn<bool>("newSystem");
         QTest::addColumn<QString>("expected");  // "=" for the input unchanged
-        const QString design =
-            QStringLiteral("/Library/Input Methods/VeskoInput.app/Contents/ZQSkinManager.app");
+        const QString design = "/Library/Input Methods/VeskoInput.app/Contents/ZQSkinManager.app";
         const QString installed =
             platform::Locations::installRoot() + "/Contents/ZQSkinManager.app";
-        const QString plugin = QString::fromLocal8Bit(qgetenv("XDG_DATA_HOME")) +
-                               QStringLiteral("/Vesko/Plugins/ZQSkinManager.app");
+        const QString plugin =
+            QString::fromLocal8Bit(qgetenv("XDG_DATA_HOME")) + "/Vesko/Plugins/ZQSkinManager.app";
         const auto row = [](const char* name, const QString& input, const QString& pluginCopy,
                             bool newSystem, const QString& expected) {
             QTest::newRow(name) << input << pluginCopy << newSystem << expected;
         };
-        const QString skin = QStringLiteral("ZQSkinManager.app");
+        const QString skin = "ZQSkinManager.app";
         row("plugin copy exists", design, skin, true, plugin);
         row("no plugin copy", design, "", true, "=");
         row("older system", design, skin, false, "=");
@@ -178,8 +174,7 @@ private slots:
         QFETCH(QString, pluginCopy);
         QFETCH(bool, newSystem);
         QFETCH(QString, expected);
-        QTemporaryDir data(QString::fromLocal8Bit(qgetenv("ZQ_TEST_ROOT")) +
-                           QStringLiteral("/pluginXXXXXX"));
+        QTemporaryDir data(QString::fromLocal8Bit(qgetenv("ZQ_TEST_ROOT")) + "/pluginXXXXXX");
         QVERIFY(data.isValid());
         // Not the expected path of the data table: point the data home here.
         qputenv("XDG_DATA_HOME", QFile::encodeName(data.path()));
