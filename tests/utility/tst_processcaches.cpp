@@ -48,7 +48,7 @@ private slots:
         QCOMPARE(fills.load(), 1);
         QCOMPARE(cache.fillCount(), 1);
         for (const QString& value : seen) {
-            QCOMPARE(value, QStringLiteral("value 0"));
+            QCOMPARE(value, "value 0");
         }
     }
 
