@@ -14,12 +14,12 @@ namespace {
 
 QString orderName(std::strong_ordering order) {
     if (order == std::strong_ordering::less) {
-        return QStringLiteral("lower");
+        return "lower";
     }
     if (order == std::strong_ordering::greater) {
-        return QStringLiteral("higher");
+        return "higher";
     }
-    return QStringLiteral("equal");
+    return "equal";
 }
 
 }  // namespace
@@ -34,7 +34,7 @@ private:
 
     bool writeSystemVersion(const QVariantMap& values) {
         return platform::Plist::writeFile(
-            systemFile(QStringLiteral("/System/Library/CoreServices/SystemVersion.plist")), values);
+            systemFile("/System/Library/CoreServices/SystemVersion.plist"), values);
     }
 
     bool writeProcessInfoTool(const QByteArray& script) {
@@ -50,7 +50,7 @@ private slots:
 
     void init() {
         _system = std::make_unique<QTemporaryDir>(QString::fromLocal8Bit(qgetenv("ZQ_TEST_ROOT")) +
-                                                  QStringLiteral("/systemXXXXXX"));
+                                                  "/systemXXXXXX");
         QVERIFY(_system->isValid());
         qputenv("VESKO_SYSTEM_ROOT", QFile::encodeName(_system->path()));
         QFile::remove(infoPlistFixturePath());
@@ -82,8 +82,8 @@ private slots:
         QFETCH(QString, order);
         QCOMPARE(orderName(zq::utility::compareVersions(a, b)), order);
         // The mirror comparison gives the opposite outcome.
-        const QString mirrored = order == u"lower"    ? QStringLiteral("higher")
-                                 : order == u"higher" ? QStringLiteral("lower")
+        const QString mirrored = order == u"lower"    ? "higher"
+                                 : order == u"higher" ? "lower"
                                                       : order;
         QCOMPARE(orderName(zq::utility::compareVersions(b, a)), mirrored);
     }
@@ -115,12 +115,10 @@ private slots:
         const bool answer = atLeast ? isCurrentSystemVersionLargerThanOrEqualTo(version)
                                     : isCurrentSystemVersionLowerThanOrEqualTo(version);
         QCOMPARE(answer, result);
-        const QString function = atLeast
-                                     ? QStringLiteral("isCurrentSystemVersionLargerThanOrEqualTo")
-                                     : QStringLiteral("isCurrentSystemVersionLowerThanOrEqualTo");
+        const QString function = atLeast ? "isCurrentSystemVersionLargerThanOrEqualTo"
+                                         : "isCurrentSystemVersionLowerThanOrEqualTo";
         QCOMPARE(runLogSince(mark),
-                 QStringList{function + (result ? QStringLiteral(" # : return yes")
-                                                : QStringLiteral(" # : return no"))});
+                 QStringList{function + (result ? " # : return yes" : " # : return no")});
     }
 
     void systemVersionSources_data() {
@@ -160,14 +158,13 @@ private slots:
         QFETCH(QString, product);
         QFETCH(QString, platform);
         if (!plist.isNull()) {
-            QVERIFY(writeBytes(
-                systemFile(QStringLiteral("/System/Library/CoreServices/SystemVersion.plist")),
-                plist));
+            QVERIFY(
+                writeBytes(systemFile("/System/Library/CoreServices/SystemVersion.plist"), plist));
         }
         if (!osRelease.isNull()) {
-            QVERIFY(writeBytes(systemFile(osReleaseInUsrLib ? QStringLiteral("/usr/lib/os-release")
-                                                            : QStringLiteral("/etc/os-release")),
-                               osRelease));
+            QVERIFY(writeBytes(
+                systemFile(osReleaseInUsrLib ? "/usr/lib/os-release" : "/etc/os-release"),
+                osRelease));
         }
         QCOMPARE(GetSystemVersion().value_or(QString()), product);
         QCOMPARE(GetSystemVersion().has_value(), !product.isEmpty());
@@ -175,7 +172,7 @@ private slots:
         QCOMPARE(GetPlatformVersion().value_or(QString()), platform);
         QCOMPARE(runLogSince(mark),
                  QStringList{QStringLiteral("GetPlatformVersion # : fullVersion = %1")
-                                 .arg(platform.isEmpty() ? QStringLiteral("(null)") : platform)});
+                                 .arg(platform.isEmpty() ? "(null)" : platform)});
     }
 
     void systemVersionIsCachedPlatformVersionIsNot() {
@@ -217,8 +214,7 @@ private slots:
         QFETCH(QString, key);
         QFETCH(QString, value);
         const QVariantMap values = zq::utility::parseOsRelease(content);
-        QCOMPARE(values.contains(key) ? values.value(key).toString() : QStringLiteral("<absent>"),
-                 value);
+        QCOMPARE(values.contains(key) ? values.value(key).toString() : "<absent>", value);
     }
 
     void needUpdate_data() {
@@ -249,7 +245,7 @@ private slots:
         QCOMPARE(VeskoInputNeedUpdate(remote), result);
         const QStringList entries = runLogSince(mark);
         QVERIFY(!entries.isEmpty());
-        QCOMPARE(entries.last(), QStringLiteral("VeskoInputNeedUpdate # : ") + entry);
+        QCOMPARE(entries.last(), "VeskoInputNeedUpdate # : " + entry);
     }
 
     void infoDictionaryCaching() {
@@ -297,8 +293,8 @@ private slots:
         QVERIFY(!GetCurrentInputMethodVersion());
         QVERIFY(!ZQInputMethodIsPreviewTestVersion());
         QVERIFY(!ZQInputMethodIsInternalTestVersion());
-        QCOMPARE(GetQuDao(), QStringLiteral("0000"));
-        QVERIFY(!VeskoInputNeedUpdate(QStringLiteral("99")));
+        QCOMPARE(GetQuDao(), "0000");
+        QVERIFY(!VeskoInputNeedUpdate("99"));
     }
 
     void testVersionFlags_data() {
@@ -308,9 +304,9 @@ private slots:
         QTest::newRow("true") << QVariant(true) << true;
         QTest::newRow("one") << QVariant(qint64(1)) << true;
         QTest::newRow("zero") << QVariant(qint64(0)) << false;
-        QTest::newRow("YES") << QVariant(QStringLiteral("YES")) << true;
-        QTest::newRow("zeros then digit") << QVariant(QStringLiteral(" 007")) << true;
-        QTest::newRow("zero text") << QVariant(QStringLiteral("0")) << false;
+        QTest::newRow("YES") << QVariant("YES") << true;
+        QTest::newRow("zeros then digit") << QVariant(" 007") << true;
+        QTest::newRow("zero text") << QVariant("0") << false;
         QTest::newRow("dictionary") << QVariant(QVariantMap{{"a", true}}) << false;
     }
 
@@ -319,8 +315,8 @@ private slots:
         QFETCH(bool, flag);
         QVariantMap info{{"CFBundleFullVersion", "1.0"}};
         if (value.isValid()) {
-            info.insert(QStringLiteral("ZQVersionForPreviewTest"), value);
-            info.insert(QStringLiteral("ZQVersionForInternalTest"), value);
+            info.insert("ZQVersionForPreviewTest", value);
+            info.insert("ZQVersionForInternalTest", value);
         }
         QVERIFY(writeInfoPlist(info));
         const qsizetype mark = runLogMark();
@@ -372,16 +368,14 @@ private slots:
         QFETCH(QByteArray, deviceTree);
         QFETCH(QString, model);
         if (!productName.isNull()) {
-            QVERIFY(writeBytes(systemFile(QStringLiteral("/sys/class/dmi/id/product_name")),
-                               productName));
+            QVERIFY(writeBytes(systemFile("/sys/class/dmi/id/product_name"), productName));
         }
         if (!deviceTree.isNull()) {
-            QVERIFY(writeBytes(systemFile(QStringLiteral("/proc/device-tree/model")), deviceTree));
+            QVERIFY(writeBytes(systemFile("/proc/device-tree/model"), deviceTree));
         }
         QCOMPARE(GetHardwareModel(), model);
         // Kept either way, "Unknown" included.
-        QVERIFY(
-            writeBytes(systemFile(QStringLiteral("/sys/class/dmi/id/product_name")), "Changed\n"));
+        QVERIFY(writeBytes(systemFile("/sys/class/dmi/id/product_name"), "Changed\n"));
         QCOMPARE(GetHardwareModel(), model);
     }
 
@@ -392,9 +386,9 @@ private slots:
         QVERIFY(machine != u"Unknown");
         QCOMPARE(runLogSince(mark), QStringList{"GetHardwareArchitecture # : arch = " + machine});
         QCOMPARE(GetHardwareArchitecture(), machine);
-        QCOMPARE(zq::utility::processCacheFillCount(QStringLiteral("HardwareMachine")), 1);
+        QCOMPARE(zq::utility::processCacheFillCount("HardwareMachine"), 1);
         QVERIFY(!GetCpuArchitecture().isEmpty());
-        QCOMPARE(zq::utility::processCacheFillCount(QStringLiteral("CpuArchitecture")), 1);
+        QCOMPARE(zq::utility::processCacheFillCount("CpuArchitecture"), 1);
     }
 
     void cpuRamStatesText_data() {
@@ -420,7 +414,7 @@ private slots:
         QVERIFY(writeProcessInfoTool(
             "echo 'out=1&out=2'\n[ \"$1\" = g ] && [ $# -eq 1 ] && echo 'cpu=12&mem=34' >&2"));
         mark = runLogMark();
-        QCOMPARE(GetCpuRamStates(), QStringLiteral("&mem=34\n"));
+        QCOMPARE(GetCpuRamStates(), "&mem=34\n");
         QCOMPARE(runLogSince(mark), QStringList{"GetCpuRamStates # : cpuState = &mem=34\n"});
 
         QVERIFY(writeProcessInfoTool("exit 3"));
@@ -452,10 +446,10 @@ private slots:
     void fileSize() {
         QVERIFY(writeBytes(QString::fromLocal8Bit(qgetenv("HOME")) + "/five.bin", "12345"));
         qsizetype mark = runLogMark();
-        QCOMPARE(GetFileSize(QStringLiteral("~/five.bin")), std::optional<qint64>(5));
+        QCOMPARE(GetFileSize("~/five.bin"), std::optional<qint64>(5));
         QCOMPARE(runLogSince(mark), QStringList{"GetFileSize # : size = 5"});
         mark = runLogMark();
-        QVERIFY(!GetFileSize(QStringLiteral("~/missing.bin")));
+        QVERIFY(!GetFileSize("~/missing.bin"));
         QCOMPARE(runLogSince(mark), QStringList{"GetFileSize # : size = nil"});
     }
 
