@@ -33,18 +33,16 @@ private:
     std::unique_ptr<QTemporaryDir> _root;
 
     QString path(const QString& relative) const { return _root->path() + relative; }
-    QString configPath() const {
-        return path(QStringLiteral("/data/Vesko/InputMethod/VeskoPY/logConfig.plist"));
-    }
+    QString configPath() const { return path("/data/Vesko/InputMethod/VeskoPY/logConfig.plist"); }
 
     Run run(const QStringList& args) {
         QProcess process;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("HOME"), path(QStringLiteral("/home")));
-        env.insert(QStringLiteral("XDG_DATA_HOME"), path(QStringLiteral("/data")));
-        env.insert(QStringLiteral("TMPDIR"), path(QStringLiteral("/tmp")));
-        env.insert(QStringLiteral("VESKO_INSTALL_ROOT"), path(QStringLiteral("/install")));
-        env.insert(QStringLiteral("VESKO_SYSTEM_ROOT"), path(QStringLiteral("/system")));
+        env.insert("HOME", path("/home"));
+        env.insert("XDG_DATA_HOME", path("/data"));
+        env.insert("TMPDIR", path("/tmp"));
+        env.insert("VESKO_INSTALL_ROOT", path("/install"));
+        env.insert("VESKO_SYSTEM_ROOT", path("/system"));
         process.setProcessEnvironment(env);
         process.start(QStringLiteral(ZQ_VESKO_TOOL), args);
         Run result;
@@ -70,8 +68,8 @@ private slots:
     void init() {
         _root = std::make_unique<QTemporaryDir>();
         QVERIFY(_root->isValid());
-        QVERIFY(QDir().mkpath(path(QStringLiteral("/tmp"))));
-        QVERIFY(QDir().mkpath(path(QStringLiteral("/system"))));
+        QVERIFY(QDir().mkpath(path("/tmp")));
+        QVERIFY(QDir().mkpath(path("/system")));
     }
 
     // One row each way: the library's answers as a JSON object, absent ones as null.
@@ -80,19 +78,18 @@ private slots:
         QCOMPARE(info.size(), 9);
         QVERIFY(info.contains("GetInputMethodVersion"));
         QVERIFY(info.value("GetInputMethodVersion").isNull());
-        QCOMPARE(info.value("GetQuDao").toString(), QStringLiteral("0000"));
+        QCOMPARE(info.value("GetQuDao").toString(), "0000");
         // Nothing is written by a query.
-        QVERIFY(!QFileInfo::exists(path(QStringLiteral("/data/Vesko/InputMethod/VeskoPY"))));
+        QVERIFY(!QFileInfo::exists(path("/data/Vesko/InputMethod/VeskoPY")));
 
         QVERIFY(platform::Plist::writeFile(
-            path(QStringLiteral("/install/Contents/Info.plist")),
+            path("/install/Contents/Info.plist"),
             QVariantMap{{"CFBundleFullVersion", "6.9.2"}, {"ZQQuDao", "1234"}}));
-        QVERIFY(writeBytes(path(QStringLiteral("/system/sys/class/dmi/id/product_name")),
-                           "Precision 5570\n"));
+        QVERIFY(writeBytes(path("/system/sys/class/dmi/id/product_name"), "Precision 5570\n"));
         info = answer({"system-info"});
-        QCOMPARE(info.value("GetQuDao").toString(), QStringLiteral("1234"));
-        QCOMPARE(info.value("GetInputMethodVersion").toString(), QStringLiteral("6.9.2"));
-        QCOMPARE(info.value("GetHardwareModel").toString(), QStringLiteral("Precision 5570"));
+        QCOMPARE(info.value("GetQuDao").toString(), "1234");
+        QCOMPARE(info.value("GetInputMethodVersion").toString(), "6.9.2");
+        QCOMPARE(info.value("GetHardwareModel").toString(), "Precision 5570");
     }
 
     void logConfigurationRoundTrip() {
@@ -118,15 +115,14 @@ private slots:
     void recordedEntriesReachTheToolsOwnLog() {
         QCOMPARE(run({"log", "enable", "29"}).status, 0);
         QCOMPARE(run({"system-info"}).status, 0);
-        const auto lines = platform::Plist::readArray(
-            path(QStringLiteral("/tmp/com.vesko.inputmethod/macime_vesko-tool.log")));
+        const auto lines =
+            platform::Plist::readArray(path("/tmp/com.vesko.inputmethod/macime_vesko-tool.log"));
         QVERIFY(lines);
         QStringList texts;
         for (const QVariant& line : *lines) {
             texts.append(line.toString());
         }
-        QVERIFY2(texts.join(u'\n').contains(QStringLiteral(" : GetUUIDSource ")),
-                 qPrintable(texts.join(u'\n')));
+        QVERIFY2(texts.join(u'\n').contains(" : GetUUIDSource "), qPrintable(texts.join(u'\n')));
     }
 
     void brokenConfigurationIsReportedAndKept() {
@@ -165,7 +161,7 @@ private slots:
         if (kind == QLatin1String("fifo")) {
             QCOMPARE(::mkfifo(QFile::encodeName(configPath()).constData(), 0600), 0);
         } else {
-            QVERIFY(QFile::link(QStringLiteral("/dev/zero"), configPath()));
+            QVERIFY(QFile::link("/dev/zero", configPath()));
         }
         const Run result = run(command);
         QVERIFY2(result.status == 0 || result.status == 1,
