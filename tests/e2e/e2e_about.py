@@ -166,12 +166,15 @@ def main():
     debug = at.window(DEBUG)
     at.no_window(ABOUT)
     check(app.poll() is None, "the process ended between the two windows")
-    at.press(debug, "关闭", "radio button")
-    at.press(debug, "开启", "radio button")
+    # Exactly one of the two switches is on, the one pressed last.
+    checked = lambda: [name for name in ("开启", "关闭")
+                       if "checked" in at.states(at.find(debug, name, "radio button"))]
+    for name in ("关闭", "开启"):
+        at.press(debug, name, "radio button")
+        at.poll("only %s checked" % name, lambda: checked() == [name])
     statuses = lambda: [e["payload"].get("debugmodestatus") for e in lines(journal)
                         if e["name"] == "kVeskoNotifyStartDebugModeByHand"]
     at.poll("the debug-mode messages", lambda: statuses() == ["1", "0", "1"])
-    check("checked" in at.states(at.find(debug, "开启", "radio button")), "开启 is not checked")
     stop(app)
     stop(service)
 
