@@ -65,15 +65,15 @@ public:
     explicit DetailLabel(QWidget* parent) : QWidget(parent) {
         setObjectName(QStringLiteral("detailLabel"));
         setAttribute(Qt::WA_TransparentForMouseEvents);
-        document_.setDocumentMargin(0);
+        _document.setDocumentMargin(0);
     }
 
     void setText(const QString& text, const QFont& font, const QColor& color, qreal lineHeight) {
-        text_ = text;
-        document_.clear();
-        document_.setDefaultFont(font);
-        document_.setPlainText(text);
-        QTextCursor cursor(&document_);
+        _text = text;
+        _document.clear();
+        _document.setDefaultFont(font);
+        _document.setPlainText(text);
+        QTextCursor cursor(&_document);
         cursor.select(QTextCursor::Document);
         QTextBlockFormat block;
         block.setAlignment(Qt::AlignJustify);
@@ -83,23 +83,23 @@ public:
         chars.setForeground(color);
         chars.setFont(font);
         cursor.mergeCharFormat(chars);
-        document_.setTextWidth(width());
+        _document.setTextWidth(width());
         update();
     }
-    QString text() const { return text_; }
+    QString text() const { return _text; }
 
 protected:
-    void resizeEvent(QResizeEvent*) override { document_.setTextWidth(width()); }
+    void resizeEvent(QResizeEvent*) override { _document.setTextWidth(width()); }
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
         painter.setRenderHint(QPainter::TextAntialiasing);
         painter.setClipRect(rect());
-        document_.drawContents(&painter, QRectF(rect()));
+        _document.drawContents(&painter, QRectF(rect()));
     }
 
 private:
-    QTextDocument document_;
-    QString text_;
+    QTextDocument _document;
+    QString _text;
 };
 
 QPointer<ZQAlertWindow> gSharedAlert;
@@ -137,6 +137,7 @@ ZQAlertWindow::ZQAlertWindow() : QWidget(nullptr) {
     zq::controls::placeAt(_contentView, 65, 35, 260, 182);
 
     _titleLabel = new QLabel(_contentView);
+    _titleLabel->setTextFormat(Qt::PlainText);
     _titleLabel->setObjectName(QStringLiteral("titleLabel"));
     _titleLabel->setFont(zq::controls::namedFontOr(QStringLiteral("PingFangSC-Medium"), 14,
                                                    zq::controls::boldSystemFont(14)));

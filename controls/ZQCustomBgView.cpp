@@ -31,20 +31,20 @@ protected:
 // Keeps the backdrop over the whole background view.
 class BackdropFollower : public QObject {
 public:
-    BackdropFollower(QWidget* backdrop, QWidget* owner) : QObject(backdrop), backdrop_(backdrop) {
+    BackdropFollower(QWidget* backdrop, QWidget* owner) : QObject(backdrop), _backdrop(backdrop) {
         owner->installEventFilter(this);
     }
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override {
         if (event->type() == QEvent::Resize) {
-            backdrop_->setGeometry(static_cast<QWidget*>(watched)->rect());
+            _backdrop->setGeometry(static_cast<QWidget*>(watched)->rect());
         }
         return false;
     }
 
 private:
-    QWidget* backdrop_;
+    QWidget* _backdrop;
 };
 
 }  // namespace

@@ -111,16 +111,16 @@ QImage ownSizeRaster(const ZQImage::Data& data, qreal ratio) {
 
 class ImageIconEngine : public QIconEngine {
 public:
-    explicit ImageIconEngine(ZQImage image) : image_(std::move(image)) {}
+    explicit ImageIconEngine(ZQImage image) : _image(std::move(image)) {}
 
     void paint(QPainter* painter, const QRect& rect, QIcon::Mode mode, QIcon::State) override {
-        image_.draw(painter, QRectF(rect), mode == QIcon::Disabled ? 0.4 : 1.0);
+        _image.draw(painter, QRectF(rect), mode == QIcon::Disabled ? 0.4 : 1.0);
     }
     QPixmap pixmap(const QSize& size, QIcon::Mode mode, QIcon::State state) override {
         return scaledPixmap(size, mode, state, 1.0);
     }
     QPixmap scaledPixmap(const QSize& size, QIcon::Mode mode, QIcon::State, qreal scale) override {
-        QImage image = image_.toImage(scale, QSizeF(size));
+        QImage image = _image.toImage(scale, QSizeF(size));
         if (mode == QIcon::Disabled) {
             QImage faded(image.size(), QImage::Format_ARGB32_Premultiplied);
             faded.fill(Qt::transparent);
@@ -134,17 +134,17 @@ public:
         return QPixmap::fromImage(image);
     }
     QSize actualSize(const QSize& size, QIcon::Mode, QIcon::State) override {
-        const QSizeF own = image_.size();
+        const QSizeF own = _image.size();
         return own.scaled(QSizeF(size), Qt::KeepAspectRatio).toSize();
     }
-    QIconEngine* clone() const override { return new ImageIconEngine(image_); }
+    QIconEngine* clone() const override { return new ImageIconEngine(_image); }
     QString key() const override { return QStringLiteral("ZQImage"); }
     QList<QSize> availableSizes(QIcon::Mode, QIcon::State) override {
-        return {image_.size().toSize()};
+        return {_image.size().toSize()};
     }
 
 private:
-    ZQImage image_;
+    ZQImage _image;
 };
 
 }  // namespace
@@ -166,7 +166,7 @@ ZQImage ZQImage::named(const QString& name) {
     auto it = cache.constFind(base);
     if (it != cache.constEnd()) {
         ZQImage image;
-        image.d_ = *it;
+        image._d = *it;
         return image;
     }
     std::shared_ptr<Data> data = loadData(QStringLiteral(":/images/") + base, base);
@@ -176,14 +176,14 @@ ZQImage ZQImage::named(const QString& name) {
     }
     cache.insert(base, data);
     ZQImage image;
-    image.d_ = data;
+    image._d = data;
     return image;
 }
 
 ZQImage ZQImage::fromFile(const QString& path) {
     ZQImage image;
-    image.d_ = loadData(path, QString());
-    if (!image.d_) {
+    image._d = loadData(path, QString());
+    if (!image._d) {
         qCWarning(lcControls) << "cannot read an image from" << path;
     }
     return image;
@@ -197,44 +197,44 @@ ZQImage ZQImage::fromImage(const QImage& source) {
     data->raster = source.convertToFormat(QImage::Format_ARGB32_Premultiplied);
     data->size = QSizeF(source.size()) / source.devicePixelRatio();
     ZQImage image;
-    image.d_ = data;
+    image._d = data;
     return image;
 }
 
 QString ZQImage::name() const {
-    return d_ ? d_->name : QString();
+    return _d ? _d->name : QString();
 }
 
 QSizeF ZQImage::size() const {
-    return d_ ? d_->size : QSizeF();
+    return _d ? _d->size : QSizeF();
 }
 
 bool ZQImage::isVector() const {
-    return d_ && d_->svg;
+    return _d && _d->svg;
 }
 
 void ZQImage::draw(QPainter* painter, const QRectF& target, qreal opacity) const {
-    if (!d_ || !painter || target.isEmpty()) {
+    if (!_d || !painter || target.isEmpty()) {
         return;
     }
     painter->save();
     painter->setOpacity(painter->opacity() * opacity);
     painter->setRenderHint(QPainter::Antialiasing);
     painter->setRenderHint(QPainter::SmoothPixmapTransform);
-    if (d_->svg) {
-        d_->svg->render(painter, target);
+    if (_d->svg) {
+        _d->svg->render(painter, target);
     } else {
-        painter->drawImage(target, d_->raster);
+        painter->drawImage(target, _d->raster);
     }
     painter->restore();
 }
 
 void ZQImage::draw(QPainter* painter, const QRectF& target, const QRectF& source) const {
-    if (!d_ || !painter || target.isEmpty() || source.isEmpty()) {
+    if (!_d || !painter || target.isEmpty() || source.isEmpty()) {
         return;
     }
     const qreal ratio = ratioOf(painter);
-    const QImage raster = ownSizeRaster(*d_, ratio);
+    const QImage raster = ownSizeRaster(*_d, ratio);
     const qreal sourceRatio = raster.devicePixelRatio();
     const QRectF sourcePixels(source.x() * sourceRatio, source.y() * sourceRatio,
                               source.width() * sourceRatio, source.height() * sourceRatio);
@@ -249,16 +249,16 @@ void ZQImage::drawAt(QPainter* painter, const QPointF& topLeft) const {
 }
 
 QImage ZQImage::toImage(qreal devicePixelRatio, QSizeF size) const {
-    if (!d_) {
+    if (!_d) {
         return {};
     }
     if (devicePixelRatio <= 0) {
         devicePixelRatio = 1.0;
     }
     if (size.isEmpty()) {
-        return ownSizeRaster(*d_, devicePixelRatio);
+        return ownSizeRaster(*_d, devicePixelRatio);
     }
-    return render(*d_, size, devicePixelRatio);
+    return render(*_d, size, devicePixelRatio);
 }
 
 QPixmap ZQImage::toPixmap(qreal devicePixelRatio, QSizeF size) const {
@@ -266,7 +266,7 @@ QPixmap ZQImage::toPixmap(qreal devicePixelRatio, QSizeF size) const {
 }
 
 QIcon ZQImage::toIcon() const {
-    if (!d_) {
+    if (!_d) {
         return {};
     }
     return QIcon(new ImageIconEngine(*this));

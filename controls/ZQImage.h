@@ -29,7 +29,7 @@ public:
     // A raster picture; its device pixel ratio gives its size in points.
     static ZQImage fromImage(const QImage& image);
 
-    bool isNull() const { return !d_; }
+    bool isNull() const { return !_d; }
     explicit operator bool() const { return !isNull(); }
     // The compiled-in name, or empty.
     QString name() const;
@@ -53,13 +53,13 @@ public:
     QIcon toIcon() const;
 
     // Same source (same resource or same shared picture).
-    bool operator==(const ZQImage& other) const { return d_ == other.d_; }
-    bool operator!=(const ZQImage& other) const { return d_ != other.d_; }
+    bool operator==(const ZQImage& other) const { return _d == other._d; }
+    bool operator!=(const ZQImage& other) const { return _d != other._d; }
 
     struct Data;
 
 private:
-    std::shared_ptr<const Data> d_;
+    std::shared_ptr<const Data> _d;
 };
 
 Q_DECLARE_METATYPE(ZQImage)

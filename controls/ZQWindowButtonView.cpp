@@ -17,7 +17,7 @@ class WindowButton : public QAbstractButton {
 public:
     enum Kind { Close, Minimise };
 
-    WindowButton(Kind kind, ZQWindowButtonView* strip) : QAbstractButton(strip), kind_(kind) {
+    WindowButton(Kind kind, ZQWindowButtonView* strip) : QAbstractButton(strip), _kind(kind) {
         setFocusPolicy(Qt::NoFocus);
         setObjectName(kind == Close ? QStringLiteral("closeButton") : QStringLiteral("miniButton"));
         resize(ZQWindowButtonView::buttonSize());
@@ -30,9 +30,9 @@ protected:
         painter.setRenderHint(QPainter::Antialiasing);
         const qreal diameter = 12;
         const QRectF disc((width() - diameter) / 2, (height() - diameter) / 2, diameter, diameter);
-        QColor fill = kind_ == Close ? QColor(255, 95, 87) : QColor(254, 188, 46);
-        QColor rim = kind_ == Close ? QColor(226, 70, 63) : QColor(223, 160, 35);
-        QColor symbol = kind_ == Close ? QColor(77, 0, 0) : QColor(153, 87, 0);
+        QColor fill = _kind == Close ? QColor(255, 95, 87) : QColor(254, 188, 46);
+        QColor rim = _kind == Close ? QColor(226, 70, 63) : QColor(223, 160, 35);
+        QColor symbol = _kind == Close ? QColor(77, 0, 0) : QColor(153, 87, 0);
         if (isDown()) {
             fill = fill.darker(125);
         }
@@ -44,7 +44,7 @@ protected:
         }
         painter.setPen(QPen(symbol, 1.2, Qt::SolidLine, Qt::RoundCap));
         const QPointF c = disc.center();
-        if (kind_ == Close) {
+        if (_kind == Close) {
             const qreal r = 2.6;
             painter.drawLine(c + QPointF(-r, -r), c + QPointF(r, r));
             painter.drawLine(c + QPointF(-r, r), c + QPointF(r, -r));
@@ -55,7 +55,7 @@ protected:
     }
 
 private:
-    Kind kind_;
+    Kind _kind;
 };
 
 }  // namespace

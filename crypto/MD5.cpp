@@ -61,11 +61,8 @@ QString MD5Encrypt(const QString& text) {
 
 QString getMD5(const QString& path) {
     // Streamed, so any size of regular file; never a FIFO or device.
-    if (!platform::isReadableRegularFile(path, std::numeric_limits<qint64>::max())) {
-        return {};
-    }
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
+    QFile file;
+    if (!platform::openRegularFile(file, path, std::numeric_limits<qint64>::max())) {
         return {};
     }
     MdContext context(EVP_MD_CTX_new());

@@ -2,6 +2,7 @@
 #include "help/ZipArchive_p.h"
 #include "help/ZipCipher_p.h"
 #include "help/ZipPaths_p.h"
+#include "platform/FileRead.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -12,6 +13,7 @@
 #include <zlib.h>
 
 #include <functional>
+#include <limits>
 #include <optional>
 
 using zq::help::detail::kCipherHeaderSize;
@@ -247,7 +249,9 @@ bool ZipArchive::UnzipOpenFile(const QString& path) {
         unzClose(reader(_unzFile));
         _unzFile = nullptr;
     }
-    if (path.isEmpty()) {
+    // Only a regular file: a FIFO or device in its place would block the reader.
+    if (path.isEmpty() ||
+        !platform::isReadableRegularFile(path, std::numeric_limits<qint64>::max())) {
         return false;
     }
     _unzFile = unzOpen64(QFile::encodeName(path).constData());

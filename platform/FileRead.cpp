@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <limits>
 
 Q_LOGGING_CATEGORY(lcPlatform, "vesko.platform")
 
@@ -144,6 +145,45 @@ bool isReadableRegularFile(const QString& path, qint64 maxBytes, QString* error,
         return false;
     }
     ::close(fd);
+    return true;
+}
+
+bool openRegularFile(QFile& file, const QString& path, qint64 maxBytes, QString* error,
+                     ReadFailure* failure) {
+    if (failure) {
+        *failure = ReadFailure::None;
+    }
+    const int fd = openChecked(path, maxBytes, error, failure);
+    if (fd < 0) {
+        return false;
+    }
+    if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
+        return fail(path, ReadFailure::Unreadable, file.errorString(), error, failure);
+    }
+    return true;
+}
+
+bool openRegularFileForAppend(QFile& file, const QString& path, QIODevice::OpenMode mode,
+                              QString* error) {
+    const QByteArray name = QFile::encodeName(path);
+    const int fd = ::open(name.constData(),
+                          O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666);
+    if (fd < 0) {
+        return failErrno(path, errno, error, nullptr);
+    }
+    struct stat info {};
+    if (::fstat(fd, &info) != 0 ||
+        !checkKind(path, info, std::numeric_limits<qint64>::max(), error, nullptr)) {
+        ::close(fd);
+        return false;
+    }
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+    if (!file.open(fd, QIODevice::WriteOnly | QIODevice::Append | mode,
+                   QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
+        return fail(path, ReadFailure::Unreadable, file.errorString(), error, nullptr);
+    }
     return true;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QFile>
 #include <QString>
 
 #include <optional>
@@ -25,6 +26,8 @@ inline constexpr qint64 kSystemFact = 256 * 1024;
 inline constexpr qint64 kPicture = 32 * 1024 * 1024;
 // Pages and documents shown to the user (the offline change log).
 inline constexpr qint64 kDocument = 4 * 1024 * 1024;
+// Files named on a diagnostic tool's command line (codec and request inputs).
+inline constexpr qint64 kToolInput = 256 * 1024 * 1024;
 }  // namespace ReadLimit
 
 enum class ReadFailure {
@@ -46,5 +49,19 @@ std::optional<QByteArray> readFile(const QString& path, qint64 maxBytes, QString
 // itself (QSettings, SQLite).
 bool isReadableRegularFile(const QString& path, qint64 maxBytes, QString* error = nullptr,
                            ReadFailure* failure = nullptr);
+
+// Opens `file` on `path` for reading in pieces, under the same checks as
+// readFile() and on the very descriptor that was checked: for readers that
+// stream a file of any size (digests). `file` must not be open.
+bool openRegularFile(QFile& file, const QString& path, qint64 maxBytes, QString* error = nullptr,
+                     ReadFailure* failure = nullptr);
+
+// Opens `file` on `path` for appending, creating it when it is missing, only
+// when it is a regular file: a FIFO or device in its place is refused at once
+// instead of blocking the writer. `mode` adds to WriteOnly | Append (for
+// example Unbuffered). `file` must not be open.
+bool openRegularFileForAppend(QFile& file, const QString& path,
+                              QIODevice::OpenMode mode = QIODevice::NotOpen,
+                              QString* error = nullptr);
 
 }  // namespace platform

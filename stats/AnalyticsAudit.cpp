@@ -93,11 +93,12 @@ bool AnalyticsAudit::recordResult(const QString& attempt, int httpStatus, const 
 
 bool AnalyticsAudit::append(const QJsonObject& line) {
     QDir().mkpath(QFileInfo(_path).absolutePath());
-    QFile file(_path);
+    QFile file;
+    QString why;
     // Unbuffered: the whole line goes to the file in one write, so lines of
     // several processes do not interleave.
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered)) {
-        qCWarning(lcStats) << "analytics audit log not writable:" << _path << file.errorString();
+    if (!platform::openRegularFileForAppend(file, _path, QIODevice::Unbuffered, &why)) {
+        qCWarning(lcStats) << "analytics audit log not writable:" << why;
         return false;
     }
     const QByteArray bytes = QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n';

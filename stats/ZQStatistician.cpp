@@ -1,5 +1,6 @@
 #include "stats/ZQStatistician.h"
 
+#include "platform/FileRead.h"
 #include "platform/Plist.h"
 #include "platform/Values.h"
 #include "stats/StatsClock.h"
@@ -303,13 +304,9 @@ int ZQStatistician::writeCount() const {
 void ZQStatistician::saveUsrSyncLog(const QString& text) {
     static QMutex saveUsrSyncLogLock;
     QMutexLocker lock(&saveUsrSyncLogLock);
-    QFile file(syncLogPath());
-    if (!file.exists() && !file.open(QIODevice::WriteOnly)) {
-        return;  // "sync.dat" cannot be created
-    }
-    file.close();
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) {
-        return;
+    QFile file;
+    if (!platform::openRegularFileForAppend(file, syncLogPath())) {
+        return;  // "sync.dat" cannot be created, or is not a file
     }
     const QString stamp =
         zq::stats::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));

@@ -87,6 +87,7 @@ QPlainTextEdit* makeField(QWidget* parent, const QString& placeholder) {
 
 QLabel* makeLabel(QWidget* parent, const QString& text, qreal size, const QColor& color) {
     auto* label = new QLabel(text, parent);
+    label->setTextFormat(Qt::PlainText);
     label->setFont(zq::controls::namedFont(QStringLiteral("PingFangSC-Regular"), size));
     QPalette palette = label->palette();
     palette.setColor(QPalette::WindowText, color);

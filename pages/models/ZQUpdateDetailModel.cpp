@@ -4,6 +4,7 @@
 #include "app/core/ZQAssistConfig.h"
 #include "pages/models/PageModelsLog.h"
 #include "platform/Configuration.h"
+#include "platform/FileRead.h"
 #include "platform/Plist.h"
 #include "platform/Values.h"
 #include "platform/Workspace.h"
@@ -49,7 +50,9 @@ QUrl ZQUpdateDetailModel::changeLogUrl() {
 
 QUrl ZQUpdateDetailModel::offlinePageUrl() {
     const QString file = zq::utility::resourcesFolder() + QStringLiteral("/pages/offline.html");
-    if (QFileInfo(file).isFile()) {
+    // The page is handed to the browser by address: only a regular file of a
+    // document's size, else the copy compiled in.
+    if (platform::isReadableRegularFile(file, platform::ReadLimit::kDocument)) {
         return QUrl::fromLocalFile(file);
     }
     return QUrl(QStringLiteral("qrc:/pages/offline.html"));

@@ -123,18 +123,20 @@ void ZQAbout::buildView(QWidget* parent) {
     placeAt(name, 0, 147, 390, 26);
 
     m_TxtCtrlAbout = new QLabel(_view);
+    m_TxtCtrlAbout->setTextFormat(Qt::PlainText);
     m_TxtCtrlAbout->setObjectName(QStringLiteral("versionLine"));
     m_TxtCtrlAbout->setAlignment(Qt::AlignCenter);
     m_TxtCtrlAbout->setFont(zq::controls::namedFont(QStringLiteral("PingFangSC-Regular"), 12));
     m_TxtCtrlAbout->setStyleSheet(QStringLiteral("color: rgb(102, 102, 102);"));
     placeAt(m_TxtCtrlAbout, 0, 127, 390, 18);
 
-    statusLabel_ = new QLabel(_view);
-    statusLabel_->setObjectName(QStringLiteral("statusLabel"));
-    statusLabel_->setAlignment(Qt::AlignCenter);
-    statusLabel_->setFont(zq::controls::namedFont(QStringLiteral("PingFangSC-Regular"), 12));
-    statusLabel_->setStyleSheet(QStringLiteral("color: rgb(229, 82, 28);"));
-    placeAt(statusLabel_, 0, 107, 390, 16);
+    _statusLabel = new QLabel(_view);
+    _statusLabel->setTextFormat(Qt::PlainText);
+    _statusLabel->setObjectName(QStringLiteral("statusLabel"));
+    _statusLabel->setAlignment(Qt::AlignCenter);
+    _statusLabel->setFont(zq::controls::namedFont(QStringLiteral("PingFangSC-Regular"), 12));
+    _statusLabel->setStyleSheet(QStringLiteral("color: rgb(229, 82, 28);"));
+    placeAt(_statusLabel, 0, 107, 390, 16);
 
     _checkUpdateBtn = new ZQCustomButton(QRectF(120, 69, 150, 32), _view);
     _checkUpdateBtn->setObjectName(QStringLiteral("checkUpdateBtn"));
@@ -193,8 +195,8 @@ void ZQAbout::awakeFromNib() {
 void ZQAbout::applyState() {
     updateCheckIndicator->setVisible(_model->spinnerVisible());
     updateCheckIndicator->setAnimating(_model->spinnerVisible() && _model->spinnerAnimating());
-    statusLabel_->setText(_model->statusText());
-    statusLabel_->setVisible(_model->statusVisible());
+    _statusLabel->setText(_model->statusText());
+    _statusLabel->setVisible(_model->statusVisible());
     _customProView->setVisible(_model->progressVisible());
 
     const QString title = _model->checkButtonTitle();

@@ -46,7 +46,7 @@ public:
     ZQCustomButton* evaluationBtn() const { return _evaluationBtn; }
     ZQCustomProgress* progressView() const { return _customProView; }
     QLabel* versionLabel() const { return m_TxtCtrlAbout; }
-    QLabel* statusLabel() const { return statusLabel_; }
+    QLabel* statusLabel() const { return _statusLabel; }
     ZQIconImageView* iconImageView() const { return _iconImageView; }
 
 signals:
@@ -65,7 +65,7 @@ private:
     std::unique_ptr<ZQDebugModeController> _modeController;
     QPointer<QLabel> m_TxtCtrlAbout;
     QPointer<ZQSpinnerView> updateCheckIndicator;
-    QPointer<QLabel> statusLabel_;
+    QPointer<QLabel> _statusLabel;
     QPointer<ZQCustomProgress> _customProView;
     QPointer<ZQCustomButton> _usrAgreementBtn, _officialBtn, _usrInfoPolicyBtn, _usrMessageBtn;
     QPointer<ZQIconImageView> _iconImageView;

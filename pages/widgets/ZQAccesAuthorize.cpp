@@ -109,6 +109,7 @@ void placeFromTop(QWidget* widget, int x, int top, int width, int height) {
 
 QLabel* makeLabel(QWidget* parent, const QFont& font, const QColor& color, const char* name) {
     auto* label = new QLabel(parent);
+    label->setTextFormat(Qt::PlainText);
     label->setObjectName(QLatin1String(name));
     label->setFont(font);
     QPalette palette = label->palette();
@@ -148,85 +149,85 @@ void ZQAccesAuthorize::buildWindow() {
     QWidget* content = _window->contentView();
     using zq::controls::namedFont;
 
-    closeBtn_ = new ZQCustomButton(content);
-    closeBtn_->setObjectName(QStringLiteral("closeBtn"));
-    closeBtn_->setBgImageForNormal(ZQImage::named(QStringLiteral("closeNormal")),
+    _closeBtn = new ZQCustomButton(content);
+    _closeBtn->setObjectName(QStringLiteral("closeBtn"));
+    _closeBtn->setBgImageForNormal(ZQImage::named(QStringLiteral("closeNormal")),
                                    ZQImage::named(QStringLiteral("closeHover")),
                                    ZQImage::named(QStringLiteral("closeActive")));
     //% "关闭"
-    closeBtn_->setAccessibleName(qtTrId("zq-auth-close"));
-    placeFromTop(closeBtn_, kWindowWidth - 30, 14, 16, 16);
-    closeBtn_->addTarget(_window, &QWidget::close);
+    _closeBtn->setAccessibleName(qtTrId("zq-auth-close"));
+    placeFromTop(_closeBtn, kWindowWidth - 30, 14, 16, 16);
+    _closeBtn->addTarget(_window, &QWidget::close);
 
-    promptText_ = makeLabel(content, namedFont(QStringLiteral("PingFangSC-Medium"), 14), kTextColor,
+    _promptText = makeLabel(content, namedFont(QStringLiteral("PingFangSC-Medium"), 14), kTextColor,
                             "promptText");
-    placeFromTop(promptText_, 40, 20, 440, 26);
+    placeFromTop(_promptText, 40, 20, 440, 26);
 
-    infoTextSG_ = makeLabel(content, namedFont(QStringLiteral("PingFangSC-Regular"), 12),
+    _infoTextSG = makeLabel(content, namedFont(QStringLiteral("PingFangSC-Regular"), 12),
                             kInfoColor, "infoTextSG");
     //% "请按下图的步骤，在系统设置中为Vesko输入法打开对应的权限，打开后即可正常使用该功能。"
-    infoTextSG_->setText(qtTrId("zq-auth-info"));
-    placeFromTop(infoTextSG_, 40, 50, 440, 34);
+    _infoTextSG->setText(qtTrId("zq-auth-info"));
+    placeFromTop(_infoTextSG, 40, 50, 440, 34);
 
-    tipImageView_ = new ZQImageView(content);
-    tipImageView_->setObjectName(QStringLiteral("tipImageView"));
+    _tipImageView = new ZQImageView(content);
+    _tipImageView->setObjectName(QStringLiteral("tipImageView"));
     //% "需要的权限"
-    tipImageView_->setAccessibleName(qtTrId("zq-auth-tip-picture"));
-    placeFromTop(tipImageView_, 40, 92, 440, 150);
-    stepImageView_ = new ZQImageView(content);
-    stepImageView_->setObjectName(QStringLiteral("stepImageView"));
+    _tipImageView->setAccessibleName(qtTrId("zq-auth-tip-picture"));
+    placeFromTop(_tipImageView, 40, 92, 440, 150);
+    _stepImageView = new ZQImageView(content);
+    _stepImageView->setObjectName(QStringLiteral("stepImageView"));
     //% "授权步骤"
-    stepImageView_->setAccessibleName(qtTrId("zq-auth-step-picture"));
-    placeFromTop(stepImageView_, 40, 250, 440, 260);
+    _stepImageView->setAccessibleName(qtTrId("zq-auth-step-picture"));
+    placeFromTop(_stepImageView, 40, 250, 440, 260);
 
-    bottomDetailTextField_ = makeLabel(content, namedFont(QStringLiteral("PingFangSC-Regular"), 12),
+    _bottomDetailTextField = makeLabel(content, namedFont(QStringLiteral("PingFangSC-Regular"), 12),
                                        kTextColor, "bottomDetailTextField");
-    placeFromTop(bottomDetailTextField_, 40, 514, 440, 20);
+    placeFromTop(_bottomDetailTextField, 40, 514, 440, 20);
 
     // The settings page to open by hand, when the desktop has none to start.
-    manualLabel_ = makeLabel(content, namedFont(QStringLiteral("PingFangSC-Regular"), 12), kOrange,
+    _manualLabel = makeLabel(content, namedFont(QStringLiteral("PingFangSC-Regular"), 12), kOrange,
                              "manualSettingsLabel");
-    manualLabel_->setWordWrap(false);
+    _manualLabel->setWordWrap(false);
     //% "请手动打开："
-    manualLabel_->setText(qtTrId("zq-auth-manual-label"));
-    placeFromTop(manualLabel_, 40, 536, 84, 24);
-    manualField_ = new QLineEdit(content);
-    manualField_->setObjectName(QStringLiteral("manualSettingsField"));
-    manualField_->setReadOnly(true);
-    manualField_->setFont(namedFont(QStringLiteral("PingFangSC-Regular"), 12));
+    _manualLabel->setText(qtTrId("zq-auth-manual-label"));
+    placeFromTop(_manualLabel, 40, 536, 84, 24);
+    _manualField = new QLineEdit(content);
+    _manualField->setObjectName(QStringLiteral("manualSettingsField"));
+    _manualField->setReadOnly(true);
+    _manualField->setFont(namedFont(QStringLiteral("PingFangSC-Regular"), 12));
     //% "系统设置页面"
-    manualField_->setAccessibleName(qtTrId("zq-auth-manual-field"));
-    manualLabel_->setBuddy(manualField_);
-    placeFromTop(manualField_, 124, 536, 292, 24);
-    copyBtn_ = new ZQCustomButton(content);
-    copyBtn_->setObjectName(QStringLiteral("copyBtn"));
-    copyBtn_->setBgColorForNormal(QColor(0xF0, 0xF1, 0xF5), QColor(0xE4, 0xE6, 0xEC),
+    _manualField->setAccessibleName(qtTrId("zq-auth-manual-field"));
+    _manualLabel->setBuddy(_manualField);
+    placeFromTop(_manualField, 124, 536, 292, 24);
+    _copyBtn = new ZQCustomButton(content);
+    _copyBtn->setObjectName(QStringLiteral("copyBtn"));
+    _copyBtn->setBgColorForNormal(QColor(0xF0, 0xF1, 0xF5), QColor(0xE4, 0xE6, 0xEC),
                                   QColor(0xD8, 0xDB, 0xE3), 4);
     //% "复制"
-    copyBtn_->setTitle(qtTrId("zq-auth-copy"), kTextColor, kTextColor, kTextColor,
+    _copyBtn->setTitle(qtTrId("zq-auth-copy"), kTextColor, kTextColor, kTextColor,
                        namedFont(QStringLiteral("PingFangSC-Regular"), 12));
-    placeFromTop(copyBtn_, 424, 536, 56, 24);
-    copyBtn_->addTarget(this, &ZQAccesAuthorize::copyManualSettings);
+    placeFromTop(_copyBtn, 424, 536, 56, 24);
+    _copyBtn->addTarget(this, &ZQAccesAuthorize::copyManualSettings);
 
-    actionBtn_ = new ZQCustomButton(content);
-    actionBtn_->setObjectName(QStringLiteral("actionBtn"));
-    actionBtn_->setBgImageForNormal(ZQImage::named(QStringLiteral("access_normal")),
+    _actionBtn = new ZQCustomButton(content);
+    _actionBtn->setObjectName(QStringLiteral("actionBtn"));
+    _actionBtn->setBgImageForNormal(ZQImage::named(QStringLiteral("access_normal")),
                                     ZQImage::named(QStringLiteral("access_hover")),
                                     ZQImage::named(QStringLiteral("access_click")),
                                     QRectF(20, 10, 160, 20));
     //% "前往授权"
-    actionBtn_->setTitle(qtTrId("zq-auth-action"), Qt::white, Qt::white, Qt::white,
+    _actionBtn->setTitle(qtTrId("zq-auth-action"), Qt::white, Qt::white, Qt::white,
                          zq::controls::systemFont(13));
-    actionBtn_->setIsHandCursor(true);
-    placeFromTop(actionBtn_, 160, 567, 200, ZQAccesAuthorizeModel::kActionButtonHeight);
-    actionBtn_->addTarget(_model, &ZQAccesAuthorizeModel::open);
+    _actionBtn->setIsHandCursor(true);
+    placeFromTop(_actionBtn, 160, 567, 200, ZQAccesAuthorizeModel::kActionButtonHeight);
+    _actionBtn->addTarget(_model, &ZQAccesAuthorizeModel::open);
 
     // Keyboard order: the action first (focused when the window opens), then the address and
     // its copy, then close; the window itself takes no focus.
     _window->setFocusPolicy(Qt::NoFocus);
-    QWidget::setTabOrder(actionBtn_, manualField_);
-    QWidget::setTabOrder(manualField_, copyBtn_);
-    QWidget::setTabOrder(copyBtn_, closeBtn_);
+    QWidget::setTabOrder(_actionBtn, _manualField);
+    QWidget::setTabOrder(_manualField, _copyBtn);
+    QWidget::setTabOrder(_copyBtn, _closeBtn);
     applyState();
 }
 
@@ -249,8 +250,8 @@ void ZQAccesAuthorize::showPage(const QString& pageName) {
     }
     _window->show();
     _window->raise();
-    if (actionBtn_->isVisible()) {
-        actionBtn_->setFocus(Qt::OtherFocusReason);
+    if (_actionBtn->isVisible()) {
+        _actionBtn->setFocus(Qt::OtherFocusReason);
     }
 }
 
@@ -259,20 +260,20 @@ void ZQAccesAuthorize::updateWindowWithAuthString(const QString& pageName) {
 }
 
 void ZQAccesAuthorize::applyState() {
-    promptText_->setText(_model->promptText());
-    infoTextSG_->setVisible(_model->infoTextVisible());
-    tipImageView_->setImageName(_model->tipImage());
-    stepImageView_->setImageName(_model->stepImage());
-    bottomDetailTextField_->setText(_model->bottomDetailText());
-    bottomDetailTextField_->setVisible(!_model->bottomDetailText().isEmpty());
+    _promptText->setText(_model->promptText());
+    _infoTextSG->setVisible(_model->infoTextVisible());
+    _tipImageView->setImageName(_model->tipImage());
+    _stepImageView->setImageName(_model->stepImage());
+    _bottomDetailTextField->setText(_model->bottomDetailText());
+    _bottomDetailTextField->setVisible(!_model->bottomDetailText().isEmpty());
     const QString manual = _model->manualSettingsText();
-    manualField_->setText(manual);
-    manualField_->setCursorPosition(0);
-    for (QWidget* widget : {static_cast<QWidget*>(manualLabel_),
-                            static_cast<QWidget*>(manualField_), static_cast<QWidget*>(copyBtn_)}) {
+    _manualField->setText(manual);
+    _manualField->setCursorPosition(0);
+    for (QWidget* widget : {static_cast<QWidget*>(_manualLabel),
+                            static_cast<QWidget*>(_manualField), static_cast<QWidget*>(_copyBtn)}) {
         widget->setVisible(!manual.isEmpty());
     }
-    actionBtn_->setVisible(_model->actionVisible());
+    _actionBtn->setVisible(_model->actionVisible());
     _window->setHeightKeepingOrigin(_model->windowHeight());
 }
 
@@ -284,7 +285,7 @@ void ZQAccesAuthorize::attachReporter() {
 
 void ZQAccesAuthorize::copyManualSettings() {
     if (QClipboard* clipboard = QGuiApplication::clipboard()) {
-        clipboard->setText(manualField_->text());
+        clipboard->setText(_manualField->text());
     }
 }
 

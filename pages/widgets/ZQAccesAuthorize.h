@@ -40,11 +40,11 @@ public:
     ZQAccesAuthorizeModel* model() const { return _model; }
 
     // The controls, for tests.
-    ZQCustomButton* actionBtn() const { return actionBtn_; }
-    ZQCustomButton* closeBtn() const { return closeBtn_; }
-    QLabel* promptText() const { return promptText_; }
-    QLineEdit* manualSettingsField() const { return manualField_; }
-    ZQCustomButton* copyBtn() const { return copyBtn_; }
+    ZQCustomButton* actionBtn() const { return _actionBtn; }
+    ZQCustomButton* closeBtn() const { return _closeBtn; }
+    QLabel* promptText() const { return _promptText; }
+    QLineEdit* manualSettingsField() const { return _manualField; }
+    ZQCustomButton* copyBtn() const { return _copyBtn; }
 
 private:
     void buildWindow();
@@ -56,14 +56,14 @@ private:
     ZQAccessibilityWindow* _window = nullptr;
     bool _placed = false;
     bool _reporterAttached = false;
-    ZQCustomButton* actionBtn_ = nullptr;
-    ZQCustomButton* closeBtn_ = nullptr;
-    ZQImageView* tipImageView_ = nullptr;
-    ZQImageView* stepImageView_ = nullptr;
-    QLabel* promptText_ = nullptr;
-    QLabel* infoTextSG_ = nullptr;
-    QLabel* bottomDetailTextField_ = nullptr;
-    QLabel* manualLabel_ = nullptr;
-    QLineEdit* manualField_ = nullptr;
-    ZQCustomButton* copyBtn_ = nullptr;
+    ZQCustomButton* _actionBtn = nullptr;
+    ZQCustomButton* _closeBtn = nullptr;
+    ZQImageView* _tipImageView = nullptr;
+    ZQImageView* _stepImageView = nullptr;
+    QLabel* _promptText = nullptr;
+    QLabel* _infoTextSG = nullptr;
+    QLabel* _bottomDetailTextField = nullptr;
+    QLabel* _manualLabel = nullptr;
+    QLineEdit* _manualField = nullptr;
+    ZQCustomButton* _copyBtn = nullptr;
 };

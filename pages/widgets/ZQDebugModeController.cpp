@@ -41,6 +41,7 @@ QFont windowFont(const QString& name, double size) {
 QLabel* makeLabel(QWidget* parent, const QString& text, const QFont& font, const QColor& color,
                   const QRectF& frame) {
     auto* label = new QLabel(text, parent);
+    label->setTextFormat(Qt::PlainText);
     label->setFont(font);
     QPalette palette = label->palette();
     palette.setColor(QPalette::WindowText, color);
@@ -171,6 +172,7 @@ void ZQDebugModeController::buildWindow() {
     _setDisableButton->setProperty("tag", ZQDebugModeModel::TagOff);
 
     _detailLabel = new DetailLabel(panel);
+    _detailLabel->setTextFormat(Qt::PlainText);
     _detailLabel->setObjectName(QStringLiteral("detailLabel"));
     _detailLabel->setFont(windowFont(QStringLiteral("PingFangSC-Light"), 12));
     zq::controls::placeAt(_detailLabel, 18, 0, 303, 116);

@@ -21,6 +21,7 @@ const QColor kOrange(255, 100, 44);
 QLabel* makeLabel(QWidget* parent, const QString& text, const QString& font, qreal size,
                   const QColor& color, Qt::Alignment alignment, const QRectF& frame) {
     auto* label = new QLabel(text, parent);
+    label->setTextFormat(Qt::PlainText);
     label->setFont(zq::controls::namedFont(font, size));
     label->setStyleSheet(QStringLiteral("color: %1;").arg(color.name()));
     label->setAlignment(alignment);

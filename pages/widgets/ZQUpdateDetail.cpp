@@ -100,12 +100,14 @@ void ZQUpdateDetail::buildWindow() {
     mWindow->setPalette(palette);
 
     _sloganString = new QLabel(mWindow);
+    _sloganString->setTextFormat(Qt::PlainText);
     _sloganString->setObjectName(QStringLiteral("sloganString"));
     _sloganString->setFont(zq::controls::namedFont(QStringLiteral("PingFangSC-Semibold"), 20));
     _sloganString->setStyleSheet(QStringLiteral("color: #333333;"));
     placeAt(_sloganString, 40, 420, 520, 32);
 
     _localVerString = new QLabel(mWindow);
+    _localVerString->setTextFormat(Qt::PlainText);
     _localVerString->setObjectName(QStringLiteral("localVerString"));
     _localVerString->setFont(zq::controls::namedFont(QStringLiteral("PingFangSC-Regular"), 13));
     _localVerString->setStyleSheet(QStringLiteral("color: #888888;"));

@@ -14,6 +14,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/stat.h>
+
 namespace {
 
 cryptotest::ProcessResult tool(const QStringList& args, const QByteArray& input = {}) {
@@ -32,10 +34,13 @@ private slots:
         QVERIFY(!ini.isEmpty());
         qputenv("VESKO_CONFIG", ini.toLocal8Bit());
         QVERIFY(!write("abc", "abc").isEmpty());
+        QCOMPARE(::mkfifo(QFile::encodeName(_dir.filePath("fifo")).constData(), 0600), 0);
+        QVERIFY(QFile::link("/dev/zero", _dir.filePath("zero")));
     }
 
     // "FILE" in the arguments names a file holding "abc"; "MISSING" one that does
-    // not exist. An expected output ending in "..." is a prefix.
+    // not exist; "FIFO" a FIFO nobody writes to and "ZERO" a link to /dev/zero,
+    // which must be refused at once. An expected output ending in "..." is a prefix.
     void commands_data() {
         QTest::addColumn<QStringList>("args");
         QTest::addColumn<QByteArray>("input");
@@ -86,6 +91,15 @@ private slots:
         row("crc32 keeps leading zeros", {"crc32"}, {}, 0, "00000000\n", {});
         row("crc32 of a file", {"crc32", "FILE"}, {}, 0, "352441c2\n", {});
         row("crc32 of a missing file", {"crc32", "MISSING"}, {}, 1, {}, "vesko-tool: cannot read");
+        row("md5 of a FIFO", {"md5", "FIFO"}, {}, 1, {}, "vesko-tool: cannot read");
+        row("crc32 of a FIFO", {"crc32", "FIFO"}, {}, 1, {}, "vesko-tool: cannot read");
+        row("crc32 of /dev/zero", {"crc32", "ZERO"}, {}, 1, {}, "vesko-tool: cannot read");
+        row("wall encrypt with a FIFO body",
+            {"wall", "encrypt", "http://127.0.0.1:8731/x", "--body-file", "FIFO"}, {}, 1, {},
+            "vesko-tool: cannot read");
+        // An argument Qt has an option of that name for is still the tool's own.
+        row("crc32 of a file named like a Qt option", {"crc32", "-qmljsdebugger=port:1"}, {}, 1, {},
+            "vesko-tool: cannot read");
         row("wall decrypt failure", {"wall", "decrypt", "--key", key, "--iv", iv},
             "bm90IGFuIGFuc3dlciBhdCBhbGwsIGp1c3QgdGV4dA==", 1, {}, "vesko-tool: Decrypt Error");
 
@@ -114,6 +128,8 @@ private slots:
         QFETCH(QByteArray, err);
         args.replaceInStrings(QStringLiteral("FILE"), _dir.filePath(QStringLiteral("abc")));
         args.replaceInStrings(QStringLiteral("MISSING"), _dir.filePath(QStringLiteral("missing")));
+        args.replaceInStrings(QStringLiteral("FIFO"), _dir.filePath(QStringLiteral("fifo")));
+        args.replaceInStrings(QStringLiteral("ZERO"), _dir.filePath(QStringLiteral("zero")));
         const auto result = tool(args, input);
         QCOMPARE(result.exitCode, exitCode);
         if (out.endsWith("...")) {

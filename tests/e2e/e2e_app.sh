@@ -174,6 +174,12 @@ gapplication action "$bus_name" ZQUpdateDetail "{'UpdateMode': <'Silent'>, 'Upda
     fail "gapplication action"
 atspi find "$title" "Vesko输入法 已经升至2.2.0" > /dev/null || fail "the action did not re-arrange the page"
 atspi find "$title" "好的" "push button" > /dev/null || fail "the silent layout has no close button"
+# Markup in a parameter is shown as text: as rich text, the picture would have
+# the window read a FIFO nobody writes to.
+mkfifo "$ZQ_TEST_ROOT/picture"
+version="<img src=\"$ZQ_TEST_ROOT/picture\">"
+gapplication action "$bus_name" ZQUpdateDetail "{'UpdateMode': <'UpdateByPkg'>, 'UpdateVersion': <'$version'>}"
+atspi find "$title" "Vesko输入法 新版本$version" > /dev/null || fail "the version was not shown as text"
 gapplication action "$bus_name" ZQUpdateDetail "{'UpdateMode': <'UpdateByPkg'>, 'UpdateVersion': <'2.1.0'>}"
 atspi find "$title" "Vesko输入法 新版本2.1.0" > /dev/null || fail "the action did not re-arrange the page back"
 [[ $(windows_titled "$title") == "$window" ]] || fail "the action opened a second window"

@@ -130,6 +130,9 @@ private slots:
                                                                    : "#" + key.toString());
             });
     }
+
+    // The reporter's sender thread and database go before the application object.
+    void cleanupTestCase() { TesselReport::shutdownSharedInstance(); }
     void init() {
         settle();
         _service.clearAnalytics();

@@ -36,16 +36,16 @@ const QColor kInk(42, 43, 44);
 // A sample's frame: a plain background the control sits on.
 class Frame : public QWidget {
 public:
-    Frame(QSize size, QColor background) : background_(background) { resize(size); }
+    Frame(QSize size, QColor background) : _background(background) { resize(size); }
 
 protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
-        painter.fillRect(rect(), background_);
+        painter.fillRect(rect(), _background);
     }
 
 private:
-    QColor background_;
+    QColor _background;
 };
 
 // Puts a control in a look as the pointer would.
@@ -318,7 +318,7 @@ QWidget* ninePart(const QString& state) {
     // The nine-part drawing of a background picture at three widths.
     class NinePart : public QWidget {
     public:
-        explicit NinePart(qreal width) : width_(width) { resize(int(width) + 20, 56); }
+        explicit NinePart(qreal width) : _width(width) { resize(int(width) + 20, 56); }
 
     protected:
         void paintEvent(QPaintEvent*) override {
@@ -326,11 +326,11 @@ QWidget* ninePart(const QString& state) {
             painter.fillRect(rect(), Qt::white);
             ZQDrawingUtils::draw9PatchImage(&painter,
                                             ZQImage::named(QStringLiteral("access_normal")),
-                                            QRectF(20, 10, 160, 20), QRectF(10, 10, width_, 36));
+                                            QRectF(20, 10, 160, 20), QRectF(10, 10, _width, 36));
         }
 
     private:
-        qreal width_;
+        qreal _width;
     };
     return new NinePart(state.toDouble());
 }
@@ -384,20 +384,20 @@ QWidget* imageSample(const QString& name) {
     label->setGeometry(8, 8, int(std::ceil(size.width())), int(std::ceil(size.height())));
     class ImageView : public QWidget {
     public:
-        ImageView(ZQImage image, QWidget* parent) : QWidget(parent), image_(std::move(image)) {}
+        ImageView(ZQImage image, QWidget* parent) : QWidget(parent), _image(std::move(image)) {}
 
     protected:
         void paintEvent(QPaintEvent*) override {
             QPainter painter(this);
-            if (image_.isNull()) {
+            if (_image.isNull()) {
                 painter.fillRect(rect(), Qt::red);  // a missing image shows up at once
                 return;
             }
-            image_.draw(&painter, QRectF(rect()));
+            _image.draw(&painter, QRectF(rect()));
         }
 
     private:
-        ZQImage image_;
+        ZQImage _image;
     };
     auto* view = new ImageView(image, frame);
     view->setGeometry(label->geometry());

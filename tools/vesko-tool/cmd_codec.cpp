@@ -4,11 +4,11 @@
 #include "crypto/Base64.h"
 #include "crypto/CRC.h"
 #include "crypto/MD5.h"
+#include "platform/FileRead.h"
 #include "tools/vesko-tool/Command.h"
 
-#include <QFile>
-
 #include <cstdio>
+#include <optional>
 
 namespace {
 
@@ -53,12 +53,14 @@ bool readInput(const QStringList& args, QByteArray* bytes, QString* error) {
         *bytes = readStdin();
         return true;
     }
-    QFile file(args.first());
-    if (!file.open(QIODevice::ReadOnly)) {
-        *error = QStringLiteral("cannot read %1: %2").arg(args.first(), file.errorString());
+    QString why;
+    std::optional<QByteArray> read =
+        platform::readFile(args.first(), platform::ReadLimit::kToolInput, &why);
+    if (!read) {
+        *error = QStringLiteral("cannot read %1").arg(why);
         return false;
     }
-    *bytes = file.readAll();
+    *bytes = std::move(*read);
     return true;
 }
 

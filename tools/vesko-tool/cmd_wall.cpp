@@ -2,14 +2,15 @@
 // formats, for looking at traffic and for talking to a service by hand.
 
 #include "crypto/PingbackUtil.h"
+#include "platform/FileRead.h"
 #include "tools/vesko-tool/Command.h"
 
-#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 
 #include <cstdio>
 #include <cstring>
+#include <optional>
 
 namespace {
 
@@ -60,11 +61,13 @@ int encrypt(const QStringList& args) {
     }
     QByteArray body;
     if (!bodyFile.isEmpty()) {
-        QFile file(bodyFile);
-        if (!file.open(QIODevice::ReadOnly)) {
-            return fail(QStringLiteral("cannot read %1: %2").arg(bodyFile, file.errorString()));
+        QString why;
+        std::optional<QByteArray> read =
+            platform::readFile(bodyFile, platform::ReadLimit::kToolInput, &why);
+        if (!read) {
+            return fail(QStringLiteral("cannot read %1").arg(why));
         }
-        body = file.readAll();
+        body = std::move(*read);
     }
     unsigned char keyIv[PingbackUtil::kAesKeyIvLength] = {};
     QString newUrl;

@@ -90,10 +90,18 @@ void printTopUsage(QTextStream& stream) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-    QCoreApplication app(argc, argv);
+    // The arguments are the tool's own; the application object gets only the
+    // program's path, so that none of them (a page parameter such as
+    // "-qmljsdebugger=...") is taken by Qt as an option of its own.
+    QStringList args;
+    for (int i = 1; i < argc; ++i) {
+        args << QString::fromLocal8Bit(argv[i]);
+    }
+    static int qtArgc = 1;
+    static char* qtArgv[] = {argv[0], nullptr};
+    QCoreApplication app(qtArgc, qtArgv);
     QCoreApplication::setApplicationName(QStringLiteral("vesko-tool"));
     platform::installTranslations(&app);
-    QStringList args = QCoreApplication::arguments().mid(1);
     if (args.isEmpty()) {
         printTopUsage(vesko::tool::err());
         return 2;
