@@ -243,6 +243,43 @@ private slots:
         }
     }
 
+    // Logs that only grow are appended to only when they are regular files: a
+    // FIFO nobody reads or a device in their place is refused at once.
+    void appendOnlyToRegularFiles_data() {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QByteArray>("after");  // the file after two appends; empty: refused
+        QTest::newRow("missing: created") << "missing" << QByteArray("ab");
+        QTest::newRow("existing") << "file" << QByteArray("0ab");
+        QTest::newRow("FIFO") << "fifo" << QByteArray();
+        QTest::newRow("link to /dev/null") << "null" << QByteArray();
+    }
+
+    void appendOnlyToRegularFiles() {
+        QFETCH(QString, kind);
+        QFETCH(QByteArray, after);
+        QTemporaryDir dir;
+        const QString path = dir.filePath("sync.dat");
+        if (kind == QLatin1String("file")) {
+            QVERIFY(writeBytes(path, "0"));
+        } else if (kind == QLatin1String("fifo")) {
+            QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+        } else if (kind == QLatin1String("null")) {
+            QVERIFY(QFile::link(QStringLiteral("/dev/null"), path));
+        }
+        for (const char* piece : {"a", "b"}) {
+            QFile file;
+            QString error;
+            const bool opened = platform::openRegularFileForAppend(file, path, {}, &error);
+            QCOMPARE(opened, !after.isEmpty());
+            if (!opened) {
+                QVERIFY2(error.startsWith(path), qPrintable(error));
+                return;
+            }
+            QCOMPARE(file.write(piece), 1);
+        }
+        QCOMPARE(readBytes(path), after);
+    }
+
     void roundTrip_data() {
         QTest::addColumn<Plist::Format>("format");
         QTest::newRow("xml") << Plist::Format::Xml;
