@@ -51,6 +51,7 @@ struct TaskState {
     // decoder is made when the first body bytes arrive.
     std::unique_ptr<ContentDecoder> decoder;
     QByteArray body;
+    qint64 received = 0;  // bytes of the body as sent, before decoding
 
     mutable QMutex responseMutex;
     OptionalResponse response;
@@ -155,6 +156,18 @@ bool isHttpStatusError(QNetworkReply::NetworkError code, bool hasStatus) {
            code == QNetworkReply::ProtocolInvalidOperationError ||
            (code >= QNetworkReply::InternalServerError &&
             code <= QNetworkReply::UnknownServerError);
+}
+
+// Whether an answer that Qt reports as complete is shorter than its
+// Content-Length: when the connection closes while the body is read, Qt can
+// end the reply as if the body were whole.
+bool isCutShort(QNetworkReply* reply, int status, qint64 received) {
+    if (reply->operation() == QNetworkAccessManager::HeadOperation || status == 204 ||
+        status == 304 || !reply->hasRawHeader("Content-Length"))
+        return false;
+    bool ok = false;
+    const qint64 declared = reply->rawHeader("Content-Length").trimmed().toLongLong(&ok);
+    return ok && received < declared;
 }
 
 Response responseOf(QNetworkReply* reply) {
@@ -291,6 +304,7 @@ bool SessionCore::receive(const std::shared_ptr<TaskState>& task, QNetworkReply*
     const QByteArray data = reply->readAll();
     if (data.isEmpty())
         return true;
+    task->received += data.size();
     if (!task->decoder)
         task->decoder = std::make_unique<ContentDecoder>(reply->rawHeader("Content-Encoding"));
     return task->decoder->write(data, &task->body);
@@ -322,6 +336,10 @@ void SessionCore::finish(const std::shared_ptr<TaskState>& task, QNetworkReply* 
         error = decoder->error();  // the transfer was stopped here, not by the network
     } else if (!isHttpStatusError(code, status.isValid())) {
         error = transportError(code, reply->errorString());
+    } else if (isCutShort(reply, status.toInt(), task->received)) {
+        error = transportError(QNetworkReply::RemoteHostClosedError,
+                               QStringLiteral("The connection closed before the whole answer "
+                                              "arrived."));
     } else if (decoder && !decoder->finish()) {
         error = decoder->error();
     }

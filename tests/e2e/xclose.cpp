@@ -57,6 +57,13 @@ void collect(Display* display, Window window, std::vector<Window>* all) {
     }
 }
 
+// Other clients' windows come and go while the tree is walked: a request
+// about one that is gone fails with BadWindow, which Xlib's default handler
+// turns into an exit. Such a window is simply skipped.
+int ignoreError(Display*, XErrorEvent*) {
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
@@ -69,6 +76,7 @@ int main(int argc, char* argv[]) {
         std::fprintf(stderr, "zq-xclose: cannot open the display\n");
         return 2;
     }
+    XSetErrorHandler(ignoreError);
     const Atom protocols = XInternAtom(display, "WM_PROTOCOLS", False);
     const Atom deleteWindow = XInternAtom(display, "WM_DELETE_WINDOW", False);
     std::vector<Window> windows;

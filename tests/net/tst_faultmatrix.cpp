@@ -328,7 +328,9 @@ private:
                 QVERIFY(outcome.data.isNull());
                 break;
             case Expect::kClosed:
-                QCOMPARE(outcome.domain(), transport);
+                QVERIFY2(outcome.domain() == transport,
+                         qPrintable(outcome.domain() + u' ' + QString::number(outcome.code()) +
+                                    u' ' + outcome.error->description));
                 QCOMPARE(outcome.code(), qint64(QNetworkReply::RemoteHostClosedError));
                 break;
             case Expect::kRefused:
