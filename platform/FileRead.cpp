@@ -56,10 +56,12 @@ bool checkKind(const QString& path, const struct stat& info, qint64 maxBytes, QS
     return true;
 }
 
-// Opens without blocking (a FIFO would wait for a writer) and checks the kind.
-int openChecked(const QString& path, qint64 maxBytes, QString* error, ReadFailure* failure) {
+// Opens without blocking (a FIFO would wait for a writer or a reader) and
+// checks the kind. `flags` chooses reading or appending.
+int openChecked(const QString& path, qint64 maxBytes, QString* error, ReadFailure* failure,
+                int flags = O_RDONLY) {
     const QByteArray name = QFile::encodeName(path);
-    const int fd = ::open(name.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    const int fd = ::open(name.constData(), flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666);
     if (fd < 0) {
         failErrno(path, errno, error, failure);
         return -1;
@@ -148,43 +150,36 @@ bool isReadableRegularFile(const QString& path, qint64 maxBytes, QString* error,
     return true;
 }
 
-bool openRegularFile(QFile& file, const QString& path, qint64 maxBytes, QString* error,
-                     ReadFailure* failure) {
-    if (failure) {
-        *failure = ReadFailure::None;
-    }
-    const int fd = openChecked(path, maxBytes, error, failure);
-    if (fd < 0) {
-        return false;
-    }
-    if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+namespace {
+
+// Hands a checked descriptor to `file`, in blocking mode again.
+bool adopt(QFile& file, int fd, QIODevice::OpenMode mode, const QString& path, QString* error,
+           ReadFailure* failure) {
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+    if (!file.open(fd, mode, QFileDevice::AutoCloseHandle)) {
         ::close(fd);
         return fail(path, ReadFailure::Unreadable, file.errorString(), error, failure);
     }
     return true;
 }
 
+}  // namespace
+
+bool openRegularFile(QFile& file, const QString& path, qint64 maxBytes, QString* error,
+                     ReadFailure* failure) {
+    if (failure) {
+        *failure = ReadFailure::None;
+    }
+    const int fd = openChecked(path, maxBytes, error, failure);
+    return fd >= 0 && adopt(file, fd, QIODevice::ReadOnly, path, error, failure);
+}
+
 bool openRegularFileForAppend(QFile& file, const QString& path, QIODevice::OpenMode mode,
                               QString* error) {
-    const QByteArray name = QFile::encodeName(path);
-    const int fd = ::open(name.constData(),
-                          O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666);
-    if (fd < 0) {
-        return failErrno(path, errno, error, nullptr);
-    }
-    struct stat info {};
-    if (::fstat(fd, &info) != 0 ||
-        !checkKind(path, info, std::numeric_limits<qint64>::max(), error, nullptr)) {
-        ::close(fd);
-        return false;
-    }
-    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
-    if (!file.open(fd, QIODevice::WriteOnly | QIODevice::Append | mode,
-                   QFileDevice::AutoCloseHandle)) {
-        ::close(fd);
-        return fail(path, ReadFailure::Unreadable, file.errorString(), error, nullptr);
-    }
-    return true;
+    const int fd = openChecked(path, std::numeric_limits<qint64>::max(), error, nullptr,
+                               O_WRONLY | O_APPEND | O_CREAT);
+    return fd >= 0 &&
+           adopt(file, fd, QIODevice::WriteOnly | QIODevice::Append | mode, path, error, nullptr);
 }
 
 }  // namespace platform
