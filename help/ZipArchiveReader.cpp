@@ -12,8 +12,11 @@
 
 #include <zlib.h>
 
+#include <algorithm>
+#include <cstring>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <optional>
 
 using zq::help::detail::kCipherHeaderSize;
@@ -244,17 +247,128 @@ EntryRead readEntry(EntryReader& entry, Sink sink) {
 
 }  // namespace
 
+namespace {
+
+// The archive as minizip reads it: the very descriptor that was checked to be
+// a regular file, read through a window. minizip seeks and reads a few bytes
+// at a time (the end record, every entry's header); from the window those
+// are copies, not system calls, and an archive smaller than the window is
+// read once.
+class ArchiveSource {
+public:
+    static constexpr qint64 kWindowBytes = 64 * 1024;
+
+    bool open(const QString& path) {
+        if (!platform::openRegularFile(_file, path, std::numeric_limits<qint64>::max())) {
+            return false;
+        }
+        _size = _file.size();
+        return true;
+    }
+
+    uLong read(char* out, uLong size) {
+        uLong done = 0;
+        while (done < size && _position < _size) {
+            const qint64 inWindow = _position - _windowStart;
+            if (inWindow >= 0 && inWindow < _window.size()) {
+                const qint64 n = std::min<qint64>(_window.size() - inWindow, qint64(size - done));
+                std::memcpy(out + done, _window.constData() + inWindow, size_t(n));
+                done += uLong(n);
+                _position += n;
+                continue;
+            }
+            if (!_file.seek(_position)) {
+                _failed = true;
+                break;
+            }
+            _windowStart = _position;
+            _window = _file.read(std::min(kWindowBytes, _size - _position));
+            if (_window.isEmpty()) {
+                _failed = true;  // shorter than it was when opened, or unreadable
+                break;
+            }
+        }
+        return done;
+    }
+
+    long seek(ZPOS64_T offset, int origin) {
+        qint64 base = 0;
+        switch (origin) {
+            case ZLIB_FILEFUNC_SEEK_SET:
+                break;
+            case ZLIB_FILEFUNC_SEEK_CUR:
+                base = _position;
+                break;
+            case ZLIB_FILEFUNC_SEEK_END:
+                base = _size;
+                break;
+            default:
+                return -1;
+        }
+        if (offset > ZPOS64_T(std::numeric_limits<qint64>::max() - base)) {
+            return -1;
+        }
+        _position = base + qint64(offset);
+        return 0;
+    }
+
+    ZPOS64_T tell() const { return ZPOS64_T(_position); }
+    bool failed() const { return _failed; }
+
+private:
+    QFile _file;
+    qint64 _size = 0;  // when opened
+    QByteArray _window;
+    qint64 _windowStart = 0;
+    qint64 _position = 0;
+    bool _failed = false;
+};
+
+// minizip's file functions over an ArchiveSource; "opening" hands over the
+// source that was opened already, closing it deletes the source.
+zlib_filefunc64_def sourceFunctions(ArchiveSource* source) {
+    zlib_filefunc64_def functions{};
+    functions.zopen64_file = [](voidpf opaque, const void*, int) -> voidpf { return opaque; };
+    functions.zread_file = [](voidpf, voidpf stream, void* out, uLong size) -> uLong {
+        return static_cast<ArchiveSource*>(stream)->read(static_cast<char*>(out), size);
+    };
+    functions.zwrite_file = [](voidpf, voidpf, const void*, uLong) -> uLong { return 0; };
+    functions.ztell64_file = [](voidpf, voidpf stream) -> ZPOS64_T {
+        return static_cast<ArchiveSource*>(stream)->tell();
+    };
+    functions.zseek64_file = [](voidpf, voidpf stream, ZPOS64_T offset, int origin) -> long {
+        return static_cast<ArchiveSource*>(stream)->seek(offset, origin);
+    };
+    functions.zclose_file = [](voidpf, voidpf stream) -> int {
+        delete static_cast<ArchiveSource*>(stream);
+        return 0;
+    };
+    functions.zerror_file = [](voidpf, voidpf stream) -> int {
+        return static_cast<ArchiveSource*>(stream)->failed() ? -1 : 0;
+    };
+    functions.opaque = source;
+    return functions;
+}
+
+}  // namespace
+
 bool ZipArchive::UnzipOpenFile(const QString& path) {
     if (_unzFile) {
         unzClose(reader(_unzFile));
         _unzFile = nullptr;
     }
-    // Only a regular file: a FIFO or device in its place would block the reader.
-    if (path.isEmpty() ||
-        !platform::isReadableRegularFile(path, std::numeric_limits<qint64>::max())) {
+    // Only a regular file, and the descriptor that was checked: a FIFO or
+    // device in its place, even one swapped in after a check, would block
+    // the reader.
+    auto source = std::make_unique<ArchiveSource>();
+    if (path.isEmpty() || !source->open(path)) {
         return false;
     }
-    _unzFile = unzOpen64(QFile::encodeName(path).constData());
+    zlib_filefunc64_def functions = sourceFunctions(source.get());
+    // From here minizip owns the source: it closes it when the archive turns
+    // out unreadable, and unzClose closes it later.
+    _unzFile = unzOpen2_64(QFile::encodeName(path).constData(), &functions);
+    source.release();
     return _unzFile != nullptr;
 }
 

@@ -16,6 +16,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/stat.h>
+
 namespace {
 
 class RecordingDelegate : public ZipArchiveDelegate {
@@ -402,6 +404,17 @@ private slots:
         QVERIFY(r.zip.UnzipCloseFile());  // nothing open: still true
     }
 
+    void onlyRegularFilesAreOpened() {
+        // A FIFO would block a reader that opened it; a folder is no archive.
+        QCOMPARE(::mkfifo(QFile::encodeName(path("fifo.zip")).constData(), 0600), 0);
+        QVERIFY(QDir().mkpath(path("folder.zip")));
+        for (const char* name : {"fifo.zip", "folder.zip", "missing.zip"}) {
+            Reader r;
+            QVERIFY2(!r.zip.UnzipOpenFile(path(name)), name);
+            QVERIFY(!r.zip.UnzipFileTo(path("out"), true));
+        }
+    }
+
     void corruptEntryKeepsExistingFile() {
         QVERIFY(zipsupport::writeDamagedArchive(path("b.zip"), "data"));
         QVERIFY(writeAll(path("out/victim.txt"), "kept"));
@@ -472,13 +485,19 @@ private slots:
         source.add("dir/", "");
         source.add("dir/.hidden", "h");
         source.add("dir\\win.txt", "w");
-        source.add("dir/inner.bin", QByteArray(9000, 'q'));
+        // Entries that span several of the reader's windows, with headers
+        // and the central directory beyond the first.
+        source.add("dir/inner.bin", sampleBytes(200000, 3));
+        source.add("last.bin", sampleBytes(90001, 4));
         QVERIFY(source.write(path("d.zip")));
+        QVERIFY(QFileInfo(path("d.zip")).size() > 3 * 64 * 1024);
         Reader r;
         QVERIFY(r.zip.UnzipOpenFile(path("d.zip")));
         const QVariantMap dict = r.zip.UnzipToDict();
-        QCOMPARE(dict.keys(), (QStringList{"dir/inner.bin", "dir\\win.txt", "top.txt"}));
-        QCOMPARE(dict.value("dir/inner.bin").toByteArray(), QByteArray(9000, 'q'));
+        QCOMPARE(dict.keys(),
+                 (QStringList{"dir/inner.bin", "dir\\win.txt", "last.bin", "top.txt"}));
+        QCOMPARE(dict.value("dir/inner.bin").toByteArray(), sampleBytes(200000, 3));
+        QCOMPARE(dict.value("last.bin").toByteArray(), sampleBytes(90001, 4));
         QCOMPARE(r.delegate.messages, QStringList());
     }
 
