@@ -56,26 +56,19 @@ private slots:
         QTest::addColumn<QRectF>("center");
         QTest::addColumn<QRectF>("outer");
         QTest::addColumn<bool>("fits");
-        QTest::addColumn<QRectF>("first");    // bottom-left part
-        QTest::addColumn<QRectF>("third");    // bottom-right part
-        QTest::addColumn<QRectF>("middle");   // centre part
-        QTest::addColumn<QRectF>("seventh");  // top-left part
-        QTest::addColumn<QRectF>("last");     // top-right part
+        QTest::addColumn<QRectF>("first");   // bottom-left part
+        QTest::addColumn<QRectF>("middle");  // centre part
+        QTest::addColumn<QRectF>("last");    // top-right part
 
-        QTest::newRow("outer origin moves every part")
-            << QRectF(4, 2, 6, 3) << QRectF(100, 50, 20, 10) << true << QRectF(100, 50, 4, 2)
-            << QRectF(110, 50, 10, 2) << QRectF(104, 52, 6, 3) << QRectF(100, 55, 4, 5)
-            << QRectF(110, 55, 10, 5);
         QTest::newRow("centre touching the right edge")
             << QRectF(10, 0, 20, 30) << QRectF(0, 0, 30, 30) << true << QRectF(0, 0, 10, 0)
-            << QRectF(30, 0, 0, 0) << QRectF(10, 0, 20, 30) << QRectF(0, 30, 10, 0)
-            << QRectF(30, 30, 0, 0);
-        QTest::newRow("too wide: all zero")
-            << QRectF(10, 10, 25, 10) << QRectF(0, 0, 30, 30) << false << QRectF() << QRectF()
-            << QRectF() << QRectF() << QRectF();
-        QTest::newRow("too tall: all zero")
-            << QRectF(10, 25, 10, 10) << QRectF(0, 0, 30, 30) << false << QRectF() << QRectF()
-            << QRectF() << QRectF() << QRectF();
+            << QRectF(10, 0, 20, 30) << QRectF(30, 30, 0, 0);
+        QTest::newRow("one over the right edge: all zero")
+            << QRectF(10, 10, 21, 10) << QRectF(0, 0, 30, 30) << false << QRectF() << QRectF()
+            << QRectF();
+        QTest::newRow("one over the top edge: all zero")
+            << QRectF(10, 10, 10, 21) << QRectF(0, 0, 30, 30) << false << QRectF() << QRectF()
+            << QRectF();
     }
 
     void partRects() {
@@ -86,9 +79,7 @@ private slots:
         parts.fill(QRectF(1, 1, 1, 1));
         QCOMPARE(ZQDrawingUtils::rectsOf9PartWithCenterRect(center, outer, &parts), fits);
         QTEST(parts[0], "first");
-        QTEST(parts[2], "third");
         QTEST(parts[4], "middle");
-        QTEST(parts[6], "seventh");
         QTEST(parts[8], "last");
         if (!fits) {
             for (const QRectF& part : parts) {
@@ -97,27 +88,14 @@ private slots:
         }
     }
 
-    void partRectsUseSinglePrecision() {
-        // 0.1 + 0.2 differs between single and double precision; the grid lines
-        // are the single-precision sums.
-        ZQDrawingUtils::Parts parts;
-        QVERIFY(ZQDrawingUtils::rectsOf9PartWithCenterRect(QRectF(0.2, 0, 0.3, 1),
-                                                           QRectF(0.1, 0, 1, 1), &parts));
-        const float x1 = 0.1f + 0.2f;
-        QCOMPARE(parts[1].x(), qreal(x1));
-        QCOMPARE(parts[0].width(), qreal(x1 - 0.1f));
-    }
-
     void fittedCenter_data() {
         QTest::addColumn<QRectF>("center");
         QTest::addColumn<QRectF>("fitted");
         const QRectF whole(0, 0, 30, 30);
-        QTest::newRow("inside stays") << QRectF(10, 10, 10, 10) << QRectF(10, 10, 10, 10);
         QTest::newRow("cut at the right edge") << QRectF(25, 5, 10, 10) << QRectF(25, 5, 5, 10);
-        QTest::newRow("starts right of the image") << QRectF(40, 5, 10, 10) << whole;
         QTest::newRow("starts at the right edge") << QRectF(30, 5, 10, 10) << whole;
         QTest::newRow("cut at the top edge") << QRectF(5, 25, 10, 10) << QRectF(5, 25, 10, 5);
-        QTest::newRow("starts above the image") << QRectF(5, 40, 10, 10) << whole;
+        QTest::newRow("starts at the top edge") << QRectF(5, 30, 10, 10) << whole;
         QTest::newRow("negative components become zero")
             << QRectF(-5, -3, -2, 10) << QRectF(0, 0, 0, 10);
     }
@@ -125,38 +103,6 @@ private slots:
     void fittedCenter() {
         QFETCH(QRectF, center);
         QTEST(ZQDrawingUtils::fittedCenterRect(center, QSizeF(30, 30)), "fitted");
-    }
-
-    void destinationParts_data() {
-        QTest::addColumn<QSizeF>("dest");
-        QTest::addColumn<qreal>("scale");
-        QTest::addColumn<QSizeF>("corner");
-        QTest::addColumn<QSizeF>("topMiddle");
-        QTest::addColumn<QSizeF>("leftMiddle");
-        QTest::addColumn<QSizeF>("centre");
-        QTest::newRow("100 x 60") << QSizeF(100, 60) << 1.0 << QSizeF(10, 10) << QSizeF(80, 10)
-                                  << QSizeF(10, 40) << QSizeF(80, 40);
-        QTest::newRow("margins scaled by 2") << QSizeF(100, 60) << 2.0 << QSizeF(20, 20)
-                                             << QSizeF(60, 20) << QSizeF(20, 20) << QSizeF(60, 20);
-        QTest::newRow("margins rounded up") << QSizeF(100, 60) << 1.05 << QSizeF(11, 11)
-                                            << QSizeF(78, 11) << QSizeF(11, 38) << QSizeF(78, 38);
-    }
-
-    void destinationParts() {
-        QFETCH(QSizeF, dest);
-        QFETCH(qreal, scale);
-        const auto parts =
-            ZQDrawingUtils::destinationParts(QRectF(10, 10, 10, 10), QSizeF(30, 30), dest, scale);
-        for (int corner : {0, 2, 6, 8}) {
-            QTEST(parts[size_t(corner)].size(), "corner");
-        }
-        QTEST(parts[7].size(), "topMiddle");
-        QTEST(parts[1].size(), "topMiddle");  // bottom middle: same size
-        QTEST(parts[3].size(), "leftMiddle");
-        QTEST(parts[4].size(), "centre");
-        // The right column ends at the destination's right edge.
-        QCOMPARE(parts[8].right(), dest.width());
-        QCOMPARE(parts[8].bottom(), dest.height());  // the top edge, y growing upwards
     }
 
     void ninePartPixels_data() {
@@ -167,30 +113,22 @@ private slots:
 
     void ninePartPixels() {
         QFETCH(qreal, ratio);
-        // 30 × 30 with centre (10, 10, 10, 10) into 100 × 30.
+        // 30 × 30 with centre (10, 10, 10, 10) into 100 × 30: the corners keep
+        // their 10 × 10 size, the middle column stretches from x 10 to x 90.
         const QImage out = drawNinePart(QRectF(10, 10, 10, 10), QSizeF(100, 30), ratio);
-        // Corners keep their 10 × 10 size: the top-left corner ends at x 10.
-        COMPARE_COLOR(at(out, 0.5, 0.5), cellColor(0, 0));
         COMPARE_COLOR(at(out, 9.6, 9.6), cellColor(0, 0));
         COMPARE_COLOR(at(out, 10.4, 0.5), cellColor(1, 0));
-        // The top middle stretches to x 90.
-        COMPARE_COLOR(at(out, 50, 5), cellColor(1, 0));
         COMPARE_COLOR(at(out, 89.6, 5), cellColor(1, 0));
         COMPARE_COLOR(at(out, 90.4, 5), cellColor(2, 0));
-        COMPARE_COLOR(at(out, 99.5, 0.5), cellColor(2, 0));
-        // Middle row and bottom row.
-        COMPARE_COLOR(at(out, 5, 15), cellColor(0, 1));
         COMPARE_COLOR(at(out, 50, 15), cellColor(1, 1));
         COMPARE_COLOR(at(out, 95, 15), cellColor(2, 1));
         COMPARE_COLOR(at(out, 5, 25), cellColor(0, 2));
-        COMPARE_COLOR(at(out, 50, 25), cellColor(1, 2));
         COMPARE_COLOR(at(out, 99.5, 29.5), cellColor(2, 2));
     }
 
     void wholeImageWhenCenterIsEmptyOrOutside_data() {
         QTest::addColumn<QRectF>("center");
         QTest::newRow("zero width") << QRectF(5, 5, 0, 10);
-        QTest::newRow("zero size") << QRectF(0, 0, 0, 0);
         QTest::newRow("starts outside") << QRectF(40, 5, 10, 10);
     }
 
@@ -199,11 +137,9 @@ private slots:
         // The image is scaled over the whole 90 × 60 destination: each cell
         // becomes 30 × 20.
         const QImage out = drawNinePart(center, QSizeF(90, 60), 1.0);
-        COMPARE_COLOR(at(out, 15, 10), cellColor(0, 0));
         COMPARE_COLOR(at(out, 45, 10), cellColor(1, 0));
         COMPARE_COLOR(at(out, 75, 30), cellColor(2, 1));
-        COMPARE_COLOR(at(out, 45, 50), cellColor(1, 2));
-        COMPARE_COLOR(at(out, 89.5, 59.5), cellColor(2, 2));
+        COMPARE_COLOR(at(out, 15, 50), cellColor(0, 2));
     }
 
     void drawsOverWhatIsBelow() {
@@ -231,9 +167,7 @@ private slots:
     void fieldCellCentresOneLine_data() {
         QTest::addColumn<qreal>("fontSize");
         QTest::addColumn<qreal>("frameHeight");
-        QTest::newRow("13 in 22") << 13.0 << 22.0;
         QTest::newRow("13 in 23") << 13.0 << 23.0;
-        QTest::newRow("12 in 60") << 12.0 << 60.0;
         QTest::newRow("20 in 14 (lower than a line)") << 20.0 << 14.0;
     }
 
