@@ -61,23 +61,14 @@ private slots:
         QTest::addColumn<QVariant>("expected");  // invalid: the key is dropped
 
         // The four value types of the protocol survive exactly.
-        QTest::newRow("string") << "{'k': <'text'>}" << QVariant(QStringLiteral("text"));
         QTest::newRow("string, Chinese") << "{'k': <'中文输入法'>}" << QVariant("中文输入法");
-        QTest::newRow("string, empty") << "{'k': <''>}" << QVariant(QStringLiteral(""));
         QTest::newRow("int64 beyond double precision")
             << "{'k': <int64 -9007199254740993>}" << QVariant(qint64(-9007199254740993LL));
-        QTest::newRow("int64 max")
-            << "{'k': <int64 9223372036854775807>}" << QVariant(qint64(9223372036854775807LL));
-        QTest::newRow("double") << "{'k': <1.5>}" << QVariant(1.5);
         QTest::newRow("double, integral value stays a double") << "{'k': <2.0>}" << QVariant(2.0);
         QTest::newRow("bool true") << "{'k': <true>}" << QVariant(true);
-        QTest::newRow("bool false") << "{'k': <false>}" << QVariant(false);
 
         // Values of other D-Bus types that foreign senders may use.
         QTest::newRow("int32 becomes int64") << "{'k': <int32 -7>}" << QVariant(qint64(-7));
-        QTest::newRow("uint32 becomes int64")
-            << "{'k': <uint32 4294967295>}" << QVariant(qint64(4294967295LL));
-        QTest::newRow("byte becomes int64") << "{'k': <byte 0x10>}" << QVariant(qint64(16));
         QTest::newRow("uint64 beyond int64 becomes text")
             << "{'k': <uint64 18446744073709551615>}" << QVariant("18446744073709551615");
         QTest::newRow("object path becomes text")

@@ -118,7 +118,6 @@ private slots:
         QXmlStreamReader reader(&xml);
         QString interfaceName;
         QStringList methods;
-        QMap<QString, int> argumentCounts;
         while (!reader.atEnd()) {
             if (reader.readNext() != QXmlStreamReader::StartElement) {
                 continue;
@@ -127,17 +126,11 @@ private slots:
                 interfaceName = reader.attributes().value("name").toString();
             } else if (reader.name() == u"method") {
                 methods.append(reader.attributes().value("name").toString());
-            } else if (reader.name() == u"arg") {
-                ++argumentCounts[methods.constLast()];
             }
         }
         QVERIFY2(!reader.hasError(), qPrintable(reader.errorString()));
         QCOMPARE(interfaceName, QString::fromLatin1(ZQNotifyVeskoInputProxy::kInterface));
         QCOMPARE(methods, ZQNotifyVeskoInputProxy::protocolOperations());
-        QCOMPARE(methods.size(), 61);
-        QCOMPARE(argumentCounts.value(QStringLiteral("clickCommitFeedbackStatistics")), 0);
-        QCOMPARE(argumentCounts.value(QStringLiteral("clickCommitEvalutionStatistics")), 0);
-        QCOMPARE(argumentCounts.value(QStringLiteral("handleEventForTest")), 2);
     }
 
     void withoutServer() {

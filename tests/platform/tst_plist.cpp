@@ -108,18 +108,12 @@ private slots:
         QTest::addColumn<int>("topLevelType");  // QMetaType id when it is one
 
         QTest::newRow("empty file") << QByteArray() << false << 0;
-        QTest::newRow("white space") << QByteArray(" \n\t\n") << false << 0;
         QTest::newRow("garbage") << QByteArray("\x00\x01garbage\xff\xfe", 12) << false << 0;
-        QTest::newRow("text") << QByteArray("maxcount = 3") << false << 0;
         QTest::newRow("xml, cut in the middle")
             << xmlDocument("<dict><key>maxcount</key><integer>3</integer>").left(150) << false << 0;
-        QTest::newRow("xml, dictionary never closed")
-            << xmlDocument("<dict><key>maxcount</key><integer>3</integer>") << false << 0;
         QTest::newRow("xml, element mismatch")
             << xmlDocument("<dict><key>a</key><string>x</integer></dict>") << false << 0;
         QTest::newRow("binary, header only") << QByteArray("bplist00") << false << 0;
-        QTest::newRow("binary, header and a few bytes")
-            << QByteArray("bplist00\xd1\x01\x02", 11) << false << 0;
         {
             // The trailer's offset-table position points far beyond the file.
             QByteArray corrupt = binarySample();
@@ -149,12 +143,6 @@ private slots:
         }
         QTest::newRow("xml array") << xmlDocument("<array><integer>29</integer></array>") << true
                                    << int(QMetaType::QVariantList);
-        QTest::newRow("xml string")
-            << xmlDocument("<string>logConfig</string>") << true << int(QMetaType::QString);
-        QTest::newRow("xml integer")
-            << xmlDocument("<integer>500</integer>") << true << int(QMetaType::LongLong);
-        QTest::newRow("binary array") << Plist::serialize(QVariantList{"a"}, Plist::Format::Binary)
-                                      << true << int(QMetaType::QVariantList);
     }
 
     void badInput() {
@@ -205,7 +193,6 @@ private slots:
         QTest::newRow("folder") << "folder" << false;
         QTest::newRow("FIFO") << "fifo" << false;
         QTest::newRow("link to /dev/zero") << "zero" << false;
-        QTest::newRow("dangling link") << "dangling" << false;
         QTest::newRow("larger than a property list may be") << "large" << false;
         QTest::newRow("link to a property list") << "link" << true;
     }
@@ -224,8 +211,6 @@ private slots:
             QCOMPARE(::mkfifo(name.constData(), 0600), 0);
         } else if (kind == QLatin1String("zero")) {
             QVERIFY(QFile::link(QStringLiteral("/dev/zero"), path));
-        } else if (kind == QLatin1String("dangling")) {
-            QVERIFY(QFile::link(dir.filePath(QStringLiteral("gone")), path));
         } else if (kind == QLatin1String("large")) {
             QFile file(path);
             QVERIFY(file.open(QIODevice::WriteOnly));
@@ -308,7 +293,6 @@ private slots:
     void failedWriteKeepsTheEarlierFile_data() {
         QTest::addColumn<QString>("failure");
         QTest::newRow("read-only folder") << "readonly";
-        QTest::newRow("value with no property-list form") << "unserialisable";
         QTest::newRow("unsigned integer beyond the signed range") << "uint64";
         QTest::newRow("nested value with no property-list form") << "nested";
         QTest::newRow("text with a zero character (it would come back cut)") << "zero";
@@ -325,9 +309,7 @@ private slots:
         QVERIFY(!before.isEmpty());
 
         QVariant value = QVariantMap{{"maxcount", qint64(3)}};
-        if (failure == u"unserialisable") {
-            value = QVariant(QPointF(1, 2));
-        } else if (failure == u"uint64") {
+        if (failure == u"uint64") {
             value = QVariantMap{{"big", std::numeric_limits<quint64>::max()}};
         } else if (failure == u"nested") {
             value = QVariantMap{{"ok", qint64(1)}, {"list", QVariantList{QVariant(QPointF(1, 2))}}};
@@ -384,13 +366,7 @@ private slots:
         QTest::addColumn<QString>("expected");
         QTest::newRow("absent") << QVariant() << "(null)";
         QTest::newRow("json null") << QVariant::fromValue(nullptr) << "<null>";
-        QTest::newRow("true") << QVariant(true) << "1";
-        QTest::newRow("false") << QVariant(false) << "0";
-        QTest::newRow("integer") << QVariant(qint64(12)) << "12";
-        QTest::newRow("negative") << QVariant(qint64(-7)) << "-7";
         QTest::newRow("whole double") << QVariant(3.0) << "3";
-        QTest::newRow("fraction") << QVariant(2.5) << "2.5";
-        QTest::newRow("text") << QVariant(QStringLiteral("v1 ")) << "v1 ";
         QTest::newRow("list") << QVariant(QVariantList{1, "a"}) << "(\n    1,\n    a\n)";
         QTest::newRow("data") << QVariant(QByteArray("\x01\x02\x03\x04\x05", 5)) << "<01020304 05>";
         QTest::newRow("date") << QVariant(
@@ -408,18 +384,12 @@ private slots:
         QTest::addColumn<QString>("text");
         QTest::addColumn<qint64>("integer");
         QTest::addColumn<bool>("boolean");
-        QTest::newRow("plain") << "42" << qint64(42) << true;
         QTest::newRow("spaces and sign") << "  \t-17abc" << qint64(-17) << true;
-        QTest::newRow("plus") << "+5" << qint64(5) << true;
         QTest::newRow("not a number") << "abc" << qint64(0) << false;
-        QTest::newRow("empty") << "" << qint64(0) << false;
-        QTest::newRow("null text") << "(null)" << qint64(0) << false;
-        QTest::newRow("leading zeros") << "007" << qint64(7) << true;
         QTest::newRow("zero") << "000" << qint64(0) << false;
         QTest::newRow("yes") << "yes" << qint64(0) << true;
         QTest::newRow("True") << "True" << qint64(0) << true;
         QTest::newRow("no") << "no" << qint64(0) << false;
-        QTest::newRow("false") << "false" << qint64(0) << false;
         QTest::newRow("decimal") << "2.9" << qint64(2) << true;
         QTest::newRow("overflow") << "99999999999999999999" << std::numeric_limits<qint64>::max()
                                   << true;
@@ -448,9 +418,7 @@ private slots:
         QTest::newRow("real") << QVariant(2.75) << "2.75" << qint64(2);
         QTest::newRow("boolean") << QVariant(true) << "1" << qint64(1);
         QTest::newRow("data") << QVariant(QByteArray("12")) << "-" << qint64(-1);
-        QTest::newRow("list") << QVariant(QVariantList{12}) << "-" << qint64(-1);
         QTest::newRow("absent") << QVariant() << "-" << qint64(-1);
-        QTest::newRow("null") << QVariant::fromValue(nullptr) << "-" << qint64(-1);
     }
 
     void scalarsAndNumbers() {

@@ -50,7 +50,6 @@ private slots:
         QTest::addColumn<QStringList>("arguments");
 
         QTest::newRow("no arguments") << "Tool.app" << QStringList{};
-        QTest::newRow("page name") << "ZQAssistPanel.app" << QStringList{"-ZQAbout"};
         QTest::newRow("spaces, quotes and an empty argument")
             << "Tool.app" << QStringList{"-/tmp/a b/Vesko 6.pkg", "", "it's \"quoted\"", "$HOME"};
         QTest::newRow("Chinese and a second hyphen") << "Tool.app" << QStringList{"-中文", "--x"};

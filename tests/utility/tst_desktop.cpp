@@ -91,8 +91,6 @@ private slots:
             << "a11y 0 screen 0 setting 0 dark 0 approval 0/0";
         QTest::newRow("no services, wayland") << B(R"({"own": [], "session": "wayland"})")
                                               << "a11y 0 screen 0 setting 0 dark 0 approval 0/0";
-        QTest::newRow("no session")
-            << B(R"({"own": []})") << "a11y 0 screen 0 setting 0 dark 0 approval 0/0";
         QTest::newRow("no preference, KDE dark and automatic")
             << B(R"({"colorScheme": 0, "session": "x11", "desktop": "KDE", "file": "kdeglobals",
                 "content": "[General]\nColorScheme=BreezeDark\n[KDE]\nAutomaticLookAndFeel=true"})")

@@ -3,7 +3,6 @@
 #include "UtilityTestSupport.h"
 
 #include <QDateTime>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <memory>
@@ -64,15 +63,11 @@ private slots:
         QTest::addColumn<QString>("order");
         const auto row = [](const char* name, const QString& a, const QString& b,
                             const QString& order) { QTest::newRow(name) << a << b << order; };
-        row("patch above minor", "10.13.6", "10.13", "higher");
         row("10 above 9 in a field", "6.10.0", "6.9.2", "higher");
         row("shorter equal prefix", "13", "13.0", "lower");
         row("leading zeros", "1.02", "1.2", "equal");
         row("longer than any integer", "99999999999999999999", "100000000000000000000", "lower");
         row("letter above digit", "a", "1", "higher");
-        row("hyphen below dot", "1-2", "1.2", "lower");
-        row("empty is lowest", "", "0", "lower");
-        row("beta suffix", "2.0", "2.0b1", "lower");
         row("non-ascii by code", "1.中", "1.a", "higher");
     }
 
@@ -97,8 +92,6 @@ private slots:
         QTest::newRow("10.13.6 <= 10.13") << "10.13.6" << false << "10.13" << false;
         QTest::newRow("10.13.6 >= 10.14") << "10.13.6" << true << "10.14" << false;
         QTest::newRow("10.13.6 <= 10.13.6") << "10.13.6" << false << "10.13.6" << true;
-        QTest::newRow("10.13.6 >= 10.13.6") << "10.13.6" << true << "10.13.6" << true;
-        QTest::newRow("13 >= 13.0") << "13" << true << "13.0" << false;
         QTest::newRow("unreadable >= anything") << "" << true << "99" << true;
         QTest::newRow("unreadable <= anything") << "" << false << "0" << true;
     }
@@ -148,7 +141,6 @@ private slots:
             "VERSION_ID=12\n", false, "", "");
         row("os-release without version id", none, "ID=arch\nBUILD_ID=rolling\n", false, "", "");
         row("os-release only in /usr/lib", none, "VERSION_ID='39'\n", true, "39", "39()");
-        row("nothing at all", none, nullptr, false, "", "");
     }
 
     void systemVersionSources() {
@@ -198,13 +190,11 @@ private slots:
                             const QString& value) {
             QTest::newRow(name) << QByteArray(content) << key << value;
         };
-        row("plain", "VERSION_ID=12", "VERSION_ID", "12");
         row("double quotes", "PRETTY_NAME=\"Debian 12\"\n", "PRETTY_NAME", "Debian 12");
         row("single quotes", "VERSION_ID='12.1'", "VERSION_ID", "12.1");
         row("escapes", "NAME=\"say \\\"hi\\\" \\\\o/\"", "NAME", "say \"hi\" \\o/");
         row("comment and blank", "# VERSION_ID=1\n\n  \nID=x\n", "VERSION_ID", "<absent>");
         row("no equals sign", "VERSION_ID\n", "VERSION_ID", "<absent>");
-        row("empty value", "BUILD_ID=\n", "BUILD_ID", "");
         row("crlf", "VERSION_ID=\"12\"\r\n", "VERSION_ID", "12");
         row("unbalanced quote kept", "VERSION_ID=\"12", "VERSION_ID", "\"12");
     }
@@ -281,7 +271,6 @@ private slots:
             platform::Plist::Format::Binary);
         QTest::newRow("array") << platform::Plist::serialize(QVariantList{"6.9.2"});
         QTest::newRow("truncated binary") << binary.left(binary.size() - 3);
-        QTest::newRow("empty") << QByteArray("");
         QTest::newRow("version of another type")
             << platform::Plist::serialize(QVariantMap{{"CFBundleFullVersion", QVariantList{6, 9}}});
     }
@@ -302,10 +291,7 @@ private slots:
         QTest::addColumn<bool>("flag");
         QTest::newRow("absent") << QVariant() << false;
         QTest::newRow("true") << QVariant(true) << true;
-        QTest::newRow("one") << QVariant(qint64(1)) << true;
-        QTest::newRow("zero") << QVariant(qint64(0)) << false;
         QTest::newRow("YES") << QVariant("YES") << true;
-        QTest::newRow("zeros then digit") << QVariant(" 007") << true;
         QTest::newRow("zero text") << QVariant("0") << false;
         QTest::newRow("dictionary") << QVariant(QVariantMap{{"a", true}}) << false;
     }
@@ -339,7 +325,6 @@ private slots:
         QTest::newRow("127 bytes and a line end") << QByteArray(127, 'm') + '\n'
                                                   << QString(127, u'm');
         QTest::newRow("empty") << QByteArray() << "Unknown";
-        QTest::newRow("only a line end") << QByteArray("\n") << "Unknown";
         QTest::newRow("blanks") << QByteArray("   \n") << "Unknown";
         QTest::newRow("not ascii") << QByteArray("Modèle\n") << "Unknown";
         QTest::newRow("inner nul") << QByteArray("ab\0cd", 5) << "Unknown";
@@ -359,7 +344,6 @@ private slots:
         QTest::newRow("device tree")
             << QByteArray() << QByteArray("Pine64 Board\0", 13) << "Pine64 Board";
         QTest::newRow("dmi first") << QByteArray("PC\n") << QByteArray("Board") << "PC";
-        QTest::newRow("too long") << QByteArray(200, 'x') << QByteArray("Board") << "Unknown";
         QTest::newRow("none") << QByteArray() << QByteArray() << "Unknown";
     }
 
@@ -391,20 +375,6 @@ private slots:
         QCOMPARE(zq::utility::processCacheFillCount("CpuArchitecture"), 1);
     }
 
-    void cpuRamStatesText_data() {
-        QTest::addColumn<QByteArray>("output");
-        QTest::addColumn<QString>("states");
-        QTest::newRow("tail from the first ampersand") << QByteArray("cpu=12&mem=34") << "&mem=34";
-        QTest::newRow("no ampersand") << QByteArray("cpu=12") << "";
-        QTest::newRow("leading ampersand") << QByteArray("&x=1") << "&x=1";
-    }
-
-    void cpuRamStatesText() {
-        QFETCH(QByteArray, output);
-        QFETCH(QString, states);
-        QCOMPARE(zq::utility::cpuRamStatesFromToolOutput(output), states);
-    }
-
     void cpuRamStatesFromTheTool() {
         qsizetype mark = runLogMark();
         QCOMPARE(GetCpuRamStates(), QString());
@@ -417,7 +387,8 @@ private slots:
         QCOMPARE(GetCpuRamStates(), "&mem=34\n");
         QCOMPARE(runLogSince(mark), QStringList{"GetCpuRamStates # : cpuState = &mem=34\n"});
 
-        QVERIFY(writeProcessInfoTool("exit 3"));
+        // Nothing from the first ampersand on, and a failing tool: no states.
+        QVERIFY(writeProcessInfoTool("echo cpu=12 >&2; exit 3"));
         QCOMPARE(GetCpuRamStates(), QString());
     }
 
@@ -451,17 +422,6 @@ private slots:
         mark = runLogMark();
         QVERIFY(!GetFileSize("~/missing.bin"));
         QCOMPARE(runLogSince(mark), QStringList{"GetFileSize # : size = nil"});
-    }
-
-    void compileTime() {
-        const qsizetype mark = runLogMark();
-        const QString text = GetCompileTime();
-        QVERIFY2(
-            QRegularExpression(QStringLiteral(R"(^[A-Z][a-z]{2} [ \d]\d \d{4} \d\d:\d\d:\d\d$)"))
-                .match(text)
-                .hasMatch(),
-            qPrintable(text));
-        QCOMPARE(runLogSince(mark), QStringList{"GetCompileTime # : compileTime = " + text});
     }
 };
 

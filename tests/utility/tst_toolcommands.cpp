@@ -180,19 +180,15 @@ private slots:
         QTest::addColumn<QStringList>("args");
         QTest::addColumn<int>("status");
         QTest::newRow("system-info help") << QStringList{"system-info", "--help"} << 0;
-        QTest::newRow("log help") << QStringList{"log", "--help"} << 0;
         QTest::newRow("log disable help") << QStringList{"log", "disable", "-h"} << 0;
-        QTest::newRow("log set help") << QStringList{"log", "set", "--help"} << 0;
         QTest::newRow("log alone") << QStringList{"log"} << 2;
         QTest::newRow("unknown subcommand") << QStringList{"log", "rotate"} << 2;
         QTest::newRow("type not a number") << QStringList{"log", "enable", "x29"} << 2;
         QTest::newRow("type missing") << QStringList{"log", "disable"} << 2;
-        QTest::newRow("two types") << QStringList{"log", "enable", "29", "88"} << 2;
         QTest::newRow("unknown key") << QStringList{"log", "set", "colour", "1"} << 2;
         QTest::newRow("set without a file") << QStringList{"log", "set", "output", "2"} << 1;
         QTest::newRow("show with an argument") << QStringList{"log", "show", "x"} << 2;
         QTest::newRow("system-info with an argument") << QStringList{"system-info", "x"} << 2;
-        QTest::newRow("empty argument") << QStringList{"log", "enable", ""} << 2;
     }
 
     void commandLine() {
