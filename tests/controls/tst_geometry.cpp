@@ -16,28 +16,14 @@ class TestGeometry : public QObject {
     Q_OBJECT
 
 private slots:
-    void conversion_data() {
-        QTest::addColumn<QRectF>("frame");
-        QTest::addColumn<qreal>("parentHeight");
-        QTest::addColumn<QRectF>("topLeft");
-        QTest::addColumn<QRect>("pixels");
-        QTest::newRow("alert box") << QRectF(65, 35, 260, 182) << 287.0 << QRectF(65, 70, 260, 182)
-                                   << QRect(65, 70, 260, 182);
-        QTest::newRow("half points round edges")
-            << QRectF(0.5, 0.5, 10, 10.5) << 30.0 << QRectF(0.5, 19, 10, 10.5)
-            << QRect(1, 19, 10, 11);
-    }
-
     void conversion() {
-        QFETCH(QRectF, frame);
-        QFETCH(qreal, parentHeight);
-        QTEST(zq::controls::toTopLeft(frame, parentHeight), "topLeft");
-        QTEST(zq::controls::toTopLeftRect(frame, int(parentHeight)), "pixels");
-        QCOMPARE(
-            zq::controls::toBottomLeft(zq::controls::toTopLeft(frame, parentHeight), parentHeight),
-            frame);
-        QCOMPARE(zq::controls::topLeftOfItem(frame.topLeft(), frame.height(), parentHeight),
-                 zq::controls::toTopLeft(frame, parentHeight).topLeft());
+        // Half points: the whole-pixel rectangle rounds each edge.
+        const QRectF frame(0.5, 0.5, 10, 10.5);
+        QCOMPARE(zq::controls::toTopLeft(frame, 30), QRectF(0.5, 19, 10, 10.5));
+        QCOMPARE(zq::controls::toTopLeftRect(frame, 30), QRect(1, 19, 10, 11));
+        QCOMPARE(zq::controls::toBottomLeft(QRectF(0.5, 19, 10, 10.5), 30), frame);
+        QCOMPARE(zq::controls::topLeftOfItem(frame.topLeft(), frame.height(), 30),
+                 QPointF(0.5, 19));
     }
 
     void placedChildFollowsItsParent_data() {
