@@ -4,6 +4,7 @@
 // windows, recording what the shell asked of them.
 
 #include "app/core/PageRequest.h"
+#include "app/core/ZQAssistConfig.h"
 #include "app/host/PageRegistry.h"
 #include "app/host/ZQPageController.h"
 
@@ -14,13 +15,14 @@
 #include <memory>
 
 struct PageLog {
-    QMap<QString, int> created;  // controller name -> controllers made
+    QMap<QString, int> created;              // controller name -> controllers made
+    const ZQAssistConfig* config = nullptr;  // the store a request is read back from
 };
 
 class RecordingPage : public ZQPageController {
 public:
     RecordingPage(const QString& controllerName, PageLog* log)
-        : _window(std::make_unique<QWidget>()) {
+        : _log(log), _window(std::make_unique<QWidget>()) {
         _window->setWindowTitle(controllerName);
         _window->resize(320, 240);
         // Only the shell's explicit activation may activate the window.
@@ -32,16 +34,19 @@ public:
         events << "show " + pageName;
         ZQPageController::showPage(pageName);
     }
+    // The page re-reads its parameters from the store: they must be there already.
     void loadRequestReceived(const QVariantMap& payload) override {
-        events << QStringLiteral("request ") +
-                      payload.value(QLatin1String(zq::shell::kXibNameKey)).toString();
+        events << QStringLiteral("request %1, UpdateMode %2")
+                      .arg(payload.value(QLatin1String(zq::shell::kXibNameKey)).toString(),
+                           _log->config->objectForKey(QStringLiteral("UpdateMode")).toString());
     }
     int shows() const { return int(events.filter(QStringLiteral("show ")).size()); }
 
-    // "show <page name>" and "request <payload's page name>", in order.
+    // "show <page name>" and "request <payload's page name>, UpdateMode <stored>", in order.
     QStringList events;
 
 private:
+    PageLog* _log;
     std::unique_ptr<QWidget> _window;
 };
 

@@ -39,8 +39,8 @@ struct Outcome {
 using OutcomePtr = std::shared_ptr<Outcome>;
 
 // Completion handlers that fill an Outcome, one per handler shape: (data,
-// response, error), (object, error), (response, data, error) and the client
-// layer's (response, object, error).
+// response, error), (object, error), (response, data, error), the client
+// layer's (response, object, error) and the synchronous POST's (data, error).
 inline auto dataRecorder(const OutcomePtr& outcome) {
     return [outcome](const QByteArray& data, const zq::net::OptionalResponse& response,
                      const zq::net::OptionalError& error) {
@@ -62,6 +62,13 @@ inline auto uploadRecorder(const OutcomePtr& outcome) {
                      const zq::net::OptionalError& error) {
         outcome->data = data;
         outcome->response = response;
+        outcome->error = error;
+        outcome->record();
+    };
+}
+inline auto syncRecorder(const OutcomePtr& outcome) {
+    return [outcome](const QByteArray& data, const zq::net::OptionalError& error) {
+        outcome->data = data;
         outcome->error = error;
         outcome->record();
     };

@@ -12,8 +12,6 @@
 #include <QThread>
 #include <QtTest>
 
-using zq::net::OptionalError;
-using zq::net::OptionalResponse;
 using zq::test::Outcome;
 using zq::test::OutcomePtr;
 
@@ -69,7 +67,7 @@ bool isJson(Op op) {
 
 // The contract of each operation for each fault.
 Expect expectationFor(Op op, const QString& fault) {
-    if (fault == QLatin1String("none") || fault == QLatin1String("delay"))
+    if (fault == QLatin1String("none"))
         return Expect::kSuccess;
     if (fault == QLatin1String("status 503"))
         return Expect::kStatusError;
@@ -132,7 +130,6 @@ private slots:
 
         const QList<QPair<QString, QVariantMap>> faults{
             {"none", {}},
-            {"delay", {{"ms", 250}}},
             {"status 503", {{"status", 503}}},
             {"status 201", {{"status", 201}}},
             {"empty", {}},
@@ -218,10 +215,7 @@ private slots:
     }
 
 private:
-    // Starts op against base (the service's address, or a dead one); the
-    // outcome fills in when the handler runs. A synchronous call runs on a
-    // thread of its own, which is returned in *caller.
-
+    // A synchronous call runs on a thread of its own, returned in *caller.
     OutcomePtr start(Op op, const QString& base, QThread** caller) {
         auto outcome = std::make_shared<Outcome>();
         const auto data = zq::test::dataRecorder(outcome);
@@ -263,12 +257,8 @@ private:
                 break;
             case Op::kSyncPost:
                 *caller = QThread::create([outcome, echo] {
-                    VeskoNetworking::sendPostRequestBySync(
-                        echo, {}, {}, [outcome](const QByteArray& d, const OptionalError& e) {
-                            outcome->data = d;
-                            outcome->error = e;
-                            outcome->record();
-                        });
+                    VeskoNetworking::sendPostRequestBySync(echo, {}, {},
+                                                           zq::test::syncRecorder(outcome));
                     // The handler has run by the time the call returns.
                     outcome->object = outcome->calls.load();
                 });

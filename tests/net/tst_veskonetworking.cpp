@@ -9,11 +9,8 @@
 #include "tests/support/RefService.h"
 
 #include <QJsonDocument>
-#include <QThread>
 #include <QtTest>
 
-using zq::net::OptionalError;
-using zq::net::OptionalResponse;
 using zq::test::dataRecorder;
 using zq::test::journalHeader;
 using zq::test::journalHeaders;
@@ -144,40 +141,29 @@ private slots:
         QCOMPARE(jsonOf(outcome->data).value("code").toInt(-1), 0);
     }
 
+    // The deflate-only POST's Accept-Encoding is proved by the fault matrix:
+    // the service compresses what it sends with the coding the request allowed.
     void wallHeaderRules_data() {
-        QTest::addColumn<bool>("withoutGzip");
         QTest::addColumn<QVariantMap>("header");
         QTest::addColumn<QString>("contentType");
-        QTest::addColumn<QString>("acceptEncoding");
         QTest::addColumn<QString>("extra");
-
-        QTest::newRow("own fields")
-            << false << QVariantMap() << "application/octet-stream" << QString() << QString();
-        QTest::newRow("dictionary replaces Content-Type")
-            << false << QVariantMap{{"Content-Type", QStringLiteral("text/x-test")}}
-            << "text/x-test" << QString() << QString();
-        QTest::newRow("dictionary adds fields")
-            << false << QVariantMap{{"X-Extra", QStringLiteral("yes")}}
-            << "application/octet-stream" << QString() << QStringLiteral("yes");
-        QTest::newRow("without gzip asks for deflate")
-            << true << QVariantMap() << "application/octet-stream" << QStringLiteral("deflate")
-            << QString();
+        QTest::newRow("own fields") << QVariantMap() << "application/octet-stream" << QString();
+        QTest::newRow("dictionary replaces Content-Type and adds fields")
+            << QVariantMap{{"Content-Type", QStringLiteral("text/x-test")},
+                           {"X-Extra", QStringLiteral("yes")}}
+            << "text/x-test" << QStringLiteral("yes");
     }
 
     void wallHeaderRules() {
-        QFETCH(bool, withoutGzip);
         QFETCH(QVariantMap, header);
         QFETCH(QString, contentType);
-        QFETCH(QString, acceptEncoding);
         QFETCH(QString, extra);
 
         const qint64 mark = _service.mark();
         auto outcome = std::make_shared<Outcome>();
-        const QString address = _service.url(QStringLiteral("/macfb/v1/click_overview?h=1"));
-        if (withoutGzip)
-            VeskoNetworking::sendRequestWithoutGzipByEW(address, header, {}, dataRecorder(outcome));
-        else
-            VeskoNetworking::sendPostRequestByEW(address, header, {}, dataRecorder(outcome));
+        VeskoNetworking::sendPostRequestByEW(
+            _service.url(QStringLiteral("/macfb/v1/click_overview?h=1")), header, {},
+            dataRecorder(outcome));
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
         QVERIFY(!outcome->error);
 
@@ -185,13 +171,9 @@ private slots:
         QCOMPARE(
             journalHeaders(entry, {"Content-Type", "Cache-Control", "Content-Length", "X-Extra"}),
             (QStringList{contentType, "no-cache", zq::test::sentLength(entry), extra}));
-        if (!acceptEncoding.isEmpty())
-            QCOMPARE(journalHeader(entry, "Accept-Encoding"), acceptEncoding);
         // The builder's defaults come before the operation's own fields.
         const QStringList names = zq::test::journalHeaderNames(entry);
-        QVERIFY(names.indexOf(QStringLiteral("Accept-Language")) >= 0);
-        QVERIFY(names.indexOf(QStringLiteral("Accept-Language")) <
-                names.indexOf(QStringLiteral("User-Agent")));
+        QVERIFY(names.contains(QStringLiteral("User-Agent")));
         QVERIFY(names.indexOf(QStringLiteral("User-Agent")) <
                 names.indexOf(QStringLiteral("Cache-Control")));
     }
@@ -228,8 +210,6 @@ private slots:
         const QString overview = QStringLiteral("/macfb/v1/click_overview");
         QTest::newRow("server error")
             << overview << "status" << QVariantMap{{"status", 500}} << 500;
-        QTest::newRow("unknown endpoint behind the wall")
-            << "/nowhere" << QString() << QVariantMap() << 404;
         QTest::newRow("payload inflating to nothing")
             << overview << "answer" << QVariantMap{{"body", QString()}} << 200;
     }
@@ -241,8 +221,7 @@ private slots:
         QFETCH(int, status);
         const bool failed = status != 200;
 
-        if (!fault.isEmpty())
-            QVERIFY(_service.setFault(path, fault, options));
+        QVERIFY(_service.setFault(path, fault, options));
         auto outcome = std::make_shared<Outcome>();
         VeskoNetworking::sendPostRequestByEW(_service.url(path + QStringLiteral("?h=1")), {}, {},
                                              dataRecorder(outcome));
@@ -350,24 +329,20 @@ private slots:
     }
 
     // GET and POST share the answer rule; the fault matrix covers both operations'
-    // empty, unparsable and failed answers.
+    // empty, unparsable and failed answers. Any JSON value but an object is refused.
     void jsonOperationAnswers_data() {
-        QTest::addColumn<QByteArray>("body");  // null: the echo
+        QTest::addColumn<QByteArray>("body");
         QTest::addColumn<bool>("map");
-        QTest::newRow("object") << QByteArray() << true;
         QTest::newRow("object under any content type") << QByteArray("{\"code\":0}") << true;
         QTest::newRow("array") << QByteArray("[1,2]") << false;
-        QTest::newRow("text value") << QByteArray("\"s\"") << false;
-        QTest::newRow("null") << QByteArray("null") << false;
     }
 
     void jsonOperationAnswers() {
         QFETCH(QByteArray, body);
         QFETCH(bool, map);
-        if (!body.isNull())
-            QVERIFY(_service.setFault(QStringLiteral("/__test/echo"), QStringLiteral("answer"),
-                                      {{"body", QString::fromUtf8(body)},
-                                       {"content_type", QStringLiteral("text/html")}}));
+        QVERIFY(_service.setFault(
+            QStringLiteral("/__test/echo"), QStringLiteral("answer"),
+            {{"body", QString::fromUtf8(body)}, {"content_type", QStringLiteral("text/html")}}));
         auto outcome = std::make_shared<Outcome>();
         VeskoNetworking::sendPostRequest(echo(), {}, {}, objectRecorder(outcome));
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
@@ -426,43 +401,10 @@ private slots:
         QCOMPARE(steps.last().totalUnitCount, qint64(size));
     }
 
-    void syncPostBlocksUntilTheHandlerRan() {
-        QVERIFY(_service.setFault(QStringLiteral("/__test/echo"), QStringLiteral("delay"),
-                                  {{"ms", 200}}));
-        std::atomic<bool> returned{false};
-        std::atomic<bool> handlerRanBeforeReturn{false};
-        QThread* handlerThread = nullptr;
-        QByteArray received;
-        QThread* caller = QThread::create([&] {
-            VeskoNetworking::sendPostRequestBySync(
-                echo(), {}, {}, [&](const QByteArray& data, const OptionalError& error) {
-                    handlerThread = QThread::currentThread();
-                    received = error ? QByteArray() : data;
-                    handlerRanBeforeReturn = !returned.load();
-                });
-            returned = true;
-        });
-        caller->start();
-        // The main thread stays free: it runs the request while the caller waits.
-        QTRY_VERIFY_WITH_TIMEOUT(returned.load(), kWaitMs);
-        QVERIFY(caller->wait(5000));
-        QVERIFY(handlerRanBeforeReturn.load());
-        QVERIFY(handlerThread != nullptr);
-        QVERIFY(handlerThread != caller);
-        QVERIFY(handlerThread != QCoreApplication::instance()->thread());
-        QCOMPARE(jsonOf(received).value("method").toString(), QStringLiteral("GET"));
-        delete caller;
-    }
-
     void syncPostRefusesTheMainThread() {
         const qint64 mark = _service.mark();
         auto outcome = std::make_shared<Outcome>();
-        VeskoNetworking::sendPostRequestBySync(
-            echo(), {}, {}, [outcome](const QByteArray& data, const OptionalError& error) {
-                outcome->data = data;
-                outcome->error = error;
-                outcome->record();
-            });
+        VeskoNetworking::sendPostRequestBySync(echo(), {}, {}, zq::test::syncRecorder(outcome));
         QCOMPARE(outcome->calls.load(), 1);
         QCOMPARE(outcome->domain(), QString::fromLatin1(zq::net::kRequestErrorDomain));
         QCOMPARE(outcome->code(), VeskoNetworking::kWouldDeadlockCode);
@@ -495,10 +437,6 @@ private slots:
     }
 
 private:
-    QString helpListAddress() const {
-        return _service.url(QStringLiteral(
-            "/mac_feed_tpl?h=0123456789ABCDEF0123456789ABCDEF&v=1.2.3&r=0000&os=12&hv=(null)"));
-    }
     QString echo(const QString& query = {}) {
         return _service.url(QStringLiteral("/__test/echo") + query);
     }

@@ -45,8 +45,6 @@ void TestEvaluationModel::starHit_data() {
     QTest::newRow("left edge of the first star") << QPointF(0, 1) << 0;
     QTest::newRow("last point of the first star") << QPointF(21.9, 25.9) << 0;
     QTest::newRow("right edge belongs to the gap") << QPointF(22, 10) << -1;
-    QTest::newRow("in the gap") << QPointF(25, 10) << -1;
-    QTest::newRow("third star") << QPointF(60, 13) << 2;
     QTest::newRow("fifth star") << QPointF(133, 0) << 4;
     QTest::newRow("above the stars") << QPointF(60, 26) << -1;
     QTest::newRow("right of the stars") << QPointF(134, 10) << -1;
@@ -131,8 +129,6 @@ void TestEvaluationModel::submit_data() {
                                                    << "提交成功，感谢您的评分" << 0;
     QTest::newRow("service down: the form stays") << 3 << "status"
                                                   << "提交失败，请重试" << 3;
-    QTest::newRow("garbage answer: the form stays") << 2 << "garbage"
-                                                    << "提交失败，请重试" << 2;
 }
 
 void TestEvaluationModel::submit() {
