@@ -1,8 +1,6 @@
 #pragma once
 
-// Helpers shared by the platform and messaging tests: child processes that
-// stand in for the input method's programs, bundle-shaped folders whose
-// executable records its arguments, and D-Bus synchronisation.
+// Helpers shared by the platform and messaging tests.
 
 #include <QByteArray>
 #include <QDBusConnection>
@@ -33,9 +31,7 @@ inline bool syncWithBus(const QDBusConnection& bus) {
     return bus.call(getId, QDBus::Block, 5000).type() == QDBusMessage::ReplyMessage;
 }
 
-// The value with the type of every nested value spelt out. QVariant's ==
-// takes 1 for 1.0; this text does not (though it rounds doubles, so compare
-// both where they matter).
+// The value with every nested type spelt out: QVariant's == takes 1 for 1.0.
 inline QString typedText(const QVariant& value) {
     QString text;
     QDebug(&text) << value;
@@ -150,9 +146,8 @@ inline QString bundleExecutable(const QString& bundlePath) {
     return bundlePath + QStringLiteral("/Contents/MacOS/") + name;
 }
 
-// Creates a bundle whose executable is a shell script that writes its
-// arguments to "<executable>.args": the count, then each argument, every
-// field followed by a NUL byte. The file appears whole (renamed into place).
+// A bundle whose executable writes its arguments, each followed by a NUL
+// byte, to "<executable>.args"; the file appears whole (renamed into place).
 inline bool makeRecordingBundle(const QString& bundlePath) {
     const QString executable = bundleExecutable(bundlePath);
     if (!QDir().mkpath(QFileInfo(executable).absolutePath())) {
@@ -164,8 +159,8 @@ inline bool makeRecordingBundle(const QString& bundlePath) {
     }
     script.write(
         "#!/bin/sh\n"
-        "{ printf '%s\\0' \"$#\"; for a in \"$@\"; do printf '%s\\0' \"$a\"; done; } "
-        "> \"$0.args.tmp\" && mv \"$0.args.tmp\" \"$0.args\"\n");
+        "for a in \"$@\"; do printf '%s\\0' \"$a\"; done > \"$0.args.tmp\" && "
+        "mv \"$0.args.tmp\" \"$0.args\"\n");
     script.close();
     return script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
                                  QFile::ReadGroup | QFile::ExeGroup | QFile::ReadOther |
@@ -176,22 +171,15 @@ inline QString recordedArgumentsFile(const QString& bundlePath) {
     return bundleExecutable(bundlePath) + QStringLiteral(".args");
 }
 
-// The arguments a recording bundle was started with, or none while it has
-// not written them yet (or wrote a malformed record).
+// The arguments a recording bundle was started with, or none before it ran.
 inline std::optional<QStringList> recordedArguments(const QString& bundlePath) {
     QFile file(recordedArgumentsFile(bundlePath));
     if (!file.open(QIODevice::ReadOnly)) {
         return std::nullopt;
     }
     QList<QByteArray> fields = file.readAll().split('\0');
-    if (fields.isEmpty() || !fields.last().isEmpty()) {
-        return std::nullopt;
-    }
-    fields.removeLast();
-    bool ok = false;
-    const int count = fields.isEmpty() ? -1 : fields.takeFirst().toInt(&ok);
-    if (!ok || count != fields.size()) {
-        return std::nullopt;
+    if (!fields.isEmpty()) {
+        fields.removeLast();  // after the last NUL
     }
     QStringList arguments;
     for (const QByteArray& field : fields) {

@@ -305,13 +305,8 @@ private slots:
             info.insert("ZQVersionForInternalTest", value);
         }
         QVERIFY(writeInfoPlist(info));
-        const qsizetype mark = runLogMark();
         QCOMPARE(ZQInputMethodIsPreviewTestVersion(), flag);
         QCOMPARE(ZQInputMethodIsInternalTestVersion(), flag);
-        QCOMPARE(runLogSince(mark),
-                 (QStringList{
-                     "ZQInputMethodIsPreviewTestVersion # : beg", "GetInfoDictionary # : beg",
-                     "ZQInputMethodIsInternalTestVersion # : beg", "GetInfoDictionary # : beg"}));
     }
 
     void hardwareStrings_data() {
