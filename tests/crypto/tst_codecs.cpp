@@ -175,8 +175,6 @@ private slots:
         QVERIFY(getMD5FromMemory(QByteArray("")).isNull());
         QVERIFY(getMD5FromNSString(QString()).isNull());
         QVERIFY(getMD5(QStringLiteral("/nonexistent/folder/file")).isNull());
-        QCOMPARE(MD5Encrypt(QStringLiteral("")),
-                 QStringLiteral("d41d8cd98f00b204e9800998ecf8427e"));
         // The string forms stop at a zero character; the buffer form digests every byte.
         const QString withZero = QStringLiteral("abc") + QChar(u'\0') + QStringLiteral("def");
         QCOMPARE(MD5Encrypt(withZero), kMd5OfAbc);

@@ -364,29 +364,6 @@ private slots:
         }
     }
 
-    void quickRotationsKeepEveryLine() {
-        // Many rotations within one millisecond: no copy may replace another.
-        writeConfig({{"logconfig", QVariantList{29}}, {"maxcount", 3}, {"savetype", 2}});
-        auto manager = makeManager();
-        for (int i = 1; i <= 41; ++i) {
-            manager->recordRunLogP4("f", i, QStringLiteral("n"), 29);
-        }
-        manager->waitForPendingWrites();
-        const QStringList copies = copyFiles();
-        QCOMPARE(copies.size(), 10);  // after lines 4, 8, ..., 40
-        QStringList all;
-        for (const QString& copy : copies) {  // names sort by time stamp
-            const QStringList lines = folderLines(copy);
-            QCOMPARE(lines.size(), 4);
-            all += entryTexts(lines);
-        }
-        all += entryTexts(readLines(manager->logFilePath()));
-        QCOMPARE(all.size(), 41);
-        for (int i = 0; i < 41; ++i) {
-            QCOMPARE(all[i], QStringLiteral("f %1 : n").arg(i + 1));
-        }
-    }
-
     void performanceDecision_data() {
         QTest::addColumn<QVariantList>("types");
         QTest::addColumn<bool>("perfSwitch");
@@ -444,18 +421,6 @@ private slots:
         const QStringList lines = readLines(logPath);
         QCOMPARE(lines.mid(0, 2), (QStringList{"old 1", "old 2"}));
         QCOMPARE(entryTexts(lines.mid(2)), QStringList{"f 1 : new"});
-    }
-
-    void continuedLogOverTheLimitIsCopiedFirst() {
-        writeConfig({{"logconfig", QVariantList{29}}, {"maxcount", 2}, {"savetype", 2}});
-        const QString logPath = logFolder() + QStringLiteral("/macime_tester.log");
-        QVERIFY(platform::Plist::writeFile(logPath, QVariantList{"a", "b", "c", "d"}));
-        auto manager = makeManager();
-        manager->recordRunLogP4("f", 1, QStringLiteral("new"), 29);
-        QCOMPARE(entryTexts(manager->logContent()), QStringList{"f 1 : new"});
-        const QStringList copies = copyFiles();
-        QCOMPARE(copies.size(), 1);
-        QCOMPARE(folderLines(copies[0]), (QStringList{"a", "b", "c", "d"}));
     }
 
     void unreadableLogFileIsMovedAside() {
@@ -521,11 +486,8 @@ private slots:
 
     void settersEditTheFile() {
         auto manager = makeManager();
-        // On a missing file the value setters create nothing.
-        QVERIFY(!manager->setLogOutputType(2));
+        // On a missing file the value setters (one shared function) create nothing.
         QVERIFY(!manager->setLogMaxCount(3));
-        QVERIFY(!manager->setLogSaveType(2));
-        QVERIFY(!manager->setEnableAllRunLogConfig(1));
         QVERIFY(!QFileInfo::exists(configPath()));
         QVERIFY(manager->disableRunLogConfig(29));
         QVERIFY(manager->removeAllRunLogConfig());
