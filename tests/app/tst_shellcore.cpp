@@ -38,7 +38,6 @@ private slots:
         QVERIFY(config.objectForKey("UpdateVersion").isValid());
         config.setObject(QVariant(), "UpdateMode");
         QCOMPARE(config.objectForKey("UpdateMode"), QVariant("UpdateByPkg"));
-        QCOMPARE(ZQAssistConfig::sharedInstance(), ZQAssistConfig::sharedInstance());
     }
 
     void argumentDictionary_data() {

@@ -7,7 +7,6 @@
 #include "tests/net/NetTestSupport.h"
 #include "tests/support/RefService.h"
 
-#include <QJsonDocument>
 #include <QRegularExpression>
 #include <QtTest>
 
@@ -15,8 +14,6 @@
 
 using zq::net::CachePolicy;
 using zq::net::OptionalError;
-using zq::net::OptionalResponse;
-using zq::net::Progress;
 using zq::net::Request;
 using zq::test::journalHeader;
 using zq::test::Outcome;
@@ -178,11 +175,9 @@ private slots:
 
         // "%@/%@ (Mac OS X %@)": application name, version, system version.
         const QString agent = builder->value(QStringLiteral("User-Agent"));
-        QVERIFY2(agent.startsWith(QCoreApplication::applicationName() +
-                                  QStringLiteral("/9.8.7 (Mac OS X ")),
-                 qPrintable(agent));
-        static const QRegularExpression agentForm(
-            QStringLiteral("^[^/]+/[^ ]+ \\(Mac OS X [^()]+\\)$"));
+        const QRegularExpression agentForm(
+            QStringLiteral("^") + QRegularExpression::escape(QCoreApplication::applicationName()) +
+            QStringLiteral("/9\\.8\\.7 \\(Mac OS X [^()]+\\)$"));
         QVERIFY2(agentForm.match(agent).hasMatch(), qPrintable(agent));
         QCOMPARE(builder->HTTPRequestHeaders().at(0).first, QStringLiteral("Accept-Language"));
         QCOMPARE(builder->HTTPRequestHeaders().at(1).first, QStringLiteral("User-Agent"));
@@ -206,32 +201,6 @@ private slots:
         request.setValue(QStringLiteral("2"), QStringLiteral("content-type"));
         QCOMPARE(request.allHTTPHeaderFields().size(), 1);
         QCOMPARE(request.value(QStringLiteral("CONTENT-TYPE")), QStringLiteral("2"));
-    }
-
-    void headersOnTheWire() {
-        const qint64 mark = _service.mark();
-        auto client = AFHTTPSessionManager::create();
-        auto outcome = std::make_shared<Outcome>();
-        client->GET(_service.url(QStringLiteral("/__test/echo")),
-                    QVariantMap{{"q", QStringLiteral("中 文")}},
-                    QVariantMap{{"User-Agent", QStringLiteral("override/1")}, {"X-Extra", 42}},
-                    nullptr, succeeded(outcome), failed(outcome));
-        QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
-        QVERIFY2(!outcome->error,
-                 qPrintable(outcome->error ? outcome->error->description : QString()));
-        QCOMPARE(outcome->status(), 200);
-        // The default parser is the JSON one: the echo arrives as a map.
-        QCOMPARE(outcome->object.toMap().value("args").toMap().value("q").toString(),
-                 QStringLiteral("中 文"));
-
-        const QJsonArray entries = _service.entries(QStringLiteral("/__test/echo"), mark);
-        QCOMPARE(entries.size(), 1);
-        const QJsonObject entry = entries.at(0).toObject();
-        QCOMPARE(entry.value("query").toString(), QStringLiteral("q=%E4%B8%AD%20%E6%96%87"));
-        QCOMPARE(journalHeader(entry, "User-Agent"), QStringLiteral("override/1"));
-        QCOMPARE(journalHeader(entry, "X-Extra"), QStringLiteral("42"));
-        QCOMPARE(journalHeader(entry, "Accept-Language"),
-                 AFHTTPRequestSerializer::defaultAcceptLanguage());
     }
 
     void cachePolicyOnTheWire_data() {
@@ -447,69 +416,6 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(onWorker->calls.load(), 1, kWaitMs);
         QVERIFY(!onWorker->onMainThread);
         QVERIFY(!onWorker->error);
-    }
-
-    void downloadProgress() {
-        const int size = 3 * 1024 * 1024 + 17;
-        QList<Progress> steps;
-        auto outcome = std::make_shared<Outcome>();
-        int stepsAtCompletion = -1;
-        auto client = rawClient();
-        client
-            ->dataTaskWithRequest(
-                Request(QUrl(_service.url(QStringLiteral("/__test/bytes?n=%1").arg(size)))),
-                nullptr,
-                [&steps](const Progress& p) {
-                    QVERIFY(QThread::currentThread() == QCoreApplication::instance()->thread());
-                    steps.append(p);
-                },
-                [outcome, &steps, &stepsAtCompletion](const OptionalResponse& r, const QVariant& o,
-                                                      const OptionalError& e) {
-                    stepsAtCompletion = int(steps.size());
-                    outcome->response = r;
-                    outcome->object = o;
-                    outcome->error = e;
-                    outcome->record();
-                })
-            ->resume();
-        QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
-        QVERIFY(!outcome->error);
-        const QByteArray data = outcome->object.toByteArray();
-        QCOMPARE(data.size(), size);
-        QCOMPARE(quint8(data.at(size - 1)), quint8((size - 1) % 251));
-        QVERIFY(!steps.isEmpty());
-        QCOMPARE(stepsAtCompletion, steps.size());  // every step came before the completion
-        for (qsizetype i = 1; i < steps.size(); ++i)
-            QVERIFY(steps[i].completedUnitCount >= steps[i - 1].completedUnitCount);
-        QCOMPARE(steps.last().completedUnitCount, qint64(size));
-        QCOMPARE(steps.last().totalUnitCount, qint64(size));
-    }
-
-    void uploadProgress() {
-        const qint64 mark = _service.mark();
-        QByteArray body(2 * 1024 * 1024 + 5, 'u');
-        body[0] = 'A';
-        Request request = echo();
-        request.setHTTPMethod("PUT");
-        request.setHTTPBody(body);
-        request.setValue(QStringLiteral("application/octet-stream"),
-                         QStringLiteral("Content-Type"));
-        QList<Progress> steps;
-        auto outcome = std::make_shared<Outcome>();
-        rawClient()
-            ->uploadTaskWithStreamedRequest(
-                request, [&steps](const Progress& p) { steps.append(p); },
-                zq::test::taskRecorder(outcome))
-            ->resume();
-        QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
-        QVERIFY(!outcome->error);
-        QVERIFY(!steps.isEmpty());
-        QCOMPARE(steps.last().completedUnitCount, body.size());
-        QCOMPARE(steps.last().totalUnitCount, body.size());
-        const QJsonObject entry =
-            _service.entries(QStringLiteral("/__test/echo"), mark).at(0).toObject();
-        QCOMPARE(entry.value("method").toString(), QStringLiteral("PUT"));
-        QCOMPARE(zq::test::sentBody(entry), body);
     }
 
     void timeout() {

@@ -9,8 +9,11 @@
 #include "tests/support/RefService.h"
 
 #include <QJsonDocument>
+#include <QThread>
 #include <QtTest>
 
+using zq::net::OptionalError;
+using zq::net::OptionalResponse;
 using zq::test::dataRecorder;
 using zq::test::journalHeader;
 using zq::test::journalHeaders;
@@ -278,6 +281,7 @@ private slots:
         const QByteArray body = VeskoNetworking::multipartBody({{"kind", 3}}, kBoundary,
                                                                QStringLiteral("shot.png"), file);
         QCOMPARE(steps.last().completedUnitCount, body.size());
+        QCOMPARE(steps.last().totalUnitCount, body.size());
         const QJsonObject entry =
             _service.entries(QStringLiteral("/api/rec/file.php"), mark).at(0).toObject();
         QCOMPARE(zq::test::sentBody(entry), body);
@@ -304,8 +308,10 @@ private slots:
         const qint64 mark = _service.mark();
         const QVariantMap parameters{{"b", QStringLiteral("x&y")}, {"a", 2}};
         auto post = std::make_shared<Outcome>();
-        VeskoNetworking::sendPostRequest(echo(), parameters, {{"X-Token", QStringLiteral("t")}},
-                                         objectRecorder(post));
+        // The dictionary's fields win over the builder's defaults; values are sent as text.
+        VeskoNetworking::sendPostRequest(
+            echo(), parameters, {{"User-Agent", QStringLiteral("override/1")}, {"X-Extra", 42}},
+            objectRecorder(post));
         QTRY_COMPARE_WITH_TIMEOUT(post->calls.load(), 1, kWaitMs);
         QVERIFY(!post->error);
         QVERIFY(post->onMainThread);
@@ -320,8 +326,10 @@ private slots:
         QCOMPARE(entries.size(), 2);
         const QJsonObject postEntry = entries.at(0).toObject();
         QCOMPARE(zq::test::sentBody(postEntry), QByteArray("a=2&b=x%26y"));
-        QCOMPARE(journalHeaders(postEntry, {"Content-Type", "X-Token", "Cache-Control", "Pragma"}),
-                 (QStringList{"application/x-www-form-urlencoded", "t", "no-cache", "no-cache"}));
+        QCOMPARE(journalHeaders(postEntry, {"Content-Type", "User-Agent", "X-Extra",
+                                            "Cache-Control", "Pragma"}),
+                 (QStringList{"application/x-www-form-urlencoded", "override/1", "42", "no-cache",
+                              "no-cache"}));
         const QJsonObject getEntry = entries.at(1).toObject();
         QCOMPARE(getEntry.value("method").toString(), QStringLiteral("GET"));
         QCOMPARE(getEntry.value("query").toString(), QStringLiteral("a=2&b=x%26y"));
@@ -386,17 +394,31 @@ private slots:
         QCOMPARE(journalHeader(entry, "X-Header"), QStringLiteral("h"));
     }
 
+    // The client's download progress, through the operation that passes it on.
     void dataGetReportsProgress() {
-        const int size = 1024 * 1024;
+        const int size = 3 * 1024 * 1024 + 17;
         QList<zq::net::Progress> steps;
         auto outcome = std::make_shared<Outcome>();
+        int stepsAtCompletion = -1;
         VeskoNetworking::sendGetRequest(
             _service.url(QStringLiteral("/__test/bytes?n=%1").arg(size)), {},
-            [&steps](const zq::net::Progress& p) { steps.append(p); }, {}, dataRecorder(outcome));
+            [&steps](const zq::net::Progress& p) {
+                QVERIFY(QThread::currentThread() == QCoreApplication::instance()->thread());
+                steps.append(p);
+            },
+            {},
+            [&](const QByteArray& data, const OptionalResponse& r, const OptionalError& e) {
+                stepsAtCompletion = int(steps.size());
+                dataRecorder(outcome)(data, r, e);
+            });
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
         QVERIFY(!outcome->error);
         QCOMPARE(outcome->data.size(), size);
+        QCOMPARE(quint8(outcome->data.at(size - 1)), quint8((size - 1) % 251));
         QVERIFY(!steps.isEmpty());
+        QCOMPARE(stepsAtCompletion, steps.size());  // every step came before the completion
+        for (qsizetype i = 1; i < steps.size(); ++i)
+            QVERIFY(steps[i].completedUnitCount >= steps[i - 1].completedUnitCount);
         QCOMPARE(steps.last().completedUnitCount, qint64(size));
         QCOMPARE(steps.last().totalUnitCount, qint64(size));
     }
