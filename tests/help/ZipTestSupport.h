@@ -110,7 +110,6 @@ private:
 
 // Broken archives, made by Python and then damaged on purpose:
 //   garbage          not a zip file at all
-//   truncate         a valid archive cut inside its central directory
 //   empty            a valid archive with no entries
 //   central-signature  one entry whose central directory record is marked wrong
 //   local-signature  one entry whose local header signature is wrong
@@ -131,9 +130,7 @@ with zipfile.ZipFile(buf, "w") as z:
         info.compress_type = zipfile.ZIP_DEFLATED
         z.writestr(info, b"replacement content " * 200)
 data = bytearray(buf.getvalue())
-if kind == "truncate":
-    data = data[:-30]
-elif kind == "central-signature":
+if kind == "central-signature":
     eocd = data.rfind(b"PK\x05\x06")
     central = struct.unpack("<I", data[eocd + 16:eocd + 20])[0]
     data[central:central + 2] = b"XX"

@@ -63,7 +63,6 @@ private slots:
             1);
         row("both fail, no cache", "none", "garbage", "garbage", false, "(null)", 0, 0, "", "", -1,
             1);
-        row("seed replaced", "seed", "", "", false, "1", 4, 9, service, "3", 0, 0);
         row("both fail, seed kept open", "seed", "garbage", "garbage", false, "1", 4, 4, "", "1", 0,
             1);
         row("cache up to date", "newer", "", "", false, "9", 2, 2, "cached", "9", -1, 0);

@@ -1,7 +1,6 @@
-// vesko-tool help, feedback, evaluate and overview, run as separate processes
-// against the reference web service on loopback: what the tool adds to the
-// help library (argument errors, exit status, the HTTP status of an answer,
-// the feedback archive), one row per command to show it reaches the library.
+// vesko-tool help, feedback, evaluate and overview against the reference web
+// service on loopback: what the tool adds to the help library (argument
+// errors, exit status, the HTTP status of an answer, the feedback archive).
 
 #include "tests/help/HelpTestSupport.h"
 #include "tests/help/ZipTestSupport.h"
@@ -62,7 +61,6 @@ private slots:
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QString>("fields");
         QTest::addColumn<QString>("stderrText");
-        const QVariantMap none;
         auto row = [](const char* name, const QString& args, int exitCode, const QString& field,
                       const QString& stderrText, const QString& path = {},
                       const QVariantMap& fault = {}) {

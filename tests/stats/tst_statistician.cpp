@@ -42,7 +42,6 @@ private slots:
         v2.insert("statVer", "2");
         QTest::newRow("statVer 1") << QVariant(v1) << true;
         QTest::newRow("statVer 2") << QVariant(v2) << false;
-        QTest::newRow("no statVer") << QVariant(QVariantMap{{"old", 1}}) << false;
         QTest::newRow("statVer as a number") << QVariant(QVariantMap{{"statVer", 1}}) << false;
         QTest::newRow("not a dictionary") << QVariant(QVariantList{1, 2}) << false;
     }

