@@ -17,12 +17,12 @@ private slots:
     void initTestCase() { platform::installTranslations(qApp); }
 
     void init() {
-        page_ = std::make_unique<ZQCustomWindow>(QSize(390, 287));
-        page_->show();
-        QVERIFY(QTest::qWaitForWindowExposed(page_.get()));
+        _page = std::make_unique<ZQCustomWindow>(QSize(390, 287));
+        _page->show();
+        QVERIFY(QTest::qWaitForWindowExposed(_page.get()));
     }
 
-    void cleanup() { page_.reset(); }
+    void cleanup() { _page.reset(); }
     void oneSharedInstance() {
         ZQAlertWindow* first = ZQAlertWindow::sharedInstance();
         QVERIFY(first);
@@ -45,7 +45,7 @@ private slots:
         QFETCH(QString, how);
         ZQAlertWindow alert;
         QList<bool> calls;
-        alert.showInWindow(page_.get(), "标题", "正文", [&calls](bool yes) { calls << yes; });
+        alert.showInWindow(_page.get(), "标题", "正文", [&calls](bool yes) { calls << yes; });
         QVERIFY(alert.isVisible());
         QVERIFY(alert.hasPendingCompletion());
         if (how == QLatin1String("cancelClick")) {
@@ -71,8 +71,8 @@ private slots:
         ZQAlertWindow alert;
         int firstCalls = 0;
         QList<bool> secondCalls;
-        alert.showInWindow(page_.get(), "一", "一", [&firstCalls](bool) { ++firstCalls; });
-        alert.showInWindow(page_.get(), "二", "二",
+        alert.showInWindow(_page.get(), "一", "一", [&firstCalls](bool) { ++firstCalls; });
+        alert.showInWindow(_page.get(), "二", "二",
                            [&secondCalls](bool yes) { secondCalls << yes; });
         QCOMPARE(firstCalls, 0);  // replaced without being called
         QCOMPARE(alert.titleLabel()->text(), "二");
@@ -85,8 +85,8 @@ private slots:
     void completionMayShowTheAlertAgain() {
         ZQAlertWindow alert;
         QList<bool> later;
-        alert.showInWindow(page_.get(), "一", QString(), [&](bool) {
-            alert.showInWindow(page_.get(), "二", QString(), [&later](bool yes) { later << yes; });
+        alert.showInWindow(_page.get(), "一", QString(), [&](bool) {
+            alert.showInWindow(_page.get(), "二", QString(), [&later](bool yes) { later << yes; });
         });
         alert.clickCancel();
         QVERIFY(alert.isVisible());  // the new question stays up
@@ -99,38 +99,38 @@ private slots:
     void hideDropsTheCompletion() {
         ZQAlertWindow alert;
         int calls = 0;
-        alert.showInWindow(page_.get(), "t", "d", [&calls](bool) { ++calls; });
+        alert.showInWindow(_page.get(), "t", "d", [&calls](bool) { ++calls; });
         alert.hideAlertView();
         QVERIFY(!alert.isVisible());
         alert.clickActionYES();
         QCOMPARE(calls, 0);
         // Closing the page takes the question away too, unanswered.
-        alert.showInWindow(page_.get(), "t", "d", [&calls](bool) { ++calls; });
-        page_->close();
+        alert.showInWindow(_page.get(), "t", "d", [&calls](bool) { ++calls; });
+        _page->close();
         QVERIFY(!alert.isVisible());
         QCOMPARE(calls, 0);
     }
 
     void boxKeepsItsPlaceFromTheLowerLeft() {
         const QSize pageSize(390, 287);
-        page_->move(40, 30);
+        _page->move(40, 30);
         ZQAlertWindow alert;
-        alert.showInWindow(page_->contentView(), "t", "d", {});
+        alert.showInWindow(_page->contentView(), "t", "d", {});
         // Laid exactly over the page's window, the box 35 points above its bottom.
-        QCOMPARE(alert.geometry(), page_->geometry());
+        QCOMPARE(alert.geometry(), _page->geometry());
         QCOMPARE(alert.contentView()->geometry(),
                  QRect(65, pageSize.height() - 35 - 182, 260, 182));
         // The page grows while the question is up: the alert follows it, the box
         // keeps its distance to the bottom.
-        page_->resize(pageSize + QSize(20, 40));
-        QTRY_COMPARE(alert.geometry(), page_->geometry());
-        QCOMPARE(alert.backView()->size(), page_->size());
-        QCOMPARE(alert.contentView()->geometry().bottom(), page_->height() - 35 - 1);
+        _page->resize(pageSize + QSize(20, 40));
+        QTRY_COMPARE(alert.geometry(), _page->geometry());
+        QCOMPARE(alert.backView()->size(), _page->size());
+        QCOMPARE(alert.contentView()->geometry().bottom(), _page->height() - 35 - 1);
     }
 
     void drawsTheDimmedPageAndTheBox() {
         ZQAlertWindow alert;
-        alert.showInWindow(page_.get(), "是否进入协助调试模式？", "说明", {});
+        alert.showInWindow(_page.get(), "是否进入协助调试模式？", "说明", {});
         const QImage image = controls_test::render(&alert, 2.0, Qt::white);
         // The page is dimmed around the box; the box itself is opaque.
         COMPARE_COLOR(controls_test::at(image, 20, 20), QColor(178, 178, 178));
@@ -139,7 +139,7 @@ private slots:
 
 private:
     // The page window each alert is shown over, as on the About page.
-    std::unique_ptr<ZQCustomWindow> page_;
+    std::unique_ptr<ZQCustomWindow> _page;
 };
 
 QTEST_MAIN(TestAlertWindow)

@@ -25,26 +25,26 @@ class TestCustomButton : public QObject {
 
 private slots:
     void init() {
-        window_ = new QWidget;
-        window_->resize(200, 100);
-        button_ = new ZQCustomButton(QRectF(20, 20, 100, 40), window_);
-        window_->show();
-        QVERIFY(QTest::qWaitForWindowExposed(window_));
-        events_.clear();
+        _window = new QWidget;
+        _window->resize(200, 100);
+        _button = new ZQCustomButton(QRectF(20, 20, 100, 40), _window);
+        _window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(_window));
+        _events.clear();
         platform::Workspace::setUrlOpener([this](const QUrl& url) {
-            events_ << "open " + url.toString();
+            _events << "open " + url.toString();
             return true;
         });
-        connect(button_, &ZQCustomButton::action, this, [this](ZQCustomButton* sender) {
-            QCOMPARE(sender, button_);
-            events_ << "action";
+        connect(_button, &ZQCustomButton::action, this, [this](ZQCustomButton* sender) {
+            QCOMPARE(sender, _button);
+            _events << "action";
         });
     }
 
     void cleanup() {
         platform::Workspace::setUrlOpener({});
-        delete window_;
-        window_ = nullptr;
+        delete _window;
+        _window = nullptr;
     }
 
     // Steps: e(nter), p(ress), r(elease), l(eave); the look after each step,
@@ -77,56 +77,56 @@ private slots:
         // What the layer under test shows; null when the row checks looks only.
         std::function<QVariant()> shown;
         if (setup == QLatin1String("bgImage")) {
-            button_->setBgImageForNormal(images[0], images[1], images[2]);
-            shown = [this]() { return QVariant::fromValue(button_->bgImage()); };
+            _button->setBgImageForNormal(images[0], images[1], images[2]);
+            shown = [this]() { return QVariant::fromValue(_button->bgImage()); };
         } else if (setup == QLatin1String("bgColor")) {
-            button_->setBgColorForNormal(colors[0], colors[1], colors[2], 4);
-            button_->setBgStrokeColorForNormal(colors[0], colors[1], colors[2], 4);
+            _button->setBgColorForNormal(colors[0], colors[1], colors[2], 4);
+            _button->setBgStrokeColorForNormal(colors[0], colors[1], colors[2], 4);
             // The border follows the same looks as the fill.
             shown = [this]() {
-                return button_->bgStrokeColor() == button_->bgColor() ? QVariant(button_->bgColor())
+                return _button->bgStrokeColor() == _button->bgColor() ? QVariant(_button->bgColor())
                                                                       : QVariant();
             };
         } else if (setup == QLatin1String("image")) {
-            button_->setImageForNormal(images[0], images[1], images[2]);
-            shown = [this]() { return QVariant::fromValue(button_->buttonImage()); };
+            _button->setImageForNormal(images[0], images[1], images[2]);
+            shown = [this]() { return QVariant::fromValue(_button->buttonImage()); };
         } else if (setup == QLatin1String("icon")) {
-            button_->setIconImageForNormal(images[0], images[1], images[2], QPointF(2, 3));
-            shown = [this]() { return QVariant::fromValue(button_->iconImage()); };
+            _button->setIconImageForNormal(images[0], images[1], images[2], QPointF(2, 3));
+            shown = [this]() { return QVariant::fromValue(_button->iconImage()); };
         } else if (setup == QLatin1String("title")) {
-            button_->setTitle("t", colors[0], colors[1], colors[2], QPointF(0, 0), button_->font());
-            shown = [this]() { return QVariant(button_->drawnTitleColor()); };
+            _button->setTitle("t", colors[0], colors[1], colors[2], QPointF(0, 0), _button->font());
+            shown = [this]() { return QVariant(_button->drawnTitleColor()); };
         } else if (setup == QLatin1String("normalColor")) {
-            button_->setBgColorForNormal(colors[0], QColor(), Qt::blue);
+            _button->setBgColorForNormal(colors[0], QColor(), Qt::blue);
         } else if (setup == QLatin1String("toggle")) {
-            button_->setIconImageForNormalOn(images[0], images[1], images[2], solid(Qt::yellow),
+            _button->setIconImageForNormalOn(images[0], images[1], images[2], solid(Qt::yellow),
                                              QPointF(0, 0));
         } else if (setup == QLatin1String("disabled")) {
-            button_->setBgColorForNormal(colors[0], colors[1], colors[2]);
-            button_->setEnabled(false);
+            _button->setBgColorForNormal(colors[0], colors[1], colors[2]);
+            _button->setEnabled(false);
         }
         const bool colours = setup == QLatin1String("bgColor") || setup == QLatin1String("title");
         const QPoint inside(50, 20);
-        QTest::mouseMove(window_, QPoint(5, 5));
+        QTest::mouseMove(_window, QPoint(5, 5));
         for (int i = 0; i < steps.size(); ++i) {
             switch (steps.at(i).toLatin1()) {
                 case 'e':
-                    QTest::mouseMove(button_, inside);
+                    QTest::mouseMove(_button, inside);
                     break;
                 case 'p':
-                    QTest::mousePress(button_, Qt::LeftButton, {}, inside);
+                    QTest::mousePress(_button, Qt::LeftButton, {}, inside);
                     break;
                 case 'r':
-                    QTest::mouseRelease(button_, Qt::LeftButton, {}, inside);
+                    QTest::mouseRelease(_button, Qt::LeftButton, {}, inside);
                     break;
                 case 'l':
-                    QTest::mouseMove(window_, QPoint(190, 90));
+                    QTest::mouseMove(_window, QPoint(190, 90));
                     break;
             }
             const int look = looks.at(i).digitValue();
             const QString where = QStringLiteral("step %1 (%2)").arg(i).arg(steps.at(i));
-            QVERIFY2(button_->btnState() == look,
-                     qPrintable(where + QStringLiteral(": look %1").arg(button_->btnState())));
+            QVERIFY2(_button->btnState() == look,
+                     qPrintable(where + QStringLiteral(": look %1").arg(_button->btnState())));
             if (shown) {
                 const QVariant value = shown();
                 QVERIFY2(colours ? value.value<QColor>() == colors[look]
@@ -153,21 +153,21 @@ private slots:
     void everyWayOfPressingRunsTheAction() {
         QFETCH(QString, how);
         QFETCH(bool, enabled);
-        button_->setTitle("稍后提醒", Qt::black, Qt::black, Qt::black, QFont());
-        button_->setEnabled(enabled);
-        QSignalSpy clicked(button_, &QAbstractButton::clicked);
-        QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(button_);
+        _button->setTitle("稍后提醒", Qt::black, Qt::black, Qt::black, QFont());
+        _button->setEnabled(enabled);
+        QSignalSpy clicked(_button, &QAbstractButton::clicked);
+        QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(_button);
         QVERIFY(accessible);
         QCOMPARE(accessible->role(), QAccessible::Button);
         QCOMPARE(accessible->text(QAccessible::Name), "稍后提醒");
 
-        button_->setFocus(Qt::TabFocusReason);
+        _button->setFocus(Qt::TabFocusReason);
         if (how == QLatin1String("mouse")) {
-            QTest::mouseClick(button_, Qt::LeftButton, {}, QPoint(10, 10));
+            QTest::mouseClick(_button, Qt::LeftButton, {}, QPoint(10, 10));
         } else if (how == QLatin1String("space")) {
-            QTest::keyClick(button_, Qt::Key_Space);
+            QTest::keyClick(_button, Qt::Key_Space);
         } else if (how == QLatin1String("return")) {
-            QTest::keyClick(button_, Qt::Key_Return);
+            QTest::keyClick(_button, Qt::Key_Return);
         } else if (how == QLatin1String("accessible press")) {
             QAccessibleActionInterface* actions = accessible->actionInterface();
             QVERIFY(actions);
@@ -175,93 +175,93 @@ private slots:
                      enabled);
             actions->doAction(QAccessibleActionInterface::pressAction());
         } else {
-            button_->click();
+            _button->click();
         }
-        QVERIFY(events_.isEmpty());
-        QVERIFY(!button_->hasClicked());
+        QVERIFY(_events.isEmpty());
+        QVERIFY(!_button->hasClicked());
         const QStringList expected = enabled ? QStringList{"action"} : QStringList{};
-        QTRY_COMPARE(events_, expected);
+        QTRY_COMPARE(_events, expected);
         // Nothing more arrives later: one action, one clicked, per press.
         QTest::qWait(0);
         QCoreApplication::processEvents();
-        QCOMPARE(events_, expected);
+        QCOMPARE(_events, expected);
         QCOMPARE(clicked.count(), enabled ? 1 : 0);
     }
 
     void dragAndReleaseOutsideSendNothing() {
         // The owner marks the press as a drag: no action, and the mark is cleared.
-        QTest::mousePress(button_, Qt::LeftButton, {}, QPoint(10, 10));
-        QVERIFY(button_->hasClicked());
-        button_->setIsDragging(true);
-        QTest::mouseRelease(button_, Qt::LeftButton, {}, QPoint(12, 12));
-        QVERIFY(!button_->isDragging());
+        QTest::mousePress(_button, Qt::LeftButton, {}, QPoint(10, 10));
+        QVERIFY(_button->hasClicked());
+        _button->setIsDragging(true);
+        QTest::mouseRelease(_button, Qt::LeftButton, {}, QPoint(12, 12));
+        QVERIFY(!_button->isDragging());
         // Released away from the button: given up.
-        QTest::mousePress(button_, Qt::LeftButton, {}, QPoint(10, 10));
-        QTest::mouseRelease(button_, Qt::LeftButton, {}, QPoint(150, 10));
-        QCOMPARE(button_->btnState(), int(ZQCustomButton::StateNormal));
+        QTest::mousePress(_button, Qt::LeftButton, {}, QPoint(10, 10));
+        QTest::mouseRelease(_button, Qt::LeftButton, {}, QPoint(150, 10));
+        QCOMPARE(_button->btnState(), int(ZQCustomButton::StateNormal));
         QTest::qWait(0);
         QCoreApplication::processEvents();
-        QVERIFY(events_.isEmpty());
+        QVERIFY(_events.isEmpty());
         // The next plain click is sent.
-        QTest::mouseClick(button_, Qt::LeftButton, {}, QPoint(10, 10));
-        QTRY_COMPARE(events_, QStringList{"action"});
+        QTest::mouseClick(_button, Qt::LeftButton, {}, QPoint(10, 10));
+        QTRY_COMPARE(_events, QStringList{"action"});
     }
 
     void linkOpensItsAddressThenSendsItsAction() {
-        button_->setText("官网");
-        button_->setTheUrlString("http://127.0.0.1:8731/about");
-        QCOMPARE(button_->titleColor(), QColor(Qt::blue));
-        QVERIFY(button_->isHandCursor());
-        QCOMPARE(button_->cursor().shape(), Qt::PointingHandCursor);
-        QCOMPARE(button_->btnTitStyle(), int(ZQCustomButton::TitUnderlineOnHover));
-        QVERIFY(!button_->isTitleUnderlined());
-        QTest::mouseMove(button_, QPoint(10, 10));
-        QVERIFY(button_->isTitleUnderlined());
-        QTest::mouseClick(button_, Qt::LeftButton, {}, QPoint(10, 10));
-        QVERIFY(events_.isEmpty());  // the click never waits for the opener
-        QTRY_COMPARE(events_, (QStringList{"open http://127.0.0.1:8731/about", "action"}));
-        QTest::mouseMove(window_, QPoint(190, 95));
-        QVERIFY(!button_->isTitleUnderlined());
+        _button->setText("官网");
+        _button->setTheUrlString("http://127.0.0.1:8731/about");
+        QCOMPARE(_button->titleColor(), QColor(Qt::blue));
+        QVERIFY(_button->isHandCursor());
+        QCOMPARE(_button->cursor().shape(), Qt::PointingHandCursor);
+        QCOMPARE(_button->btnTitStyle(), int(ZQCustomButton::TitUnderlineOnHover));
+        QVERIFY(!_button->isTitleUnderlined());
+        QTest::mouseMove(_button, QPoint(10, 10));
+        QVERIFY(_button->isTitleUnderlined());
+        QTest::mouseClick(_button, Qt::LeftButton, {}, QPoint(10, 10));
+        QVERIFY(_events.isEmpty());  // the click never waits for the opener
+        QTRY_COMPARE(_events, (QStringList{"open http://127.0.0.1:8731/about", "action"}));
+        QTest::mouseMove(_window, QPoint(190, 95));
+        QVERIFY(!_button->isTitleUnderlined());
     }
 
     void toggleIconsAndTitles() {
         const ZQImage onN = solid(Qt::red), onC = solid(Qt::darkRed), offN = solid(Qt::blue),
                       offC = solid(Qt::darkBlue);
-        button_->setIconImageForNormalOn(onN, onC, offN, offC, QPointF(4, 5));
-        button_->setStateOnTitle("开", Qt::white, Qt::gray);
-        button_->setStateOffTitle("关", Qt::black, Qt::darkGray);
-        QCOMPARE(button_->buttonStyle(), int(ZQCustomButton::StyleToggle));
+        _button->setIconImageForNormalOn(onN, onC, offN, offC, QPointF(4, 5));
+        _button->setStateOnTitle("开", Qt::white, Qt::gray);
+        _button->setStateOffTitle("关", Qt::black, Qt::darkGray);
+        QCOMPARE(_button->buttonStyle(), int(ZQCustomButton::StyleToggle));
 
-        button_->setIsSelect(true);
-        QCOMPARE(button_->iconImage(), onN);
-        QCOMPARE(button_->titleString(), "开");
-        QCOMPARE(button_->drawnTitleColor(), QColor(Qt::white));
-        QTest::mousePress(button_, Qt::LeftButton, {}, QPoint(10, 10));
-        QCOMPARE(button_->iconImage(), onC);
-        QTest::mouseRelease(button_, Qt::LeftButton, {}, QPoint(10, 10));
-        QCOMPARE(button_->iconImage(), onC);  // a toggle keeps its look
-        QVERIFY(button_->isSelect());         // and the owner decides the state
-        QTRY_COMPARE(events_.size(), 1);
+        _button->setIsSelect(true);
+        QCOMPARE(_button->iconImage(), onN);
+        QCOMPARE(_button->titleString(), "开");
+        QCOMPARE(_button->drawnTitleColor(), QColor(Qt::white));
+        QTest::mousePress(_button, Qt::LeftButton, {}, QPoint(10, 10));
+        QCOMPARE(_button->iconImage(), onC);
+        QTest::mouseRelease(_button, Qt::LeftButton, {}, QPoint(10, 10));
+        QCOMPARE(_button->iconImage(), onC);  // a toggle keeps its look
+        QVERIFY(_button->isSelect());         // and the owner decides the state
+        QTRY_COMPARE(_events.size(), 1);
 
-        button_->setIsSelect(false);
-        QCOMPARE(button_->iconImage(), offN);
-        QCOMPARE(button_->titleString(), "关");
-        QCOMPARE(button_->drawnTitleColor(), QColor(Qt::black));
+        _button->setIsSelect(false);
+        QCOMPARE(_button->iconImage(), offN);
+        QCOMPARE(_button->titleString(), "关");
+        QCOMPARE(_button->drawnTitleColor(), QColor(Qt::black));
         // A state without a normal icon shows no icon.
-        button_->setIconImageForNormalOn(ZQImage(), onC, offN, offC, QPointF(4, 5));
-        button_->setIsSelect(true);
-        QVERIFY(button_->iconImage().isNull());
+        _button->setIconImageForNormalOn(ZQImage(), onC, offN, offC, QPointF(4, 5));
+        _button->setIsSelect(true);
+        QVERIFY(_button->iconImage().isNull());
     }
 
     void enabledStateImages() {
         const ZQImage enable = solid(Qt::green), disable = solid(Qt::gray);
-        button_->setEnableImage(enable, disable);
-        QCOMPARE(button_->buttonImage(), enable);
-        button_->setEnabled(false);
-        QCOMPARE(button_->buttonImage(), disable);
+        _button->setEnableImage(enable, disable);
+        QCOMPARE(_button->buttonImage(), enable);
+        _button->setEnabled(false);
+        QCOMPARE(_button->buttonImage(), disable);
 
         // A hover-tracking background with a disabled image.
-        auto* other = new ZQCustomButton(QRectF(0, 0, 30, 30), window_);
+        auto* other = new ZQCustomButton(QRectF(0, 0, 30, 30), _window);
         const ZQImage n = solid(Qt::red), dis = solid(Qt::darkGray);
         other->setBgImageForNormal(n, solid(Qt::green), solid(Qt::blue), dis);
         other->setDisableState();
@@ -272,11 +272,11 @@ private slots:
     }
 
     void underlinesOnlyWhileHovered() {
-        button_->setText("link");
-        button_->setTitHoverUndLineWithTitColor(QColor(0, 0, 0), QColor(255, 0, 0));
-        const QImage before = controls_test::render(button_, 1.0, Qt::white);
-        QTest::mouseMove(button_, QPoint(10, 10));
-        const QImage hovered = controls_test::render(button_, 1.0, Qt::white);
+        _button->setText("link");
+        _button->setTitHoverUndLineWithTitColor(QColor(0, 0, 0), QColor(255, 0, 0));
+        const QImage before = controls_test::render(_button, 1.0, Qt::white);
+        QTest::mouseMove(_button, QPoint(10, 10));
+        const QImage hovered = controls_test::render(_button, 1.0, Qt::white);
         // Underlined in the hover colour.
         bool red = false;
         for (int y = 0; y < hovered.height() && !red; ++y) {
@@ -286,14 +286,14 @@ private slots:
             }
         }
         QVERIFY(red);
-        QTest::mouseMove(window_, QPoint(195, 95));
-        QCOMPARE(controls_test::render(button_, 1.0, Qt::white), before);
+        QTest::mouseMove(_window, QPoint(195, 95));
+        QCOMPARE(controls_test::render(_button, 1.0, Qt::white), before);
     }
 
 private:
-    QWidget* window_ = nullptr;
-    ZQCustomButton* button_ = nullptr;
-    QStringList events_;
+    QWidget* _window = nullptr;
+    ZQCustomButton* _button = nullptr;
+    QStringList _events;
 };
 
 QTEST_MAIN(TestCustomButton)

@@ -33,20 +33,20 @@ class TestSwitchButton : public QObject {
 
 private slots:
     void init() {
-        window_ = new QWidget;
-        window_->resize(300, 100);
-        switch_ = new ZQCustomSwitchButton(QRectF(20, 30, 200, 30), window_);
-        window_->show();
-        QVERIFY(QTest::qWaitForWindowExposed(window_));
-        actions_.clear();
-        switch_->addTarget(this, [this](ZQCustomButton* sender) {
-            actions_ << static_cast<ZQCustomSwitchButton*>(sender)->isSwitchON();
+        _window = new QWidget;
+        _window->resize(300, 100);
+        _switch = new ZQCustomSwitchButton(QRectF(20, 30, 200, 30), _window);
+        _window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(_window));
+        _actions.clear();
+        _switch->addTarget(this, [this](ZQCustomButton* sender) {
+            _actions << static_cast<ZQCustomSwitchButton*>(sender)->isSwitchON();
         });
     }
 
     void cleanup() {
-        delete window_;
-        window_ = nullptr;
+        delete _window;
+        _window = nullptr;
     }
 
     // Two clicks each, from off, by the pointer, the keyboard or a screen reader.
@@ -66,62 +66,62 @@ private slots:
         QFETCH(QString, how);
         QFETCH(bool, checkBox);
         QFETCH(QList<bool>, statesAfterClicks);
-        QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(switch_);
+        QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(_switch);
         QVERIFY(accessible);
         QCOMPARE(accessible->role(), QAccessible::CheckBox);
-        switch_->setBtnIconOFF(solid(Qt::gray), solid(Qt::red), {4, 0, 0, 9});
+        _switch->setBtnIconOFF(solid(Qt::gray), solid(Qt::red), {4, 0, 0, 9});
         if (checkBox) {
-            switch_->setCheckBoxWithMargin(4, 0);
-            QVERIFY(!switch_->checkBox()->isChecked());
+            _switch->setCheckBoxWithMargin(4, 0);
+            QVERIFY(!_switch->checkBox()->isChecked());
         }
         for (int i = 0; i < statesAfterClicks.size(); ++i) {
             if (how == QLatin1String("mouse")) {
-                QTest::mouseClick(switch_, Qt::LeftButton, {}, QPoint(150, 15));
+                QTest::mouseClick(_switch, Qt::LeftButton, {}, QPoint(150, 15));
             } else if (how == QLatin1String("space")) {
-                QTest::keyClick(switch_, Qt::Key_Space);
+                QTest::keyClick(_switch, Qt::Key_Space);
             } else {
                 accessible->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
             }
-            QCOMPARE(switch_->isSwitchON(), statesAfterClicks.at(i));
+            QCOMPARE(_switch->isSwitchON(), statesAfterClicks.at(i));
             QCOMPARE(accessible->state().checked, statesAfterClicks.at(i));
             if (checkBox) {
-                QCOMPARE(switch_->checkBox()->isChecked(), statesAfterClicks.at(i));
+                QCOMPARE(_switch->checkBox()->isChecked(), statesAfterClicks.at(i));
             }
-            QTRY_COMPARE(actions_.size(), i + 1);  // exactly one action per click
+            QTRY_COMPARE(_actions.size(), i + 1);  // exactly one action per click
         }
-        QCOMPARE(actions_, statesAfterClicks);
+        QCOMPARE(_actions, statesAfterClicks);
         // The owner of an icon-only switch sets the state.
         if (!checkBox) {
-            switch_->setIsSwitchON(true);
-            QVERIFY(switch_->isSwitchON());
+            _switch->setIsSwitchON(true);
+            QVERIFY(_switch->isSwitchON());
         }
     }
 
     void clickOnTheCheckBoxItself() {
-        switch_->setCheckBoxWithMargin(4, 0);
-        QCheckBox* box = switch_->checkBox();
+        _switch->setCheckBoxWithMargin(4, 0);
+        QCheckBox* box = _switch->checkBox();
         QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(9, 9));
         QVERIFY(box->isChecked());
-        QVERIFY(switch_->isSwitchON());
-        QTRY_COMPARE(actions_, QList<bool>{true});
-        switch_->setCheckBoxState(false);
+        QVERIFY(_switch->isSwitchON());
+        QTRY_COMPARE(_actions, QList<bool>{true});
+        _switch->setCheckBoxState(false);
         QVERIFY(!box->isChecked());
-        QVERIFY(!switch_->isSwitchON());
+        QVERIFY(!_switch->isSwitchON());
     }
 
     void onSwitchShowsNoPressedLook() {
-        switch_->setBgColorOFFNormal(Qt::white, Qt::lightGray, Qt::gray, Qt::red, 4);
-        switch_->setIsSwitchON(true);
-        QTest::mousePress(switch_, Qt::LeftButton, {}, QPoint(10, 10));
-        QCOMPARE(switch_->btnState(), int(ZQCustomButton::StateNormal));
-        QTest::mouseRelease(switch_, Qt::LeftButton, {}, QPoint(10, 10));
-        QTRY_COMPARE(actions_, QList<bool>{true});
+        _switch->setBgColorOFFNormal(Qt::white, Qt::lightGray, Qt::gray, Qt::red, 4);
+        _switch->setIsSwitchON(true);
+        QTest::mousePress(_switch, Qt::LeftButton, {}, QPoint(10, 10));
+        QCOMPARE(_switch->btnState(), int(ZQCustomButton::StateNormal));
+        QTest::mouseRelease(_switch, Qt::LeftButton, {}, QPoint(10, 10));
+        QTRY_COMPARE(_actions, QList<bool>{true});
         // Off, a press shows the pressed look: the "on" colour.
-        switch_->setIsSwitchON(false);
-        QTest::mousePress(switch_, Qt::LeftButton, {}, QPoint(10, 10));
-        QCOMPARE(switch_->btnState(), int(ZQCustomButton::StatePressed));
-        QCOMPARE(switch_->bgColor(), QColor(Qt::red));
-        QTest::mouseRelease(switch_, Qt::LeftButton, {}, QPoint(10, 10));
+        _switch->setIsSwitchON(false);
+        QTest::mousePress(_switch, Qt::LeftButton, {}, QPoint(10, 10));
+        QCOMPARE(_switch->btnState(), int(ZQCustomButton::StatePressed));
+        QCOMPARE(_switch->bgColor(), QColor(Qt::red));
+        QTest::mouseRelease(_switch, Qt::LeftButton, {}, QPoint(10, 10));
     }
 
     void looksPerState() {
@@ -149,17 +149,17 @@ private slots:
 
     void hoverReports() {
         HoverRecorder recorder;
-        switch_->setHoverDelegate(&recorder);
-        QTest::mouseMove(window_, QPoint(290, 5));
-        QTest::mouseMove(switch_, QPoint(20, 10));
-        QTest::mouseMove(window_, QPoint(290, 95));
-        const QList<QPair<bool, ZQCustomSwitchButton*>> enteredAndLeft{{true, switch_},
-                                                                       {false, switch_}};
+        _switch->setHoverDelegate(&recorder);
+        QTest::mouseMove(_window, QPoint(290, 5));
+        QTest::mouseMove(_switch, QPoint(20, 10));
+        QTest::mouseMove(_window, QPoint(290, 95));
+        const QList<QPair<bool, ZQCustomSwitchButton*>> enteredAndLeft{{true, _switch},
+                                                                       {false, _switch}};
         QCOMPARE(recorder.reports, enteredAndLeft);
         // A delegate without the interface is simply not told.
         QObject plain;
-        switch_->setHoverDelegate(&plain);
-        QTest::mouseMove(switch_, QPoint(20, 10));
+        _switch->setHoverDelegate(&plain);
+        QTest::mouseMove(_switch, QPoint(20, 10));
         QCOMPARE(recorder.reports, enteredAndLeft);
     }
 
@@ -180,19 +180,19 @@ private slots:
         QFETCH(qreal, maxWidth);
         QFETCH(QString, expected);
         const QFont font = zq::controls::namedFont("PingFangSC-Regular", 13);
-        switch_->setBtnTitle(QString(), font, Qt::black, Qt::red, 0, {24, 8, 0, 0});
+        _switch->setBtnTitle(QString(), font, Qt::black, Qt::red, 0, {24, 8, 0, 0});
         const ZQImage onIcon = solid(Qt::red, QSize(14, 14));
-        switch_->setBtnIconON(onIcon, {0, 6, 0, 8});
+        _switch->setBtnIconON(onIcon, {0, 6, 0, 8});
         const qreal natural = QFontMetricsF(font).horizontalAdvance(title) + 24 + 8;
-        const qreal width = switch_->sizeUpdateWithTitle(title, minWidth, maxWidth);
+        const qreal width = _switch->sizeUpdateWithTitle(title, minWidth, maxWidth);
         const qreal want = expected == QLatin1String("min")   ? minWidth
                            : expected == QLatin1String("max") ? maxWidth
                                                               : natural;
         QCOMPARE(width, want);
-        QCOMPARE(switch_->titleON().title, title);
-        QCOMPARE(switch_->titleOFF().title, title);
+        QCOMPARE(_switch->titleON().title, title);
+        QCOMPARE(_switch->titleOFF().title, title);
         // The on icon moves to the right end, less the second margin.
-        QCOMPARE(qreal(switch_->iconMargin()[0]), qreal(float(width - 6 - 14)));
+        QCOMPARE(qreal(_switch->iconMargin()[0]), qreal(float(width - 6 - 14)));
     }
 
     void titleRecordsAreCutUnlessWhole() {
@@ -220,9 +220,9 @@ private slots:
     }
 
 private:
-    QWidget* window_ = nullptr;
-    ZQCustomSwitchButton* switch_ = nullptr;
-    QList<bool> actions_;  // the state seen by each action
+    QWidget* _window = nullptr;
+    ZQCustomSwitchButton* _switch = nullptr;
+    QList<bool> _actions;  // the state seen by each action
 };
 
 QTEST_MAIN(TestSwitchButton)
