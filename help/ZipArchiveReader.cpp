@@ -250,10 +250,11 @@ EntryRead readEntry(EntryReader& entry, Sink sink) {
 namespace {
 
 // The archive as minizip reads it: the very descriptor that was checked to be
-// a regular file, read through a window. minizip seeks and reads a few bytes
-// at a time (the end record, every entry's header); from the window those
-// are copies, not system calls, and an archive smaller than the window is
-// read once.
+// a regular file, read through two windows of 64 KiB aligned to the file.
+// minizip seeks and reads a few bytes at a time (the end record scanned
+// backwards, every entry's central and local header) and goes back and forth
+// between the central directory and an entry's data; from the windows those
+// are copies, not system calls. An archive up to 64 KiB is read once.
 class ArchiveSource {
 public:
     static constexpr qint64 kWindowBytes = 64 * 1024;
@@ -269,24 +270,17 @@ public:
     uLong read(char* out, uLong size) {
         uLong done = 0;
         while (done < size && _position < _size) {
-            const qint64 inWindow = _position - _windowStart;
-            if (inWindow >= 0 && inWindow < _window.size()) {
-                const qint64 n = std::min<qint64>(_window.size() - inWindow, qint64(size - done));
-                std::memcpy(out + done, _window.constData() + inWindow, size_t(n));
-                done += uLong(n);
-                _position += n;
-                continue;
-            }
-            if (!_file.seek(_position)) {
-                _failed = true;
-                break;
-            }
-            _windowStart = _position;
-            _window = _file.read(std::min(kWindowBytes, _size - _position));
-            if (_window.isEmpty()) {
+            const Window* window = windowAt(_position);
+            if (!window) {
                 _failed = true;  // shorter than it was when opened, or unreadable
                 break;
             }
+            const qint64 offset = _position - window->start;
+            const quint64 n =
+                std::min<quint64>(quint64(window->bytes.size() - offset), quint64(size - done));
+            std::memcpy(out + done, window->bytes.constData() + offset, size_t(n));
+            done += uLong(n);
+            _position += qint64(n);
         }
         return done;
     }
@@ -316,10 +310,40 @@ public:
     bool failed() const { return _failed; }
 
 private:
+    struct Window {
+        qint64 start = -1;
+        QByteArray bytes;
+        bool holds(qint64 position) const {
+            return start >= 0 && position >= start && position - start < bytes.size();
+        }
+    };
+
+    // The window holding `position`, read when neither does; the window used
+    // less recently is the one replaced.
+    const Window* windowAt(qint64 position) {
+        for (int i = 0; i < 2; ++i) {
+            if (_windows[i].holds(position)) {
+                _recent = i;
+                return &_windows[i];
+            }
+        }
+        Window& window = _windows[1 - _recent];
+        window.start = position - position % kWindowBytes;
+        window.bytes = _file.seek(window.start)
+                           ? _file.read(std::min(kWindowBytes, _size - window.start))
+                           : QByteArray();
+        if (!window.holds(position)) {
+            window.start = -1;
+            return nullptr;
+        }
+        _recent = 1 - _recent;
+        return &window;
+    }
+
     QFile _file;
     qint64 _size = 0;  // when opened
-    QByteArray _window;
-    qint64 _windowStart = 0;
+    Window _windows[2];
+    int _recent = 0;  // the window used last
     qint64 _position = 0;
     bool _failed = false;
 };
