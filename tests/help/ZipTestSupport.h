@@ -41,9 +41,8 @@ inline QByteArray runPython(const char* script, const QStringList& args,
     return process.readAllStandardOutput();
 }
 
-// {"comment", "testzip", "entries": [{"name", "compress_type", "date_time",
-// "flag_bits", "extra", "entry_comment", "file_size", "data" (Base64)}]} or
-// {"error": text} when Python cannot read the archive.
+// {"testzip", "entries": [{"name", "compress_type", "date_time", "flag_bits",
+// "file_size", "data" (Base64)}]} or {"error": text} when Python cannot read it.
 inline QJsonObject pythonListing(const QString& path, const QString& password = {}) {
     static const char* script = R"PY(
 import sys, zipfile, json, base64
@@ -53,14 +52,12 @@ try:
     with zipfile.ZipFile(path) as z:
         if pwd:
             z.setpassword(pwd)
-        out = {"comment": z.comment.decode("latin1"), "entries": []}
-        out["testzip"] = z.testzip() or ""
+        out = {"testzip": z.testzip() or "", "entries": []}
         for i in z.infolist():
             out["entries"].append({
                 "name": i.filename, "compress_type": i.compress_type,
                 "date_time": "%04d-%02d-%02d %02d:%02d:%02d" % i.date_time,
-                "flag_bits": i.flag_bits, "extra": i.extra.hex(),
-                "entry_comment": i.comment.decode("latin1"), "file_size": i.file_size,
+                "flag_bits": i.flag_bits, "file_size": i.file_size,
                 "data": base64.b64encode(z.read(i)).decode()})
 except Exception as e:
     out = {"error": repr(e)}
@@ -110,7 +107,6 @@ private:
 
 // Broken archives, made by Python and then damaged on purpose:
 //   garbage          not a zip file at all
-//   empty            a valid archive with no entries
 //   central-signature  one entry whose central directory record is marked wrong
 //   local-signature  one entry whose local header signature is wrong
 //   data             one entry "victim.txt" whose deflate data starts with a
@@ -125,10 +121,9 @@ if kind == "garbage":
     print("ok"); sys.exit(0)
 buf = io.BytesIO()
 with zipfile.ZipFile(buf, "w") as z:
-    if kind != "empty":
-        info = zipfile.ZipInfo("victim.txt", date_time=(2020, 1, 1, 0, 0, 0))
-        info.compress_type = zipfile.ZIP_DEFLATED
-        z.writestr(info, b"replacement content " * 200)
+    info = zipfile.ZipInfo("victim.txt", date_time=(2020, 1, 1, 0, 0, 0))
+    info.compress_type = zipfile.ZIP_DEFLATED
+    z.writestr(info, b"replacement content " * 200)
 data = bytearray(buf.getvalue())
 if kind == "central-signature":
     eocd = data.rfind(b"PK\x05\x06")
@@ -145,7 +140,7 @@ elif kind == "crc":
     crc = struct.unpack("<I", data[14:18])[0] ^ 0x5A5A5A5A
     data[14:18] = struct.pack("<I", crc)
     data[central + 16:central + 20] = struct.pack("<I", crc)
-elif kind != "empty":
+else:
     sys.exit(2)
 open(path, "wb").write(bytes(data))
 print("ok")

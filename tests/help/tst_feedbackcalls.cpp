@@ -123,10 +123,6 @@ private slots:
         QCOMPARE(d.value("g").toString(), helptest::commonQuery("mac_"));
         QCOMPARE(e.value("multipart").toObject().value("boundary").toString(), kBoundary);
         QCOMPARE(partNames(e), (QStringList{"attaName", "contact", "detail", "isAtta", "file"}));
-        QCOMPARE(part(e, "isAtta").value("value").toString(), QString("1"));
-        QCOMPARE(part(e, "attaName").value("value").toString(), QString("zipOfFeedback_X_1.zip"));
-        QCOMPARE(part(e, "detail").value("value").toString(),
-                 QString::fromUtf8("输入法在终端里无法切换，请帮忙看看"));
         QCOMPARE(part(e, "file").value("filename").toString(), QString("zipOfFeedback_X_1.zip"));
         QCOMPARE(part(e, "file").value("len").toInt(), 1000);
         const QJsonArray stored = e.value("stored").toArray();
@@ -273,7 +269,6 @@ private slots:
         QVERIFY(!calls[0].error);
         QVERIFY(calls[0].success);
         const QJsonObject d = decrypted("/macfb/v1/click_save", mark);
-        QCOMPARE(d.value("u").toString(), _service.baseUrl() + "/macfb/v1/click_save");
         QCOMPARE(d.value("g").toString(),
                  helptest::commonQuery() + "&score=4&feedcont=%E5%A5%BD%20a&b=c");
         QCOMPARE(d.value("p").toObject().value("text").toString(),
@@ -327,24 +322,6 @@ private slots:
         QCOMPARE(calls.size(), 1);
         QCOMPARE(calls[0].success, success);
         QCOMPARE(calls[0].error ? calls[0].error->domain : QString(), errorDomain);
-    }
-
-    void overview() {
-        const qint64 mark = _service.mark();
-        QList<Result> calls;
-        ZQHelpListInfoDataManager::getScoringOverviewData(
-            nullptr, [&](const zq::net::OptionalError& e, bool ok, const QVariant& data) {
-                calls.append({e, ok, {}, data, helptest::onMainThread()});
-            });
-        QTRY_COMPARE_WITH_TIMEOUT(calls.size(), 1, kWaitMs);
-        QVERIFY(!calls[0].error);
-        QVERIFY(calls[0].success);
-        QVERIFY(calls[0].mainThread);
-        const QVariantMap data = calls[0].data.toMap();
-        QVERIFY(data.contains("avg"));
-        QVERIFY(data.contains("ratio"));
-        const QJsonObject d = decrypted("/macfb/v1/click_overview", mark);
-        QCOMPARE(d.value("g").toString(), helptest::commonQuery());
     }
 
     void overviewWithoutCompletion_data() {

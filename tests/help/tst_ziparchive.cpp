@@ -3,6 +3,7 @@
 // (including hostile and broken ones) are read by us.
 
 #include "help/ZipArchive.h"
+#include "tests/help/HelpTestSupport.h"
 #include "tests/help/ZipTestSupport.h"
 
 #include <QDateTime>
@@ -17,6 +18,9 @@
 #include <QTest>
 
 #include <sys/stat.h>
+
+using helptest::readFile;
+using helptest::writeFile;
 
 namespace {
 
@@ -46,17 +50,6 @@ struct Reader {
 // A delegate that answers nothing: the base class's defaults.
 class SilentDelegate : public ZipArchiveDelegate {};
 
-QByteArray readAll(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-bool writeAll(const QString& path, const QByteArray& bytes) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size();
-}
-
 void setModified(const QString& path, const QDateTime& when) {
     QFile f(path);
     QVERIFY(f.open(QIODevice::ReadWrite));
@@ -85,35 +78,6 @@ private slots:
         QVERIFY(_dir->isValid());
     }
 
-    void writtenArchiveIsReadByOtherReaders() {
-        const QStringList names = {"a.png", "b.jpg", "c.gif"};
-        const QStringList entries = {"pic_001.png", "pic_002.jpg", "pic_003.gif"};
-        ZipArchive zip;
-        QVERIFY(zip.CreateZipFile2(path("out.zip")));
-        for (int i = 0; i < names.size(); ++i) {
-            QVERIFY(writeAll(path(names[i]), sampleBytes(20000 + i * 777, i)));
-            QVERIFY(zip.addFileToZip(path(names[i]), entries[i]));
-        }
-        QVERIFY(zip.CloseZipFile2());
-
-        const QJsonObject listing = zipsupport::pythonListing(path("out.zip"));
-        QCOMPARE(listing.value("testzip").toString(), QString());
-        QCOMPARE(listing.value("comment").toString(), QString());
-        const QJsonArray infos = listing.value("entries").toArray();
-        QCOMPARE(infos.size(), 3);
-        for (int i = 0; i < 3; ++i) {
-            const QJsonObject e = infos[i].toObject();
-            QCOMPARE(e.value("name").toString(), entries[i]);
-            QCOMPARE(e.value("compress_type").toInt(), 8);
-            QCOMPARE(e.value("flag_bits").toInt() & 0x0801, 0);  // neither encrypted nor UTF-8
-            QCOMPARE(e.value("extra").toString(), QString());
-            QCOMPARE(e.value("entry_comment").toString(), QString());
-            QCOMPARE(QByteArray::fromBase64(e.value("data").toString().toLatin1()),
-                     readAll(path(names[i])));
-        }
-        QVERIFY(zipsupport::unzipTestPasses(path("out.zip")));
-    }
-
     void entryTimesFollowTheSourceFiles_data() {
         QTest::addColumn<QDateTime>("modified");
         QTest::addColumn<QString>("expected");  // Python's date_time, local time (UTC here)
@@ -126,7 +90,7 @@ private slots:
     void entryTimesFollowTheSourceFiles() {
         QFETCH(QDateTime, modified);
         QFETCH(QString, expected);
-        QVERIFY(writeAll(path("src.bin"), "payload"));
+        QVERIFY(writeFile(path("src.bin"), "payload"));
         setModified(path("src.bin"), modified);
         ZipArchive zip;
         QVERIFY(zip.CreateZipFile2(path("t.zip")));
@@ -137,25 +101,11 @@ private slots:
         QCOMPARE(infos[0].toObject().value("date_time").toString(), expected);
     }
 
-    void addAfterCloseAndDoubleClose() {
-        QVERIFY(writeAll(path("x.txt"), "x"));
-        ZipArchive zip;
-        QVERIFY(!zip.addFileToZip(path("x.txt"), "x.txt"));  // nothing open yet
-        QVERIFY(zip.CreateZipFile2(path("c.zip")));
-        QVERIFY(zip.addFileToZip(path("x.txt"), "x.txt"));
-        QVERIFY(zip.CloseZipFile2());
-        const QByteArray closed = readAll(path("c.zip"));
-        QVERIFY(!zip.addFileToZip(path("x.txt"), "again.txt"));
-        QCOMPARE(readAll(path("c.zip")), closed);
-        QVERIFY(!zip.CloseZipFile2());
-        QCOMPARE(readAll(path("c.zip")), closed);
-    }
-
     // A missing source gives an empty entry; a folder, which has no bytes to
     // add, gives none.
     void missingAndUnreadableSources() {
         QVERIFY(QDir().mkpath(path("folder")));
-        QVERIFY(writeAll(path("ok.txt"), "ok"));
+        QVERIFY(writeFile(path("ok.txt"), "ok"));
         ZipArchive zip;
         QVERIFY(zip.CreateZipFile2(path("m.zip")));
         QVERIFY(zip.addFileToZip(path("does-not-exist.png"), "pic_001.png"));
@@ -170,8 +120,8 @@ private slots:
     }
 
     void createReplacesExistingFileAndFailsWithoutFolder() {
-        QVERIFY(writeAll(path("r.zip"), QByteArray(5000, 'Z')));
-        QVERIFY(writeAll(path("s.txt"), "small"));
+        QVERIFY(writeFile(path("r.zip"), QByteArray(5000, 'Z')));
+        QVERIFY(writeFile(path("s.txt"), "small"));
         ZipArchive zip;
         QVERIFY(zip.CreateZipFile2(path("r.zip")));
         QVERIFY(zip.addFileToZip(path("s.txt"), "s.txt"));
@@ -186,7 +136,7 @@ private slots:
 
     void passwordEncryptsEntries() {
         const QByteArray secret = sampleBytes(3000, 7);
-        QVERIFY(writeAll(path("p.bin"), secret));
+        QVERIFY(writeFile(path("p.bin"), secret));
         ZipArchive zip;
         QVERIFY(zip.CreateZipFile2(path("p.zip"), "s3cret!"));
         QVERIFY(zip.addFileToZip(path("p.bin"), "p.bin"));
@@ -202,11 +152,13 @@ private slots:
         QVERIFY(zip.addFileToZip(path("p.bin"), "p.bin"));
         QVERIFY(zip.CloseZipFile2());
         const QJsonObject plain = entriesOf("plain.zip").at(0).toObject();
-        QCOMPARE(plain.value("flag_bits").toInt() & 1, 0);
+        QCOMPARE(plain.value("flag_bits").toInt() & 0x0801, 0);  // neither encrypted nor UTF-8
+        QCOMPARE(plain.value("compress_type").toInt(), 8);
+        QCOMPARE(QByteArray::fromBase64(plain.value("data").toString().toLatin1()), secret);
     }
 
     void nonAsciiPasswordRefusesEntry() {
-        QVERIFY(writeAll(path("n.bin"), "data"));
+        QVERIFY(writeFile(path("n.bin"), "data"));
         ZipArchive zip;
         QVERIFY(zip.CreateZipFile2(path("n.zip"), QString::fromUtf8("密码")));
         QVERIFY(!zip.addFileToZip(path("n.bin"), "n.bin"));
@@ -215,7 +167,7 @@ private slots:
     }
 
     void destructorClosesOpenArchive() {
-        QVERIFY(writeAll(path("d.txt"), "d"));
+        QVERIFY(writeFile(path("d.txt"), "d"));
         {
             ZipArchive zip;
             QVERIFY(zip.CreateZipFile2(path("d.zip")));
@@ -238,10 +190,11 @@ private slots:
         QVERIFY(r.zip.UnzipFileTo(path("out"), false));
         QVERIFY(r.zip.UnzipCloseFile());
         QCOMPARE(r.delegate.messages, QStringList());
-        QCOMPARE(readAll(path("out/a/b.txt")), QByteArray("backslashed"));
+        QCOMPARE(readFile(path("out/a/b.txt")), QByteArray("backslashed"));
         QVERIFY(QFileInfo(path("out/dir")).isDir());
-        QCOMPARE(readAll(path("out/dir/sub/c.txt")), QByteArray("deep"));
-        QCOMPARE(readAll(path(QString::fromUtf8("out/图片/说明.txt"))), QByteArray("unicode name"));
+        QCOMPARE(readFile(path("out/dir/sub/c.txt")), QByteArray("deep"));
+        QCOMPARE(readFile(path(QString::fromUtf8("out/图片/说明.txt"))),
+                 QByteArray("unicode name"));
         // The entry's time (written by Python as 2020-02-29 10:20:30) becomes the
         // file's modification time.
         QCOMPARE(QFileInfo(path("out/dir/sub/c.txt")).lastModified().toUTC(),
@@ -269,7 +222,7 @@ private slots:
         source.add("keep.txt", "from archive");
         source.add("new.txt", "fresh");
         QVERIFY(source.write(path("o.zip")));
-        QVERIFY(writeAll(path("out/keep.txt"), "already here"));
+        QVERIFY(writeFile(path("out/keep.txt"), "already here"));
 
         RecordingDelegate yes(RecordingDelegate::Answer::Yes);
         RecordingDelegate no(RecordingDelegate::Answer::No);
@@ -284,9 +237,9 @@ private slots:
         }
         QVERIFY(zip.UnzipOpenFile(path("o.zip")));
         QVERIFY(zip.UnzipFileTo(path("out"), overWrite));
-        QCOMPARE(readAll(path("out/keep.txt")),
+        QCOMPARE(readFile(path("out/keep.txt")),
                  expectReplaced ? QByteArray("from archive") : QByteArray("already here"));
-        QCOMPARE(readAll(path("out/new.txt")), QByteArray("fresh"));
+        QCOMPARE(readFile(path("out/new.txt")), QByteArray("fresh"));
         const QStringList asked = yes.asked + no.asked;
         QCOMPARE(asked, expectAsked ? QStringList{path("out/keep.txt")} : QStringList());
     }
@@ -323,8 +276,8 @@ private slots:
         QVERIFY(r.zip.UnzipOpenFile(path("slip.zip")));
         QVERIFY(QDir().mkpath(path("target/inner")));
         QVERIFY(r.zip.UnzipFileTo(path("target/inner"), true));
-        QCOMPARE(readAll(path("target/inner/before.txt")), QByteArray("1"));
-        QCOMPARE(readAll(path("target/inner/after.txt")), QByteArray("2"));
+        QCOMPARE(readFile(path("target/inner/before.txt")), QByteArray("1"));
+        QCOMPARE(readFile(path("target/inner/after.txt")), QByteArray("2"));
         if (!escapesTo.isEmpty()) {
             QVERIFY(!QFileInfo::exists(path(escapesTo)));
             QVERIFY(!QFileInfo::exists(path("target/" + escapesTo)));
@@ -347,12 +300,12 @@ private slots:
         QVERIFY(r.zip.UnzipFileTo(path("target"), true));
         QVERIFY(!QFileInfo::exists(path("outside/new")));
         QVERIFY(!QFileInfo::exists(path("outside/evil2.txt")));
-        QCOMPARE(readAll(path("target/ok.txt")), QByteArray("ok"));
+        QCOMPARE(readFile(path("target/ok.txt")), QByteArray("ok"));
         QCOMPARE(r.delegate.messages.size(), 2);
     }
 
     void symlinkedFileIsNotFollowed() {
-        QVERIFY(writeAll(path("precious.txt"), "precious"));
+        QVERIFY(writeFile(path("precious.txt"), "precious"));
         QVERIFY(QDir().mkpath(path("target")));
         QVERIFY(QFile::link(path("precious.txt"), path("target/x.txt")));
         zipsupport::PythonZip source;
@@ -361,7 +314,7 @@ private slots:
         Reader r;
         QVERIFY(r.zip.UnzipOpenFile(path("f.zip")));
         QVERIFY(r.zip.UnzipFileTo(path("target"), true));
-        QCOMPARE(readAll(path("precious.txt")), QByteArray("precious"));
+        QCOMPARE(readFile(path("precious.txt")), QByteArray("precious"));
         QCOMPARE(r.delegate.messages.size(), 1);
     }
 
@@ -371,8 +324,6 @@ private slots:
         QTest::addColumn<bool>("result");
         QTest::addColumn<QStringList>("messages");
         QTest::newRow("not a zip") << "garbage" << false << false << QStringList();
-        // minizip does not open an archive that holds nothing but its end record.
-        QTest::newRow("empty archive") << "empty" << false << false << QStringList();
         QTest::newRow("bad central record")
             << "central-signature" << true << false << QStringList{"Failed", "Error occurs"};
         QTest::newRow("bad local header")
@@ -389,7 +340,7 @@ private slots:
         QFETCH(bool, result);
         QFETCH(QStringList, messages);
         QVERIFY(zipsupport::writeDamagedArchive(path("b.zip"), damage));
-        QVERIFY(writeAll(path("out/victim.txt"), "kept"));
+        QVERIFY(writeFile(path("out/victim.txt"), "kept"));
         Reader r;
         QCOMPARE(r.zip.UnzipOpenFile(path("b.zip")), opens);
         QCOMPARE(r.zip.UnzipFileTo(path("out"), true), result);
@@ -400,7 +351,7 @@ private slots:
             QCOMPARE(r.delegate.messages, (QStringList{"Failed", "Error occurs"}));
         }
         // A broken entry never replaces the file already there.
-        QCOMPARE(readAll(path("out/victim.txt")), QByteArray("kept"));
+        QCOMPARE(readFile(path("out/victim.txt")), QByteArray("kept"));
         QVERIFY(r.zip.UnzipCloseFile());
         QVERIFY(r.zip.UnzipCloseFile());  // nothing open: still true
     }
@@ -427,8 +378,8 @@ private slots:
         QFETCH(QString, password);
         QFETCH(bool, readable);
         const QByteArray big = QByteArray("compressible line of text\n").repeated(400);
-        QVERIFY(writeAll(path("src/big.txt"), big));
-        QVERIFY(writeAll(path("src/tiny.txt"), "hi"));
+        QVERIFY(writeFile(path("src/big.txt"), big));
+        QVERIFY(writeFile(path("src/tiny.txt"), "hi"));
         QVERIFY(zipsupport::writeInfoZipEncrypted(path("iz.zip"), path("src"),
                                                   {"big.txt", "tiny.txt"}, "Secret-42"));
         Reader r;
@@ -437,13 +388,13 @@ private slots:
         if (readable) {
             QVERIFY(extracted);
             QCOMPARE(r.delegate.messages, QStringList());
-            QCOMPARE(readAll(path("out/big.txt")), big);
-            QCOMPARE(readAll(path("out/tiny.txt")), QByteArray("hi"));
+            QCOMPARE(readFile(path("out/big.txt")), big);
+            QCOMPARE(readFile(path("out/tiny.txt")), QByteArray("hi"));
         } else {
             // Never the plain bytes: the wrong key either fails the open or the
             // entry's check.
             QVERIFY(!r.delegate.messages.isEmpty());
-            QVERIFY(readAll(path("out/big.txt")) != big);
+            QVERIFY(readFile(path("out/big.txt")) != big);
         }
     }
 
@@ -476,13 +427,6 @@ private slots:
         QVERIFY(r.zip.UnzipToDict().isEmpty());
         QCOMPARE(r.delegate.messages,
                  (QStringList{QString::fromUtf8("出错了"), QString::fromUtf8("不能打开该压缩包")}));
-        QVERIFY(r.zip.UnzipCloseFile());
-
-        r.delegate.messages.clear();
-        QVERIFY(zipsupport::writeDamagedArchive(path("l.zip"), "local-signature"));
-        QVERIFY(r.zip.UnzipOpenFile(path("l.zip")));
-        QVERIFY(r.zip.UnzipToDict().isEmpty());
-        QCOMPARE(r.delegate.messages, QStringList{QString::fromUtf8("不能打开该压缩包")});
     }
 
 private:
