@@ -464,7 +464,6 @@ private slots:
         QTest::addColumn<bool>("enabled");
         using B = QByteArray;
         QTest::newRow("no file") << B() << QVariant() << true;
-        QTest::newRow("true") << B("[Analytics]\nEnabled=true\n") << QVariant(true) << true;
         QTest::newRow("yes, spaced")
             << B("[Analytics]\n Enabled = yes \n") << QVariant(true) << true;
         QTest::newRow("false") << B("[Analytics]\nEnabled=false\n") << QVariant(false) << false;
