@@ -105,30 +105,6 @@ private slots:
         QVERIFY(!image.toIcon().pixmap(QSize(16, 16)).isNull());
     }
 
-    void imagesAreSharpAtRatioTwo() {
-        // The check mark's box edge: at ratio 2 the outline is drawn from the
-        // vector at full resolution, not enlarged from ratio 1 — so the edge
-        // pixels of the two renderings differ in count.
-        const ZQImage image = ZQImage::named("button_check_on");
-        const QImage one = image.toImage(1.0);
-        const QImage two = image.toImage(2.0);
-        QCOMPARE(two.devicePixelRatio(), 2.0);
-        auto partial = [](const QImage& img) {
-            int count = 0;
-            for (int y = 0; y < img.height(); ++y) {
-                for (int x = 0; x < img.width(); ++x) {
-                    const int a = qAlpha(img.pixel(x, y));
-                    count += (a > 0 && a < 255) ? 1 : 0;
-                }
-            }
-            return count;
-        };
-        // Blurred enlargement would make the soft rim twice as wide (about four
-        // times the pixels); drawn from the outline it stays about twice.
-        QVERIFY2(partial(two) < 3 * partial(one),
-                 qPrintable(QStringLiteral("%1 vs %2").arg(partial(two)).arg(partial(one))));
-    }
-
     void unknownImagesAreNull() {
         QVERIFY(ZQImage::named("no_such_image").isNull());
         QVERIFY(ZQImage::named(QString()).isNull());

@@ -28,52 +28,25 @@ class TestWindowChrome : public QObject {
     Q_OBJECT
 
 private slots:
-    // Corners: 1 top-left, 2 top-right, 4 bottom-left, 8 bottom-right.
-    void cornerMask_data() {
-        QTest::addColumn<int>("mask");
-        QTest::addColumn<qreal>("ratio");
-        QTest::addColumn<QString>("rounded");  // corners expected round: "tl tr bl br"
-        QTest::newRow("5: left corners") << 5 << 1.0 << "tl bl";
-        QTest::newRow("3: top corners") << 3 << 2.0 << "tl tr";
-        QTest::newRow("0: all") << 0 << 1.0 << "tl tr bl br";
-    }
-
     void cornerMask() {
-        QFETCH(int, mask);
-        QFETCH(qreal, ratio);
-        QFETCH(QString, rounded);
-        const QColor fill(255, 100, 44);
-        ZQCustomBgView view;
-        view.resize(100, 60);
-        view.setBgColor(fill, 10, 10, mask);
-        const QImage image = controls_test::render(&view, ratio);
-        const struct {
-            const char* name;
-            QPointF corner;
-        } corners[] = {
-            {"tl", {0.3, 0.3}}, {"tr", {99.7, 0.3}}, {"bl", {0.3, 59.7}}, {"br", {99.7, 59.7}}};
-        for (const auto& c : corners) {
-            const QColor pixel = at(image, c.corner.x(), c.corner.y());
-            if (rounded.contains(QLatin1String(c.name))) {
-                QVERIFY2(pixel.alpha() == 0, c.name);
-            } else {
-                COMPARE_COLOR(pixel, fill);
-            }
-        }
-        COMPARE_COLOR(at(image, 50, 30), fill);
-    }
-
-    void translucentMaskIsFilledOnce() {
-        // Where the corner shapes and the bands overlap, a translucent colour is
-        // not laid twice.
+        // Mask 5 (1 top-left | 4 bottom-left) rounds the left corners only. Where
+        // the corner shapes and the bands overlap, a translucent colour is not
+        // laid twice.
         ZQCustomBgView view;
         view.resize(100, 60);
         view.setBgColor(QColor(0, 0, 0, 100), 10, 10, 5);
         const QImage image = controls_test::render(&view, 1.0);
         const int alphaInBand = at(image, 50, 30).alpha();
+        QCOMPARE(at(image, 0.3, 0.3).alpha(), 0);
+        QCOMPARE(at(image, 0.3, 59.7).alpha(), 0);
+        QCOMPARE(at(image, 99.7, 0.3).alpha(), alphaInBand);
+        QCOMPARE(at(image, 99.7, 59.7).alpha(), alphaInBand);
         QCOMPARE(at(image, 5, 30).alpha(), alphaInBand);
         QCOMPARE(at(image, 15, 5).alpha(), alphaInBand);
         QCOMPARE(at(image, 95, 5).alpha(), alphaInBand);
+        // No mask: every corner round.
+        view.setBgColor(QColor(0, 0, 0, 100), 10, 10, 0);
+        QCOMPARE(at(controls_test::render(&view, 1.0), 99.7, 59.7).alpha(), 0);
     }
 
     void bordersFollowPointerAndFocus() {

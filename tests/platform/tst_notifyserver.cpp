@@ -10,11 +10,9 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
-#include <QFile>
 #include <QSemaphore>
 #include <QTest>
 #include <QThread>
-#include <QXmlStreamReader>
 
 #include <atomic>
 
@@ -109,28 +107,6 @@ private slots:
 
     void cleanupTestCase() {
         QDBusConnection::disconnectFromBus(QString::fromLatin1(kServerConnection));
-    }
-
-    void protocolMatchesTheInterfaceDescription() {
-        QFile xml(
-            QStringLiteral(ZQ_SOURCE_DIR "/platform/dbus/com.vesko.NotifyVeskoInputProtocol.xml"));
-        QVERIFY(xml.open(QIODevice::ReadOnly));
-        QXmlStreamReader reader(&xml);
-        QString interfaceName;
-        QStringList methods;
-        while (!reader.atEnd()) {
-            if (reader.readNext() != QXmlStreamReader::StartElement) {
-                continue;
-            }
-            if (reader.name() == u"interface") {
-                interfaceName = reader.attributes().value("name").toString();
-            } else if (reader.name() == u"method") {
-                methods.append(reader.attributes().value("name").toString());
-            }
-        }
-        QVERIFY2(!reader.hasError(), qPrintable(reader.errorString()));
-        QCOMPARE(interfaceName, QString::fromLatin1(ZQNotifyVeskoInputProxy::kInterface));
-        QCOMPARE(methods, ZQNotifyVeskoInputProxy::protocolOperations());
     }
 
     void withoutServer() {

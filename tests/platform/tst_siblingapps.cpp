@@ -145,38 +145,6 @@ private slots:
         QVERIFY(!isVeskoProcessExist(index));
     }
 
-    void processExistsFollowsTheProcessList_data() {
-        QTest::addColumn<qint64>("index");
-        QTest::addColumn<bool>("anchored");  // under this case's install root
-        QTest::newRow("1, written as it is") << qint64(1) << false;
-        QTest::newRow("4, under the install root") << qint64(4) << true;
-    }
-
-    void processExistsFollowsTheProcessList() {
-        QFETCH(qint64, index);
-        QFETCH(bool, anchored);
-        const QString text = zq::utility::processSearchText(index);
-        if (anchored) {
-            // Texts under this case's install root cannot match any other
-            // process on the machine.
-            QVERIFY(!isVeskoProcessExist(index));
-        }
-        {
-            // The text in the middle of a longer command line still counts.
-            MarkerProcess target(QStringLiteral("prefix") + text + QStringLiteral(" -ZQAbout"));
-            QVERIFY(target.isStarted());
-            QVERIFY(isVeskoProcessExist(index));
-            target.stop();
-        }
-        if (anchored) {
-            QVERIFY(!isVeskoProcessExist(index));
-            // The text as the input method writes it, unresolved, is not it.
-            MarkerProcess unresolved(zq::utility::processTableText(index));
-            QVERIFY(unresolved.isStarted());
-            QVERIFY(!isVeskoProcessExist(index));
-        }
-    }
-
     void touchBarServerStandsInForTheAgent_data() {
         QTest::addColumn<QString>("processes");
         QTest::addColumn<qint64>("index");

@@ -5,7 +5,6 @@
 #include "tests/platform/PlatformTestSupport.h"
 
 #include <QCoreApplication>
-#include <QPointer>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>

@@ -91,34 +91,6 @@ private slots:
         QCOMPARE(zq::utility::platformUUIDFromMachineId(content).value_or(QString()), raw);
     }
 
-    void identifierFromTheMachine() {
-        QVERIFY(writeBytes(machineIdPath(), kMachineId));
-        const qsizetype mark = runLogMark();
-        QCOMPARE(GetUUID(), std::optional<QString>(kIdentifier));
-        // Never written by GetUUID.
-        QVERIFY(!QFileInfo::exists(uuidFilePath()));
-        const QStringList entries = runLogSince(mark);
-        QCOMPARE(entries.size(), 1);
-        QVERIFY(entries[0].startsWith("GetUUID # : stack = ("));
-        QVERIFY2(entries[0].contains("tst_deviceidentity"), qPrintable(entries[0]));
-
-        QCOMPARE(GetUUIDSource(), std::optional<QString>(kRawUUID));
-        // Both stay for the process's life.
-        QVERIFY(writeBytes(machineIdPath(), "00112233445566778899aabbccddeeff\n"));
-        QCOMPARE(GetUUID(), std::optional<QString>(kIdentifier));
-        QCOMPARE(GetUUIDSource(), std::optional<QString>(kRawUUID));
-    }
-
-    void fileComesFirst() {
-        QVERIFY(writeBytes(machineIdPath(), kMachineId));
-        QVERIFY(platform::Plist::writeFile(uuidFilePath(), QVariantMap{{"uuid", "ABC"}}));
-        // The file's value is trusted as it is.
-        QCOMPARE(GetUUID(), std::optional<QString>("ABC"));
-        QCOMPARE(getUUIDFromLocalFile(), std::optional<QString>("ABC"));
-        // The raw identifier always comes from the machine.
-        QCOMPARE(GetUUIDSource(), std::optional<QString>(kRawUUID));
-    }
-
     void unusableFilesCountAsMissing_data() {
         QTest::addColumn<QByteArray>("file");
         const QByteArray binary = platform::Plist::serialize(QVariantMap{{"uuid", "ABC"}},
@@ -150,6 +122,7 @@ private slots:
         // Absent values are not kept: the next call looks again.
         QVERIFY(writeBytes(machineIdPath(), kMachineId));
         QCOMPARE(GetUUID(), std::optional<QString>(kIdentifier));
+        QVERIFY(!QFileInfo::exists(uuidFilePath()));  // never written by GetUUID
         mark = runLogMark();
         QCOMPARE(GetUUIDSource(), std::optional<QString>(kRawUUID));
         QCOMPARE(runLogSince(mark),
@@ -159,7 +132,11 @@ private slots:
     void renewingReplacesAStaleFile() {
         QVERIFY(writeBytes(machineIdPath(), kMachineId));
         QVERIFY(platform::Plist::writeFile(uuidFilePath(), QVariantMap{{"uuid", "STALE"}}));
+        // The file's value is trusted as it is; the raw identifier always comes
+        // from the machine.
         QCOMPARE(GetUUID(), std::optional<QString>("STALE"));
+        QCOMPARE(getUUIDFromLocalFile(), std::optional<QString>("STALE"));
+        QCOMPARE(GetUUIDSource(), std::optional<QString>(kRawUUID));
         setUUIDToLocalFile();
         QCOMPARE(platform::Plist::readDictionary(uuidFilePath()),
                  std::optional<QVariantMap>(QVariantMap{{"uuid", kIdentifier}}));

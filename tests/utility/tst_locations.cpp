@@ -33,16 +33,11 @@ private slots:
     void bothFormsNameTheSameFile() {
         const QString name = "stat2.dat";
         const QString fromPath = QStringLiteral("%1VeskoPY/%2").arg(GetUserImPath(), name);
-        const QString fromFolder =
-            QStringLiteral("%1/VeskoPY/%2").arg(ZQGetUserLibAppSupportFolder(), name);
-        const QString fromTilde = zq::utility::expandProductPath(
-            "~/Library/Application Support/Vesko/InputMethod/VeskoPY/" + name);
         const QString fromHome = zq::utility::expandProductPath(
             _home + "/Library/Application Support/Vesko/InputMethod/VeskoPY/" + name);
-        QCOMPARE(fromFolder, fromPath);
-        QCOMPARE(fromTilde, fromPath);
         QCOMPARE(fromHome, fromPath);
         QCOMPARE(zq::utility::userDataFilePath(name), fromPath);
+        QCOMPARE(GetAddressBookFilePath(), GetUserImPath() + "VeskoPY/peopleArray.book");
         // The log manager keeps its configuration in the same folder.
         QCOMPARE(ZQLogManager::sharedInstance()->logConfigFilePath(),
                  GetUserImPath() + "VeskoPY/logConfig.plist");
@@ -78,35 +73,6 @@ private slots:
         // The input method's home form follows the same choice.
         QCOMPARE(zq::utility::expandProductPath("~/Library/Application Support/Vesko/InputMethod"),
                  expected);
-    }
-
-    void valuesAreKeptForTheProcess() {
-        const QString folder = ZQGetUserLibAppSupportFolder();
-        const QString path = GetUserImPath();
-        const QString book = GetAddressBookFilePath();
-        qputenv("XDG_DATA_HOME",
-                QFile::encodeName(QString::fromLocal8Bit(qgetenv("ZQ_TEST_ROOT")) + "/moved"));
-        QCOMPARE(ZQGetUserLibAppSupportFolder(), folder);
-        QCOMPARE(GetUserImPath(), path);
-        QCOMPARE(GetAddressBookFilePath(), book);
-        QCOMPARE(zq::utility::processCacheFillCount("IMUserFolder"), 1);
-        QCOMPARE(zq::utility::processCacheFillCount("IMUserPath"), 1);
-    }
-
-    void everyCallWritesItsPathEntry() {
-        const QString folder = ZQGetUserLibAppSupportFolder();
-        GetUserImPath();
-        GetAddressBookFilePath();
-        const qsizetype mark = runLogMark();
-        ZQGetUserLibAppSupportFolder();
-        GetUserImPath();
-        GetAddressBookFilePath();
-        QCOMPARE(runLogSince(mark),
-                 (QStringList{
-                     QStringLiteral("ZQGetUserLibAppSupportFolder # : path = %1").arg(folder),
-                     QStringLiteral("GetUserImPath # : path = %1/").arg(folder),
-                     QStringLiteral("GetAddressBookFilePath # : path = %1/VeskoPY/peopleArray.book")
-                         .arg(folder)}));
     }
 
     void expandTilde() {

@@ -56,6 +56,7 @@ private slots:
         QCOMPARE(results[0].mid(3, 6), (QStringList{"8C2B5F0E4D1A4B7C9E3F2A1B0C9D8E7F",
                                                     "8C2B5F0E-4D1A-4B7C-9E3F-2A1B0C9D8E7F", "1234",
                                                     "6.9.2", "12", "Box"}));
+        QVERIFY(!results[0].at(9).isEmpty() && results[0].at(9) != u"Unknown");
         for (const char* name :
              {"IMUserFolder", "IMUserPath", "AddressBookPath", "DeviceIdentifier", "PlatformUUID",
               "Channel", "InfoDictionary", "InputMethodVersion", "SystemVersion", "HardwareModel",
