@@ -132,7 +132,6 @@ private slots:
         QTest::addColumn<bool>("retried");
         QTest::newRow("408 is retried") << 408 << true;
         QTest::newRow("429 is retried") << 429 << true;
-        QTest::newRow("302 is retried") << 302 << true;
         QTest::newRow("503 is retried") << 503 << true;
         QTest::newRow("400 is refused") << 400 << false;
     }
