@@ -108,6 +108,12 @@ private slots:
         QVERIFY(_installRoot->isValid());
         qputenv("VESKO_INSTALL_ROOT", _installRoot->path().toUtf8());
         _seen.clear();
+        // No address ever reaches the desktop: the cases read what was opened.
+        _opened.clear();
+        platform::Workspace::setUrlOpener([this](const QUrl& url) {
+            _opened.append(url);
+            return true;
+        });
         _logStart = ZQLogManager::sharedInstance()->logContent().size();
     }
 
@@ -419,11 +425,6 @@ private slots:
         QFETCH(bool, settingsRunning);
         QFETCH(QList<QUrl>, expected);
 
-        QList<QUrl> opened;
-        platform::Workspace::setUrlOpener([&opened](const QUrl& url) {
-            opened.append(url);
-            return true;
-        });
         const QString ini = _scratch.filePath("panes.ini");
         QFile file(ini);
         QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
@@ -445,9 +446,9 @@ private slots:
             QVERIFY(settings->isStarted());
         }
         CallSystemScreenRecordAuth();
-        QVERIFY2(opened.isEmpty(), "addresses open on a later turn of the event loop");
-        QTRY_COMPARE(opened.size(), expected.size());
-        QCOMPARE(opened, expected);
+        QVERIFY2(_opened.isEmpty(), "addresses open on a later turn of the event loop");
+        QTRY_COMPARE(_opened.size(), expected.size());
+        QCOMPARE(_opened, expected);
         QVERIFY(logEntries(QStringLiteral("CallSystemScreenRecordAuth")).isEmpty());
     }
 
@@ -525,16 +526,11 @@ private slots:
     void openUrlWithUrlString() {
         QFETCH(QString, text);
         QFETCH(QByteArray, expected);
-        QList<QUrl> opened;
-        platform::Workspace::setUrlOpener([&opened](const QUrl& url) {
-            opened.append(url);
-            return true;
-        });
         OpenUrlWithUrlString(text);
-        QVERIFY2(opened.isEmpty(), "the address opens on a later turn of the event loop");
-        QTRY_COMPARE(opened.size(), 1);
-        QVERIFY2(opened.constFirst().isValid(), qPrintable(opened.constFirst().errorString()));
-        QCOMPARE(opened.constFirst().toEncoded(), expected);
+        QVERIFY2(_opened.isEmpty(), "the address opens on a later turn of the event loop");
+        QTRY_COMPARE(_opened.size(), 1);
+        QVERIFY2(_opened.constFirst().isValid(), qPrintable(_opened.constFirst().errorString()));
+        QCOMPARE(_opened.constFirst().toEncoded(), expected);
     }
 
     void doAppleScript_data() {
@@ -653,6 +649,7 @@ private slots:
 private:
     // Notifications seen by the second connection since the case began.
     QList<Notification> _seen;
+    QList<QUrl> _opened;
     bool seen(const QString& name) const {
         return std::any_of(_seen.cbegin(), _seen.cend(),
                            [&name](const Notification& n) { return n.name == name; });

@@ -128,7 +128,6 @@ private slots:
         const QByteArray mac = platform::Plist::serialize(
             QVariantMap{{"ProductVersion", "14.5"}, {"ProductBuildVersion", "23F79"}});
         const QByteArray none;
-        row("system version file", mac, nullptr, false, "14.5", "14.5(23F79)");
         row("os-release without build", none, "NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\n",
             false, "12", "12()");
         row("os-release with build", none, "VERSION_ID=22.04\nBUILD_ID=rolling\n", false, "22.04",
