@@ -1,5 +1,5 @@
-// The shell core without windows or buses: the config store and the request
-// rules that every channel (launch, load notification, bus interface) uses.
+// The shell core without windows or buses: the request rules that every
+// channel (launch, load notification, bus interface) uses, and what they store.
 #include "app/core/PageRequest.h"
 #include "app/core/ZQAssistConfig.h"
 
@@ -27,44 +27,6 @@ void compareStore(const ZQAssistConfig& config, const QVariantMap& expected) {
 class TestShellCore : public QObject {
     Q_OBJECT
 private slots:
-    void configStore() {
-        ZQAssistConfig config;
-        QVERIFY(!config.objectForKey("UpdateMode").isValid());
-        config.setObject("Silent", "UpdateMode");
-        config.setObject("UpdateByPkg", "UpdateMode");
-        QCOMPARE(config.objectForKey("UpdateMode"), QVariant("UpdateByPkg"));
-        // An empty text is a value; an absent value is refused.
-        config.setObject(QString(), "UpdateVersion");
-        QVERIFY(config.objectForKey("UpdateVersion").isValid());
-        config.setObject(QVariant(), "UpdateMode");
-        QCOMPARE(config.objectForKey("UpdateMode"), QVariant("UpdateByPkg"));
-    }
-
-    void argumentDictionary_data() {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<QVariantMap>("expected");
-        QTest::newRow("one hyphen dropped")
-            << QStringList{"x", "-ZQAbout"} << QVariantMap{{"arg0", "x"}, {"arg1", "ZQAbout"}};
-        QTest::newRow("only the first of two hyphens")
-            << QStringList{"x", "--ZQAbout"} << QVariantMap{{"arg0", "x"}, {"arg1", "-ZQAbout"}};
-        QTest::newRow("hyphen optional, inside kept")
-            << QStringList{"x", "a-b", "-"}
-            << QVariantMap{{"arg0", "x"}, {"arg1", "a-b"}, {"arg2", ""}};
-        QStringList many{"x"};
-        QVariantMap manyExpected{{"arg0", "x"}};
-        for (int i = 1; i <= 11; ++i) {
-            many << QStringLiteral("-v%1").arg(i);
-            manyExpected.insert(QStringLiteral("arg%1").arg(i), QStringLiteral("v%1").arg(i));
-        }
-        QTest::newRow("two-digit indexes") << many << manyExpected;
-    }
-
-    void argumentDictionary() {
-        QFETCH(QStringList, arguments);
-        QFETCH(QVariantMap, expected);
-        QCOMPARE(zq::shell::argumentDictionary(arguments), expected);
-    }
-
     void launch_data() {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("page");  // "" = no page: the process ends
@@ -115,9 +77,10 @@ private slots:
                                  {"Flag", true},
                                  {"Ratio", 0.5},
                                  {"Nested", QVariantMap{{"a", "b"}}},
+                                 {"UpdateVersion", QString()},
                                  {"Absent", QVariant()}};
         QVariantMap updateStored = update;
-        updateStored.remove("Absent");  // an absent value is never stored
+        updateStored.remove("Absent");  // an absent value is never stored; an empty text is
         QTest::newRow("update detail copies every key, of every type")
             << update << upd << updateStored;
         const QVariantMap access{{kName, "ZQAccesAuthorize"}, {"AccesAction", "2"}, {"Other", "x"}};
@@ -132,8 +95,6 @@ private slots:
         QTest::newRow("contacts stores nothing")
             << QVariantMap{{kName, "ZQContactAuthorize"}, {"AccesAction", "9"}}
             << "ZQContactAuthorize" << QVariantMap{};
-        QTest::newRow("missing page name")
-            << QVariantMap{{"UpdateMode", "Silent"}} << QString() << QVariantMap{};
         QTest::newRow("page name of another type")
             << QVariantMap{{kName, qint64(2)}, {"UpdateMode", "Silent"}} << QString()
             << QVariantMap{};

@@ -1,6 +1,6 @@
 // The HTTP client layer against the reference web service on loopback:
 // request building, header rules, validation and parsing of answers,
-// completion queues, progress, timeouts, cancellation and invalidation.
+// content codings, timeouts, cancellation and invalidation.
 
 #include "net/AFHTTPSessionManager.h"
 #include "net/ContentDecoder.h"
@@ -15,11 +15,8 @@
 using zq::net::CachePolicy;
 using zq::net::OptionalError;
 using zq::net::Request;
-using zq::test::journalHeader;
 using zq::test::Outcome;
 using zq::test::OutcomePtr;
-
-Q_DECLARE_METATYPE(CachePolicy)
 
 namespace {
 
@@ -203,32 +200,6 @@ private slots:
         QCOMPARE(request.value(QStringLiteral("CONTENT-TYPE")), QStringLiteral("2"));
     }
 
-    void cachePolicyOnTheWire_data() {
-        QTest::addColumn<CachePolicy>("policy");
-        QTest::addColumn<QString>("cacheControl");
-        QTest::addColumn<QString>("pragma");
-        QTest::newRow("ignore local")
-            << CachePolicy::kReloadIgnoringLocalCacheData << QString() << QString();
-        QTest::newRow("ignore local and remote")
-            << CachePolicy::kReloadIgnoringLocalAndRemoteCacheData << QStringLiteral("no-cache")
-            << QStringLiteral("no-cache");
-    }
-
-    void cachePolicyOnTheWire() {
-        QFETCH(CachePolicy, policy);
-        QFETCH(QString, cacheControl);
-        QFETCH(QString, pragma);
-        const qint64 mark = _service.mark();
-        Request request = echo();
-        request.setCachePolicy(policy);
-        const OutcomePtr outcome = run(rawClient(), request);
-        QTRY_COMPARE_WITH_TIMEOUT(outcome->calls.load(), 1, kWaitMs);
-        const QJsonArray entries = _service.entries(QStringLiteral("/__test/echo"), mark);
-        QCOMPARE(entries.size(), 1);
-        QCOMPARE(journalHeader(entries.at(0).toObject(), "Cache-Control"), cacheControl);
-        QCOMPARE(journalHeader(entries.at(0).toObject(), "Pragma"), pragma);
-    }
-
     void buildFailureReachesFailure() {
         // JSON parameters that are not an object or array cannot form a body.
         auto client = AFHTTPSessionManager::create();
@@ -403,19 +374,6 @@ private slots:
         QCOMPARE(decoder.error() ? decoder.error()->code : 0, errorCode);
         if (ok)
             QVERIFY(decoded == expected);
-    }
-
-    void completionQueue() {
-        auto client = rawClient();
-        const OutcomePtr onMain = run(client, echo());
-        QTRY_COMPARE_WITH_TIMEOUT(onMain->calls.load(), 1, kWaitMs);
-        QVERIFY(onMain->onMainThread);
-
-        client->setCompletionQueue(zq::net::CompletionQueue::globalConcurrentQueue());
-        const OutcomePtr onWorker = run(client, echo());
-        QTRY_COMPARE_WITH_TIMEOUT(onWorker->calls.load(), 1, kWaitMs);
-        QVERIFY(!onWorker->onMainThread);
-        QVERIFY(!onWorker->error);
     }
 
     void timeout() {
