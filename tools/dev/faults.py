@@ -54,7 +54,7 @@ TEST_TIMEOUT = 300
 # The area's -R regex is made of the names these patterns match.
 AREA_TESTS = {
     "crypto": [r"tst_crypto_.*"],
-    "net": [r"tst_httpclient", r"tst_veskonetworking", r"tst_faultmatrix", r"tst_refservice"],
+    "net": [r"tst_httpclient", r"tst_veskonetworking"],
     "help": [r"tst_ziparchive.*", r"tst_helplist", r"tst_helplist_fuzz", r"tst_feedbackcalls",
              r"tst_helptool"],
     "help/models": [r"tst_helplistmodel", r"tst_feedbackform", r"e2e_feedback"],
