@@ -35,13 +35,24 @@ import json
 import os
 import re
 import shlex
+import shutil
 import subprocess
 from concurrent.futures import ThreadPoolExecutor
+from typing import NamedTuple
 
 ROOT = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", ".."))
 NOT_PRODUCT = ("tests/", "fuzz/", "bench/")
 FIXTURE_SLOTS = {"initTestCase", "cleanupTestCase", "init", "cleanup"}
 FLAGS = "-fprofile-instr-generate -fcoverage-mapping"
+
+
+class Unit(NamedTuple):
+    """One test function run alone, or a whole test that is not a QtTest program."""
+    id: str
+    test: str  # the ctest name
+    command: list
+    binary: str | None  # the QtTest program, if it is one
+    slot: str | None  # the test function, if the unit is one
 
 
 def configure(build):
@@ -66,35 +77,37 @@ def ctest_commands(build, pattern):
 
 
 def units(build, pattern):
-    """(unit id, test name, command, test binary or None) in ctest's order."""
+    """Every unit of the tests matching `pattern`, in ctest's order."""
     found = []
     for name, command in ctest_commands(build, pattern):
         if name == "clang_format":
             continue
         binary = command[-1]
         if not (os.path.basename(binary).startswith("tst_") and os.access(binary, os.X_OK)):
-            found.append((name, name, command, None))
+            found.append(Unit(name, name, command, None, None))
             continue
         listed = subprocess.run(command + ["-functions"], capture_output=True, text=True,
                                 env=dict(os.environ, LLVM_PROFILE_FILE=os.devnull)).stdout
         slots = [line.strip()[:-2] for line in listed.splitlines() if line.strip().endswith("()")]
         slots = [s for s in slots if s not in FIXTURE_SLOTS] or [None]
         for slot in slots:
-            found.append((f"{name}__{slot}" if slot else name, name,
-                          command + ([slot] if slot else []), binary))
+            found.append(Unit(f"{name}__{slot}" if slot else name, name,
+                              command + ([slot] if slot else []), binary, slot))
     return found
 
 
 def run_unit(out, unit):
-    uid, _, command, _ = unit
-    raw = os.path.join(out, "raw", uid)
-    os.makedirs(raw, exist_ok=True)
+    # Profiles of an earlier run would be merged with this one's.
+    raw = os.path.join(out, "raw", unit.id)
+    shutil.rmtree(raw, ignore_errors=True)
+    os.makedirs(raw)
     env = dict(os.environ, LLVM_PROFILE_FILE=raw + "/%p-%m.profraw")
     try:
-        status = subprocess.run(command, env=env, capture_output=True, timeout=600).returncode
+        status = subprocess.run(unit.command, env=env, capture_output=True,
+                                timeout=600).returncode
     except subprocess.TimeoutExpired:
         status = "timeout"
-    print(uid, status, flush=True)
+    print(unit.id, status, flush=True)
     return status
 
 
@@ -214,19 +227,16 @@ def main():
         configure(args.build)
 
     found = units(args.build, args.pattern)
-    statuses = {}
-    if args.no_run:
-        statuses = json.load(open(os.path.join(out, "status.json")))
-    else:
+    status_file = os.path.join(out, "status.json")
+    statuses = json.load(open(status_file)) if os.path.exists(status_file) else {}
+    if not args.no_run:
         # The staged installation comes first, alone: the end-to-end tests use it.
-        first = [u for u in found if u[0] == "e2e_install"]
-        for unit in first:
-            statuses[unit[0]] = run_unit(out, unit)
+        first = [u for u in found if u.id == "e2e_install"]
+        rest = [u for u in found if u not in first]
+        statuses.update((u.id, run_unit(out, u)) for u in first)
         with ThreadPoolExecutor(args.jobs) as pool:
-            rest = [u for u in found if u not in first]
-            for unit, status in zip(rest, pool.map(lambda u: run_unit(out, u), rest)):
-                statuses[unit[0]] = status
-        json.dump(statuses, open(os.path.join(out, "status.json"), "w"), indent=1)
+            statuses.update(zip((u.id for u in rest), pool.map(lambda u: run_unit(out, u), rest)))
+        json.dump(statuses, open(status_file, "w"), indent=1)
 
     objects = product_objects(args.build)
     sources = collections.defaultdict(list)
@@ -234,12 +244,10 @@ def main():
         sources[os.path.basename(os.path.dirname(path))].append(path)
 
     def measure(unit):
-        uid, test, command, binary = unit
-        slot = command[-1] if binary and uid != test else None
-        folder = os.path.basename(os.path.dirname(binary)) if binary else ""
-        return {"unit": uid, "test": test, "status": statuses.get(uid),
-                "length": slot_length(sources[folder], slot) if slot else 0,
-                "items": reached(out, uid, binary, objects)}
+        folder = os.path.basename(os.path.dirname(unit.binary)) if unit.binary else ""
+        return {"unit": unit.id, "test": unit.test, "status": statuses.get(unit.id),
+                "length": slot_length(sources[folder], unit.slot) if unit.slot else 0,
+                "items": reached(out, unit.id, unit.binary, objects)}
 
     with ThreadPoolExecutor(args.jobs) as pool:
         results = list(pool.map(measure, found))
