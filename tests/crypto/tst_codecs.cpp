@@ -135,19 +135,24 @@ private slots:
     }
 
     void md5OfFile() {
-        // Many reads of the 256-byte buffer and a partial last one.
+        // An empty file, exactly one read of the 256-byte buffer, and many reads
+        // with a partial last one.
         QTemporaryDir dir;
         const QString path = dir.filePath(QStringLiteral("f.bin"));
         QByteArray data(100001, Qt::Uninitialized);
         for (int i = 0; i < data.size(); ++i) {
             data[i] = char((i * 131) ^ (i >> 3));
         }
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(data) == data.size());
-        file.close();
-        QCOMPARE(
-            getMD5(path),
-            QString::fromLatin1(QCryptographicHash::hash(data, QCryptographicHash::Md5).toHex()));
+        for (const qsizetype size : {0, 256, 100001}) {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
+                    file.write(data.left(size)) == size);
+            file.close();
+            QCOMPARE(
+                getMD5(path),
+                QString::fromLatin1(
+                    QCryptographicHash::hash(data.left(size), QCryptographicHash::Md5).toHex()));
+        }
     }
 
     void crc32KnownValues() {
